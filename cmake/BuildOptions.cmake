@@ -1,0 +1,16 @@
+# Warnings and sanitizers, as one interface library that every target of ours links privately.
+set(PARLOWEN_SANITIZE "" CACHE STRING
+    "Sanitizers to build with, as -fsanitize takes them (address,undefined or thread)")
+option(PARLOWEN_WARNINGS_AS_ERRORS "Stop at the first warning" ON)
+
+add_library(parlowen_build_options INTERFACE)
+target_compile_options(parlowen_build_options INTERFACE
+    -Wall -Wextra -Wconversion -Wshadow
+    $<$<BOOL:${PARLOWEN_WARNINGS_AS_ERRORS}>:-Werror>)
+
+if(PARLOWEN_SANITIZE)
+    # Everything is built with the sanitizer, so that no object is left out.
+    add_compile_options(-fsanitize=${PARLOWEN_SANITIZE} -fno-omit-frame-pointer
+        -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${PARLOWEN_SANITIZE})
+endif()

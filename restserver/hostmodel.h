@@ -1,0 +1,333 @@
+#ifndef HOSTMODEL_H
+#define HOSTMODEL_H
+
+/**
+ * What the library needs of the device application that loads it.
+ *
+ * The application implements `IApplicationModel` and every sub-model that it returns, creates one
+ * `RestServerModel`, hands its model to `RestServerModel::Construct` and then calls `Start`. From
+ * there on the library calls these interfaces to answer HTTP requests.
+ *
+ * Threads: every operation below is called on the application's Qt main thread, from a timer slot
+ * of the library, one call at a time. Implementations need no locks for the library's sake. While
+ * an operation runs, the client waits: a request that keeps the main thread for more than 10 s is
+ * answered with an internal time-out, and its late answer goes to the next client.
+ *
+ * Ownership: the application owns everything reached through these interfaces and the library
+ * deletes none of it; the pointers that the accessors return must not be null and must stay valid
+ * for the life of the library. The destructors are protected for that reason.
+ *
+ * Text: paths and work order ids that come from a URI hold one character per byte that the client
+ * sent, after percent decoding. A name in UTF-8 is read back with
+ * `QString::fromUtf8(path.toLatin1())`. Texts from JSON bodies are ordinary Unicode strings.
+ *
+ * Errors are reported through return values. An exception that leaves one of these operations is
+ * caught by nobody.
+ */
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+#include <QVector>
+#include <QtGlobal>
+
+#include "datachunk.h"
+#include "sharedqueue.h"
+
+class IApplicationModel;
+class IRootModel;
+
+/** An object that is built in two steps: its constructor, then `Construct` with the host. */
+class IConstructable
+{
+public:
+    /** Connects the object to the host. Called once, before any other use. */
+    virtual void Construct(IApplicationModel *model) = 0;
+
+    /** The counterpart of `Construct`; the library's own classes do nothing here. */
+    virtual void Shutdown() = 0;
+
+protected:
+    ~IConstructable() = default;
+};
+
+/** A sub-model of the application that may need nothing of it. */
+class IApplicationSubModel : public IConstructable
+{
+public:
+    void Construct(IApplicationModel *model) override { Q_UNUSED(model) }
+
+protected:
+    ~IApplicationSubModel() = default;
+};
+
+/**
+ * The REST server as the application and the library's own transfer code see it.
+ * `RestServerModel` implements it; the application returns that object from
+ * `IApplicationModel::RestServer`.
+ */
+class IRestServerModel
+{
+public:
+    /** Starts to serve HTTP on port 8081. On failure `Running` stays false. */
+    virtual void Start() = 0;
+
+    /** Stops to serve; returns when the requests in flight have ended. */
+    virtual void Stop() = 0;
+
+    /** True between a successful `Start` and `Stop`. */
+    virtual bool Running() = 0;
+
+    /** Upload body chunks on their way to the main thread. */
+    virtual SharedQueue<DataChunk *> *RequestChunkQueue() = 0;
+
+    /** Download body chunks on their way to the HTTP thread. */
+    virtual SharedQueue<DataChunk *> *ResponseChunkQueue() = 0;
+
+protected:
+    ~IRestServerModel() = default;
+};
+
+/** Directories by key, and a storage area that is entered and left around every use. */
+class IStorageModel
+{
+public:
+    /** The directory behind a key, and there are three. */
+    enum DirectoryKey
+    {
+        UserFilesDirectory = 9,       ///< user files; uploads and downloads stay below its path
+        TemplateDirectory = 10,       ///< work order templates
+        GuardedTemplateDirectory = 11 ///< further templates, on the guarded storage
+    };
+
+    /** The directory behind `key`. It need not exist. */
+    virtual QDir Directory(int key) = 0;
+
+    /** Whether the guarded storage can be entered now. */
+    virtual bool IsStorageAvailable() = 0;
+
+    /** Enters the guarded storage; one `EndStorageAccess` follows on every path. */
+    virtual void BeginStorageAccess() = 0;
+
+    /** Leaves the guarded storage. The later pieces of a download are read after this. */
+    virtual void EndStorageAccess() = 0;
+
+    /** Whether `bytes` more bytes fit. Asked with the size that an upload announces, or 0. */
+    virtual bool HasFreeSpace(qint64 bytes) = 0;
+
+protected:
+    ~IStorageModel() = default;
+};
+
+/** The operating mode of the instrument. */
+class IModeModel
+{
+public:
+    /** In mode 2 a change of the active work order resets the job view and closes the panel. */
+    virtual int CurrentMode() = 0;
+
+protected:
+    ~IModeModel() = default;
+};
+
+/** The panel that shows the jobs. */
+class IJobPanelModel
+{
+public:
+    /** Called with false after the active work order changed in mode 2. */
+    virtual void SetJobPanelOpen(bool open) = 0;
+
+protected:
+    ~IJobPanelModel() = default;
+};
+
+/** A command of the application. */
+class ICommand
+{
+public:
+    /** Runs it. Command 40 runs after every change of the active work order. */
+    virtual void Execute() = 0;
+
+protected:
+    ~ICommand() = default;
+};
+
+/** Where the library reports errors that somebody on the device should see. */
+class IErrorReporter
+{
+public:
+    /**
+     * Records one error. `sourceFile` is the bare name of the library's source file, without a
+     * path or suffix; it and `line` say where the error was noticed.
+     */
+    virtual void ReportError(QString message, const char *sourceFile, int line) = 0;
+
+protected:
+    ~IErrorReporter() = default;
+};
+
+/** One work order in the application's list. Owned by the `IJobModel`. */
+class Job
+{
+public:
+    /** The id; compared with clients' ids to the letter. */
+    virtual QString WorkOrderId() = 0;
+
+    /** When it last changed. Printed as it is, with a "Z": return UTC. */
+    virtual QDateTime ModifiedTime() = 0;
+
+protected:
+    ~Job() = default;
+};
+
+/** The work orders in memory and the active one among them. */
+class IJobModel
+{
+public:
+    /**
+     * All jobs, in the order that clients see. Fetched anew at every step of a loop, so return an
+     * implicitly shared copy of a kept vector. The jobs stay valid until the next `RefreshJobs`.
+     */
+    virtual QVector<Job *> Jobs() = 0;
+
+    /** Reloads the jobs after the store changed, so that `Jobs` reflects it. */
+    virtual void RefreshJobs() = 0;
+
+    /** Makes one of `Jobs` the active one; also called when it already is. */
+    virtual void SetActiveJob(Job *job) = 0;
+
+    /** The active job, or null when none is. */
+    virtual Job *ActiveJob() = 0;
+
+protected:
+    ~IJobModel() = default;
+};
+
+/** The work orders on disk. */
+class IWorkOrderStore
+{
+public:
+    /**
+     * Stores the documents of one update; what an element replaces is the store's decision. The
+     * array is empty when the client sent something else. False means failure; the client is then
+     * told so, and nothing should have been stored.
+     */
+    virtual bool UpdateWorkOrders(QJsonArray workOrders) = 0;
+
+    /** The stored document of `id`. Sets `*found`; the result counts only when that is true. */
+    virtual QJsonObject GetWorkOrder(QString id, bool *found) = 0;
+
+protected:
+    ~IWorkOrderStore() = default;
+};
+
+/** The files that an outside system has yet to fetch, and the technician at work. */
+class ISyncFilesModel
+{
+public:
+    /** The files that wait for synchronisation. The elements are sent as they are. */
+    virtual QJsonArray GetPendingFiles() = 0;
+
+    /** All pending files. The elements are sent as they are. */
+    virtual QJsonArray GetAllPendingFiles() = 0;
+
+    /**
+     * The whole content of a file. Must set `*found` on every call; the result counts only when
+     * that is true. `path` is the client's, unchecked.
+     */
+    virtual QByteArray GetFileData(QString path, bool *found) = 0;
+
+    /** Notes that a client has the file. False when it is unknown. `path` is unchecked. */
+    virtual bool MarkFileSynced(QString path) = 0;
+
+    /** Records the technician: 1 to 20 word characters, already checked. */
+    virtual void SetTechId(QString techId) = 0;
+
+protected:
+    ~ISyncFilesModel() = default;
+};
+
+/** The user files: listing, reading in pieces, deleting. */
+class IFileManagerModel
+{
+public:
+    /** The listing, sent as it is. */
+    virtual QJsonObject GetUserFiles() = 0;
+
+    /**
+     * Up to `maxLength` bytes of a file from `offset`. Must set `*ok`, whether the file could be
+     * read, and `*lastChunk`, whether these bytes reach its end. Only the first piece's `*ok` is
+     * looked at: later the stream ends at `*lastChunk` and at nothing else, so report the last
+     * piece on a read error and past the end too. Only the last piece may be empty. `path` begins
+     * with the text of the user-files directory's path and is otherwise unchecked: it may hold
+     * "..". The calls for the later pieces come outside the storage bracket.
+     */
+    virtual QByteArray ReadFileChunk(QString path, bool *ok, qint64 offset, qint64 maxLength,
+                                     bool *lastChunk) = 0;
+
+    /** Deletes a file. False when that was not possible. `path` is the client's, unchecked. */
+    virtual bool DeleteUserFile(QString path) = 0;
+
+protected:
+    ~IFileManagerModel() = default;
+};
+
+/** The description of the device, and metadata of its files. */
+class IAssetModel
+{
+public:
+    /**
+     * The metadata of a file, sent as it is. Must set `*found` on every call; the result counts
+     * only when that is true. `fileName` is the path that the client sent, unchecked.
+     */
+    virtual QJsonObject GetFileMetadata(QString fileName, bool *found) = 0;
+
+    /** The description of the device, sent as it is. */
+    virtual QJsonObject GetAssetInfo() = 0;
+
+protected:
+    ~IAssetModel() = default;
+};
+
+/** The application as the library sees it: the way to every sub-model. */
+class IApplicationModel
+{
+public:
+    virtual IRootModel *RootModel() = 0;
+    virtual IStorageModel *StorageModel() = 0;
+    virtual IModeModel *ModeModel() = 0;
+    virtual IJobPanelModel *JobPanelModel() = 0;
+
+    /** The command with this id; the library asks for 40. */
+    virtual ICommand *Command(int id) = 0;
+
+    virtual IErrorReporter *ErrorReporter() = 0;
+    virtual IJobModel *JobModel() = 0;
+
+    /** The `RestServerModel` that the application created. */
+    virtual IRestServerModel *RestServer() = 0;
+
+    virtual IWorkOrderStore *WorkOrderStore() = 0;
+    virtual ISyncFilesModel *SyncFilesModel() = 0;
+    virtual IFileManagerModel *FileManagerModel() = 0;
+    virtual IAssetModel *AssetModel() = 0;
+
+protected:
+    ~IApplicationModel() = default;
+};
+
+/** The application's top-level model. An application with one model tree returns itself. */
+class IRootModel : public IApplicationModel
+{
+public:
+    /** Shows the job view afresh, after the active work order changed in mode 2. */
+    virtual void ResetJobView() = 0;
+
+protected:
+    ~IRootModel() = default;
+};
+
+#endif

@@ -1,0 +1,182 @@
+#include "restserverfilecallbackhandler.h"
+
+#include <QDebug>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonParseError>
+#include <limits>
+
+namespace {
+
+constexpr char sourceName[] = "restserverfilecallbackhandler";
+constexpr char illegalState[] = "Illegal state";
+
+// The lines that reports carry are known to those who read them, so they do not move with the code.
+constexpr int startInMetadataLine = 90;
+constexpr int illegalStartLine = 102;
+constexpr int endInIdleLine = 115;
+constexpr int endOfClosedFileLine = 140;
+constexpr int endWithoutFileLine = 144;
+constexpr int dataForClosedFileLine = 183;
+constexpr int dataWithoutFileLine = 187;
+constexpr int illegalDataLine = 191;
+
+// No single conversion of Qt's truncates toward zero and gives 0 for what does not fit.
+int ToInteger(const QJsonValue &value)
+{
+    const double number = value.toDouble(0);
+    const bool fits = number > std::numeric_limits<int>::min() - 1.0 &&
+                      number < std::numeric_limits<int>::max() + 1.0;
+    return fits ? static_cast<int>(number) : 0;
+}
+
+} // namespace
+
+RestServerFileCallbackHandler::RestServerFileCallbackHandler()
+    : model(nullptr)
+    , state(Idle)
+    , file(nullptr)
+    , result(false)
+{}
+
+void RestServerFileCallbackHandler::Construct(IApplicationModel *applicationModel)
+{
+    model = applicationModel;
+}
+
+void RestServerFileCallbackHandler::Shutdown() {}
+
+void RestServerFileCallbackHandler::Reset()
+{
+    state = Idle;
+    delete file; // closes it
+    file = nullptr;
+    metadata.clear();
+    result = false;
+}
+
+void RestServerFileCallbackHandler::NotifyPartStart()
+{
+    switch (state) {
+    case Idle:
+        state = ReadingMetadata;
+        break;
+    case ReadingMetadata:
+        Report("Potential bad state", startInMetadataLine);
+        state = WritingFile;
+        break;
+    case WritingFile:
+        OpenFile();
+        break;
+    default:
+        Report(illegalState, illegalStartLine);
+        break;
+    }
+}
+
+void RestServerFileCallbackHandler::ProcessPartData(const char *data, int length)
+{
+    switch (state) {
+    case Idle:
+    case Failed:
+        break;
+    case ReadingMetadata:
+        metadata.append(data, length);
+        break;
+    case WritingFile:
+        WriteToFile(data, length);
+        break;
+    default:
+        Report(illegalState, illegalDataLine);
+        break;
+    }
+}
+
+void RestServerFileCallbackHandler::NotifyPartEnd()
+{
+    switch (state) {
+    case Idle:
+        Report(illegalState, endInIdleLine);
+        break;
+    case ReadingMetadata: {
+        bool ok = false;
+        targetPath = GetFilename(&ok);
+        state = ok ? WritingFile : Failed;
+        break;
+    }
+    case WritingFile:
+        CloseFile();
+        break;
+    default:
+        break;
+    }
+}
+
+// A further part starts the file anew; the object of the part before it is not released.
+void RestServerFileCallbackHandler::OpenFile()
+{
+    file = new QFile(targetPath);
+    if (!file->open(QIODevice::ReadWrite | QIODevice::Truncate)) {
+        state = Failed;
+    }
+}
+
+void RestServerFileCallbackHandler::WriteToFile(const char *data, int length)
+{
+    if (file == nullptr) {
+        Report(illegalState, dataWithoutFileLine);
+    } else if (file->isOpen()) {
+        file->write(data, length);
+    } else {
+        Report(illegalState, dataForClosedFileLine);
+    }
+}
+
+void RestServerFileCallbackHandler::CloseFile()
+{
+    if (file == nullptr) {
+        Report(illegalState, endWithoutFileLine);
+    } else if (file->isOpen()) {
+        file->close();
+        result = true;
+    } else {
+        Report(illegalState, endOfClosedFileLine);
+    }
+}
+
+QString RestServerFileCallbackHandler::GetFilename(bool *ok)
+{
+    if (ok == nullptr) {
+        return QString();
+    }
+    *ok = false;
+    QJsonParseError error;
+    const QJsonObject object = QJsonDocument::fromJson(metadata, &error).object();
+    if (error.error != QJsonParseError::NoError) {
+        return QString();
+    }
+    QString path = object.value(QStringLiteral("fileUri")).toString();
+    qDebug() << "Got output file " << path;
+    const qint64 size = ToInteger(object.value(QStringLiteral("fileSize")));
+    if (!model->StorageModel()->HasFreeSpace(size)) {
+        qDebug() << "No space!";
+        return QString();
+    }
+    const QDir root = model->StorageModel()->Directory(IStorageModel::UserFilesDirectory);
+    if (!path.startsWith(root.absolutePath())) {
+        qDebug() << "Incorrect path provided";
+        return QString();
+    }
+    *ok = true;
+    return path;
+}
+
+bool RestServerFileCallbackHandler::GetFinalResult()
+{
+    return result;
+}
+
+void RestServerFileCallbackHandler::Report(const char *message, int line)
+{
+    model->ErrorReporter()->ReportError(QString::fromLatin1(message), sourceName, line);
+}

@@ -1,0 +1,71 @@
+#ifndef RESTSERVERFILECALLBACKHANDLER_H
+#define RESTSERVERFILECALLBACKHANDLER_H
+
+#include <QByteArray>
+#include <QFile>
+#include <QString>
+
+#include "hostmodel.h"
+
+/**
+ * Turns the events of the multipart parser into a file. The first part of an upload is a JSON
+ * object with the target in "fileUri" and the size in "fileSize", the second the file's bytes;
+ * their headers are not looked at.
+ *
+ *     handler.Reset();
+ *     // NotifyPartStart, ProcessPartData..., NotifyPartEnd for each part
+ *     bool stored = handler.GetFinalResult();
+ *
+ * An upload that ends early leaves its file open until the next `Reset`.
+ *
+ * Main thread only, one upload at a time.
+ */
+class RestServerFileCallbackHandler : public IConstructable
+{
+public:
+    RestServerFileCallbackHandler();
+
+    void Construct(IApplicationModel *applicationModel) override;
+    void Shutdown() override;
+
+    /** Prepares for the next upload: closes and forgets the file of the last one. */
+    void Reset();
+
+    void NotifyPartStart();
+    void ProcessPartData(const char *data, int length);
+    void NotifyPartEnd();
+
+    /**
+     * The target named by the metadata, with `*ok` true; an empty string, with `*ok` false, when
+     * the metadata is no JSON, the announced size does not fit, or the path does not begin with the
+     * user-files directory's.
+     */
+    QString GetFilename(bool *ok);
+
+    /** True when a file part was written and closed since `Reset`. */
+    bool GetFinalResult();
+
+private:
+    enum UploadState
+    {
+        Idle = 0,
+        ReadingMetadata = 1,
+        WritingFile = 2,
+        UnusedState = 3,
+        Failed = 4
+    };
+
+    void Report(const char *message, int line);
+    void OpenFile();
+    void WriteToFile(const char *data, int length);
+    void CloseFile();
+
+    IApplicationModel *model;
+    int state;
+    QFile *file; // owned; null until the file part starts
+    QByteArray metadata;
+    QString targetPath;
+    bool result;
+};
+
+#endif

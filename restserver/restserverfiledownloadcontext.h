@@ -1,0 +1,38 @@
+#ifndef RESTSERVERFILEDOWNLOADCONTEXT_H
+#define RESTSERVERFILEDOWNLOADCONTEXT_H
+
+#include <QString>
+
+#include "hostmodel.h"
+#include "restserverobjects.h"
+
+/**
+ * The rest of a download: reads a file piece by piece and queues each piece as a chunk once the one
+ * before it was taken, so that about two pieces are in memory at a time.
+ *
+ * Main thread only. Owned by the response that carries it. The HTTP thread may delete both as soon
+ * as it has the last chunk, so nothing of this object is touched after that chunk was queued.
+ */
+class RestServerFileDownloadContext : public IDownloadContext, public IConstructable
+{
+public:
+    /** Bytes in each piece but the last. */
+    static constexpr int pieceSize = 5000000;
+
+    /** `firstOffset` is the position in the file of the first piece to send. */
+    RestServerFileDownloadContext(QString filePath, int firstOffset);
+    ~RestServerFileDownloadContext() override;
+
+    /** Queues the pieces up to the last; gives up when one was not taken within 10 s. */
+    void SendExtraDownloadContent() override;
+
+    void Construct(IApplicationModel *model) override;
+    void Shutdown() override;
+
+private:
+    QString path;
+    int offset;
+    IApplicationModel *model; // null until Construct
+};
+
+#endif

@@ -1,0 +1,70 @@
+#ifndef RESTSERVERFILEPROCESSOR_H
+#define RESTSERVERFILEPROCESSOR_H
+
+#include <QByteArray>
+#include <QString>
+
+#include "hostmodel.h"
+#include "multipart_parser.h"
+#include "restserverobjects.h"
+
+class RestServerFileCallbackHandler;
+
+/**
+ * Moves files in and out: runs the multipart parser over the chunks of an upload, and prepares
+ * downloads.
+ *
+ * Main thread only, one transfer at a time. The static parser callbacks reach the upload handler of
+ * the processor that was constructed last, so one processor per process is in use.
+ */
+class RestServerFileProcessor : public IConstructable
+{
+public:
+    RestServerFileProcessor();
+
+    /** Keeps the host's model and makes the upload handler. Once, before the first transfer. */
+    void Construct(IApplicationModel *model) override;
+    void Shutdown() override;
+
+    /**
+     * True when `path` begins with the text of the user-files directory's absolute path. Nothing is
+     * resolved: what lies behind such a path is for the host to check.
+     */
+    bool CheckFilePath(QString path);
+
+    /** The length of the first line: the position of the first CR, or 0 when there is none. */
+    int FindBoundaryLength(const QByteArray *data);
+
+    /**
+     * Stores an upload whose body begins with `firstChunk` (which stays the caller's) and goes on,
+     * unless that chunk is the last, on the request chunk queue. Blocks until the last chunk, or
+     * until none has come for 10 s. True when a file was written and closed.
+     */
+    bool ProcessFileUploadRequest(DataChunk *firstChunk);
+
+    /**
+     * Reads the first piece of a file. On success `*chunk` is the caller's new chunk and `*context`
+     * the caller's new context for the rest, or null when there is no rest. On failure both are
+     * null.
+     */
+    bool ProcessFileDownloadRequest(QString path, DataChunk **chunk, IDownloadContext **context);
+
+private:
+    static int MultipartReceiveUnusedDataCallback(multipart_parser *parser, const char *data,
+                                                  unsigned int length);
+    static int MultipartReceivePartDataCallback(multipart_parser *parser, const char *data,
+                                                unsigned int length);
+    static int MultipartNotifyPartStart(multipart_parser *parser);
+    static int MultipartNotifyPartEnd(multipart_parser *parser);
+    static int MultipartNotifyCallback(multipart_parser *parser);
+    static multipart_callbacks Callbacks();
+
+    void ParseUpload(const DataChunk &firstChunk, int boundaryLength);
+    void ParseFurtherChunks(multipart_parser *parser);
+    bool ReadFirstPiece(const QString &path, DataChunk **chunk, IDownloadContext **context);
+
+    RestServerFileCallbackHandler *callbackHandler;
+    IApplicationModel *applicationModel;
+};
+
+#endif

@@ -1,0 +1,101 @@
+#ifndef RESTSERVERREQUESTPROCESSOR_H
+#define RESTSERVERREQUESTPROCESSOR_H
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+
+#include "hostmodel.h"
+#include "restserverobjects.h"
+
+class RestServerFileProcessor;
+
+/**
+ * Turns one request into one response: dispatches by route to an endpoint handler, which checks the
+ * method, asks the host's models and builds the answer.
+ *
+ * Every handler takes a request that stays the caller's and returns a new response that becomes the
+ * caller's. Errors are answered, never thrown: a JSON object {"errorMessage": text}, with a status
+ * in the response that clients only see where the body is empty.
+ *
+ * Main thread only. Lives until the process ends.
+ */
+class RestServerRequestProcessor : public IConstructable
+{
+public:
+    RestServerRequestProcessor();
+
+    /** Keeps the host's model and makes the file processor. Once, before the first request. */
+    void Construct(IApplicationModel *model) override;
+    void Shutdown() override;
+
+    /** Answers a request; null is answered with an error. Null for a route that does not exist. */
+    RestServerResponseObject *ProcessRequest(RestServerRequestObject *request);
+
+    /** A new body, marked last: the object {"errorMessage": message}. */
+    DataChunk *BuildErrorResponse(QString message);
+
+    /** A new body, marked last: the empty object. */
+    DataChunk *BuildEmptyResponse();
+
+    RestServerResponseObject *ProcessInfoRequest(RestServerRequestObject *request);
+    RestServerResponseObject *ProcessTechInfoRequest(RestServerRequestObject *request);
+
+    RestServerResponseObject *ProcessWorkflowListRequest(RestServerRequestObject *request);
+    RestServerResponseObject *ProcessWorkflowWorkordersRequest(RestServerRequestObject *request);
+
+    /** Tells by the URI which of the two resources below a work order is meant. */
+    RestServerResponseObject *
+    ProcessWorkflowWorkorderByIdGenericRequest(RestServerRequestObject *request);
+    RestServerResponseObject *ProcessWorkflowWorkorderByIdRequest(RestServerRequestObject *request,
+                                                                  QString id);
+    /** Accepts nothing; only tells a work order that exists from one that does not. */
+    RestServerResponseObject *
+    ProcessWorkflowWorkorderAttachmentByIdRequest(RestServerRequestObject *request, QString id);
+
+    /** The document without "imageData" in the result data of its tests; gains "tests". */
+    QJsonObject StripCdmImage(QJsonObject cdm);
+
+    RestServerResponseObject *ProcessWorkflowActiveRequest(RestServerRequestObject *request);
+    RestServerResponseObject *ProcessWorkflowTemplatesRequest(RestServerRequestObject *request);
+
+    /** Appends the entries of every template file in `directory`; files it cannot read are left
+     * out. */
+    void AppendTemplatesInDirectory(QDir directory, QJsonArray *templates);
+
+    RestServerResponseObject *ProcessSyncfilesPendingFilesRequest(RestServerRequestObject *request);
+    RestServerResponseObject *
+    ProcessSyncfilesPendingFilesAllRequest(RestServerRequestObject *request);
+    RestServerResponseObject *ProcessSyncfilesMetadataRequest(RestServerRequestObject *request);
+    RestServerResponseObject *
+    ProcessSyncfilesUserFilesByPathRequest(RestServerRequestObject *request);
+    RestServerResponseObject *ProcessSyncfilesUserFilesRequest(RestServerRequestObject *request);
+
+    RestServerResponseObject *ProcessFilemgrUserFilesRequest(RestServerRequestObject *request);
+    RestServerResponseObject *ProcessFilemgrMetadataRequest(RestServerRequestObject *request);
+    RestServerResponseObject *
+    ProcessFilemgrUserFilesByPathRequest(RestServerRequestObject *request);
+
+private:
+    void ReportNullRequest(int line);
+    RestServerResponseObject *RespondNullRequest(int line);
+    RestServerResponseObject *RespondNullRequestInErrorString(int line);
+    RestServerResponseObject *RespondError(int code, const QString &message);
+    RestServerResponseObject *RespondHandlerError();
+    RestServerResponseObject *RespondEmpty();
+    RestServerResponseObject *ProcessTestRequest(RestServerRequestObject *request);
+    RestServerResponseObject *SetActiveWorkOrder(RestServerRequestObject *request);
+    RestServerResponseObject *RespondUserFileData(const QString &path);
+    RestServerResponseObject *RespondUserFileDownload(const QString &path);
+    RestServerResponseObject *ProcessUpload(RestServerRequestObject *request);
+    void ActivateJob(Job *job, const QString &id);
+    void RunActiveJobHooks();
+    Job *FindJob(const QString &id);
+    QByteArray ReadTemplateFile(const QString &path);
+
+    RestServerFileProcessor *fileProcessor;
+    IApplicationModel *applicationModel;
+};
+
+#endif
