@@ -1,0 +1,94 @@
+#include "filesystem.h"
+
+#include <QFile>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr mode_t newFileMode = 0644;
+constexpr mode_t newFolderMode = 0755;
+
+template <typename Call>
+auto RepeatWhileInterrupted(Call call)
+{
+    auto result = call();
+    while (result == -1 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+int FlushWith(int (*flush)(int), const QString &folder)
+{
+    const QByteArray name = QFile::encodeName(folder);
+    const int descriptor = RepeatWhileInterrupted(
+        [&] { return open(name.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+    if (descriptor == -1) {
+        return -1;
+    }
+    const int result = RepeatWhileInterrupted([&] { return flush(descriptor); });
+    const int reason = errno;
+    close(descriptor);
+    errno = reason;
+    return result;
+}
+
+} // namespace
+
+int FileSystem::OpenForWriting(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    return RepeatWhileInterrupted([&] {
+        return open(name.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, newFileMode);
+    });
+}
+
+ssize_t FileSystem::Write(int descriptor, const char *data, std::size_t size)
+{
+    return RepeatWhileInterrupted([&] { return write(descriptor, data, size); });
+}
+
+int FileSystem::Flush(int descriptor)
+{
+    return RepeatWhileInterrupted([&] { return fsync(descriptor); });
+}
+
+int FileSystem::Close(int descriptor)
+{
+    // Not repeated: Linux has released the descriptor even when the call was interrupted.
+    return close(descriptor);
+}
+
+int FileSystem::Rename(const QString &from, const QString &to)
+{
+    return rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData());
+}
+
+int FileSystem::Unlink(const QString &path)
+{
+    return unlink(QFile::encodeName(path).constData());
+}
+
+int FileSystem::MakeFolder(const QString &path)
+{
+    return mkdir(QFile::encodeName(path).constData(), newFolderMode);
+}
+
+int FileSystem::RemoveFolder(const QString &path)
+{
+    return rmdir(QFile::encodeName(path).constData());
+}
+
+int FileSystem::FlushFolder(const QString &path)
+{
+    return FlushWith(fsync, path);
+}
+
+int FileSystem::FlushFileSystem(const QString &folder)
+{
+    return FlushWith(syncfs, folder);
+}
