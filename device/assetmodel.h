@@ -1,0 +1,35 @@
+#ifndef ASSETMODEL_H
+#define ASSETMODEL_H
+
+#include "filedigestcache.h"
+#include "hostmodel.h"
+#include "userfiledirectory.h"
+
+/** Describes the device and its user files. Main thread only. */
+class AssetModel : public IAssetModel
+{
+public:
+    /**
+     * `path` is the document that describes the device. Keeps the references; the objects outlive
+     * this one.
+     */
+    AssetModel(const QString &path, const UserFileDirectory &userFiles, FileDigestCache &digests,
+               IErrorReporter &errors);
+
+    /** The members "path", "size", "modifiedTime" and "sha256" of a user file. */
+    QJsonObject GetFileMetadata(QString fileName, bool *found) override;
+
+    /**
+     * The document's object, read anew at each call so that a change shows at once. Empty, with a
+     * report, when the document is missing or holds no object.
+     */
+    QJsonObject GetAssetInfo() override;
+
+private:
+    QString documentPath;
+    const UserFileDirectory &directory;
+    FileDigestCache &digestCache;
+    IErrorReporter &errorReporter;
+};
+
+#endif

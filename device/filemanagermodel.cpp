@@ -1,0 +1,66 @@
+#include "filemanagermodel.h"
+
+#include <algorithm>
+
+#include "durablefile.h"
+
+namespace {
+
+// A QByteArray cannot hold more than 2 GiB; no caller asks for anything near.
+constexpr qint64 LargestPiece = 1024 * 1024 * 1024;
+
+} // namespace
+
+FileManagerModel::FileManagerModel(const UserFileDirectory &userFiles, IErrorReporter &errors)
+    : directory(userFiles)
+    , errorReporter(errors)
+{}
+
+QJsonObject FileManagerModel::GetUserFiles()
+{
+    QJsonArray files;
+    for (const UserFile &file : directory.Files()) {
+        files.append(file.Describe());
+    }
+    return {{QStringLiteral("files"), files}};
+}
+
+QByteArray FileManagerModel::ReadFileChunk(QString path, bool *ok, qint64 offset, qint64 maxLength,
+                                           bool *lastChunk)
+{
+    *ok = false;
+    *lastChunk = true;
+    if (offset < 0 || maxLength <= 0) {
+        return QByteArray();
+    }
+    const std::optional<OpenUserFile> open = directory.Open(path);
+    return open ? ReadPiece(*open, ok, offset, maxLength, lastChunk) : QByteArray();
+}
+
+bool FileManagerModel::DeleteUserFile(QString path)
+{
+    QString error;
+    const bool removed = directory.Remove(path, &error);
+    if (!error.isEmpty()) {
+        errorReporter.ReportError(error, "filemanagermodel", __LINE__);
+    }
+    return removed;
+}
+
+QByteArray FileManagerModel::ReadPiece(const OpenUserFile &open, bool *ok, qint64 offset,
+                                       qint64 maxLength, bool *lastChunk)
+{
+    const qint64 rest = std::max<qint64>(0, open.file.status.size - offset);
+    const qint64 wanted = std::min({rest, maxLength, LargestPiece});
+    QByteArray piece(static_cast<int>(wanted), Qt::Uninitialized);
+    const qint64 count = open.descriptor.Read(piece.data(), wanted, offset);
+    if (count < 0) {
+        errorReporter.ReportError(DescribeFailure("read", open.file.path), "filemanagermodel",
+                                  __LINE__);
+        return QByteArray();
+    }
+    piece.truncate(static_cast<int>(count));
+    *ok = true;
+    *lastChunk = count < wanted || wanted == rest;
+    return piece;
+}

@@ -1,0 +1,218 @@
+#include "userfiledirectory.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+#include "clienttext.h"
+
+namespace {
+
+constexpr int FolderFlags = O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+struct CloseFolder
+{
+    void operator()(DIR *folder) const { closedir(folder); }
+};
+
+using FolderStream = std::unique_ptr<DIR, CloseFolder>;
+
+bool IsValidUtf8(const QByteArray &bytes)
+{
+    return QString::fromUtf8(bytes).toUtf8() == bytes;
+}
+
+QString Failure(const char *action, const QString &path)
+{
+    return QStringLiteral("cannot %1 %2: %3")
+        .arg(QString::fromLatin1(action), path, QString::fromLocal8Bit(std::strerror(errno)));
+}
+
+/** The names of an absolute path, with ".", ".." and empty ones resolved as text. */
+QList<QByteArray> ResolvedNames(const QByteArray &path)
+{
+    QList<QByteArray> names;
+    for (const QByteArray &name : path.split('/')) {
+        if (name == "..") {
+            if (!names.isEmpty()) {
+                names.removeLast();
+            }
+        } else if (!name.isEmpty() && name != ".") {
+            names.append(name);
+        }
+    }
+    return names;
+}
+
+bool NamesAFolder(const QByteArray &path)
+{
+    return path.endsWith('/') || path.endsWith("/.") || path.endsWith("/..");
+}
+
+} // namespace
+
+QJsonObject UserFile::Describe() const
+{
+    return {{QStringLiteral("path"), path},
+            {QStringLiteral("size"), status.size},
+            {QStringLiteral("modifiedTime"), status.ModifiedTime()}};
+}
+
+UserFileDirectory::UserFileDirectory(const QString &path)
+    : rootNames(ResolvedNames(path.toUtf8()))
+{}
+
+std::optional<UserFile> UserFileDirectory::Find(const QString &clientPath) const
+{
+    const std::optional<Location> location = Locate(clientPath);
+    if (!location) {
+        return std::nullopt;
+    }
+    const std::optional<FileStatus> status = RegularFileStatus(*location);
+    if (!status) {
+        return std::nullopt;
+    }
+    return UserFile{location->path, *status};
+}
+
+std::optional<OpenUserFile> UserFileDirectory::Open(const QString &clientPath) const
+{
+    const std::optional<Location> location = Locate(clientPath);
+    // Opening a device can have effects of its own, so its kind is asked before.
+    if (!location || !RegularFileStatus(*location)) {
+        return std::nullopt;
+    }
+    // Another program may exchange the file in between: the open must not block, and what was
+    // opened is looked at once more.
+    FileDescriptor descriptor(openat(location->folder.Number(), location->name.constData(),
+                                     O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status = {};
+    if (!descriptor.IsOpen() || fstat(descriptor.Number(), &status) != 0 ||
+        !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    return OpenUserFile{{location->path, FileStatus::From(status)}, std::move(descriptor)};
+}
+
+bool UserFileDirectory::Remove(const QString &clientPath, QString *error) const
+{
+    error->clear();
+    const std::optional<Location> location = Locate(clientPath);
+    if (!location || !RegularFileStatus(*location)) {
+        return false;
+    }
+    if (unlinkat(location->folder.Number(), location->name.constData(), 0) != 0) {
+        *error = Failure("delete", location->path);
+        return false;
+    }
+    const FileDescriptor folder(openat(location->folder.Number(), ".", O_RDONLY | FolderFlags));
+    if (!folder.IsOpen() || fsync(folder.Number()) != 0) {
+        *error = Failure("flush the folder of", location->path);
+    }
+    return true;
+}
+
+QVector<UserFile> UserFileDirectory::Files() const
+{
+    QVector<UserFile> files;
+    // A list of what is left to do rather than a recursion: a deep tree needs neither a deep stack
+    // nor many descriptors.
+    QList<QByteArray> folders = {QByteArray()};
+    while (!folders.isEmpty()) {
+        ListFolder(folders.takeLast(), &folders, &files);
+    }
+    std::sort(files.begin(), files.end(),
+              [](const UserFile &left, const UserFile &right) { return left.path < right.path; });
+    return files;
+}
+
+std::optional<QList<QByteArray>> UserFileDirectory::NamesBelow(const QString &clientPath) const
+{
+    const QByteArray path = TextFromClient(clientPath).toUtf8();
+    if (!path.startsWith('/') || path.contains('\0') || NamesAFolder(path)) {
+        return std::nullopt;
+    }
+    const QList<QByteArray> names = ResolvedNames(path);
+    if (names.size() <= rootNames.size() || names.mid(0, rootNames.size()) != rootNames) {
+        return std::nullopt;
+    }
+    return names.mid(rootNames.size());
+}
+
+FileDescriptor UserFileDirectory::OpenFolder(const QList<QByteArray> &names) const
+{
+    const QByteArray root = '/' + rootNames.join('/');
+    FileDescriptor folder(open(root.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    for (const QByteArray &name : names) {
+        if (!folder.IsOpen()) {
+            break;
+        }
+        folder = FileDescriptor(openat(folder.Number(), name.constData(), O_PATH | FolderFlags));
+    }
+    return folder;
+}
+
+std::optional<UserFileDirectory::Location>
+UserFileDirectory::Locate(const QString &clientPath) const
+{
+    std::optional<QList<QByteArray>> names = NamesBelow(clientPath);
+    if (!names) {
+        return std::nullopt;
+    }
+    const QString path = PathOf(names->join('/'));
+    const QByteArray name = names->takeLast();
+    FileDescriptor folder = OpenFolder(*names);
+    if (!folder.IsOpen()) {
+        return std::nullopt;
+    }
+    return Location{std::move(folder), name, path};
+}
+
+QString UserFileDirectory::PathOf(const QByteArray &relativePath) const
+{
+    const QList<QByteArray> names = rootNames + QList<QByteArray>{relativePath};
+    return QString::fromUtf8('/' + names.join('/'));
+}
+
+void UserFileDirectory::ListFolder(const QByteArray &folder, QList<QByteArray> *folders,
+                                   QVector<UserFile> *files) const
+{
+    const FileDescriptor place = OpenFolder(ResolvedNames(folder));
+    FileDescriptor readable(openat(place.Number(), ".", O_RDONLY | FolderFlags));
+    const FolderStream stream(readable.IsOpen() ? fdopendir(readable.Number()) : nullptr);
+    if (!stream) {
+        return;
+    }
+    readable.Release();
+    const QByteArray prefix = folder.isEmpty() ? folder : folder + '/';
+    while (const dirent *entry = readdir(stream.get())) {
+        const QByteArray name(entry->d_name);
+        struct stat status = {};
+        if (name == "." || name == ".." || !IsValidUtf8(name) ||
+            fstatat(place.Number(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+            continue;
+        }
+        if (S_ISDIR(status.st_mode)) {
+            folders->append(prefix + name);
+        } else if (S_ISREG(status.st_mode)) {
+            files->append({PathOf(prefix + name), FileStatus::From(status)});
+        }
+    }
+}
+
+std::optional<FileStatus> UserFileDirectory::RegularFileStatus(const Location &location)
+{
+    struct stat status = {};
+    if (fstatat(location.folder.Number(), location.name.constData(), &status,
+                AT_SYMLINK_NOFOLLOW) != 0 ||
+        !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    return FileStatus::From(status);
+}

@@ -1,0 +1,94 @@
+#ifndef USERFILEDIRECTORY_H
+#define USERFILEDIRECTORY_H
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+#include <QVector>
+#include <optional>
+
+#include "filedescriptor.h"
+#include "filestatus.h"
+
+/** A regular file below the user-files directory. */
+struct UserFile
+{
+    QString path; ///< absolute and clean: the directory's path and the names below it
+    FileStatus status;
+
+    /** The members "path", "size" and "modifiedTime", as clients get them. */
+    QJsonObject Describe() const;
+};
+
+/** A user file that is open for reading. */
+struct OpenUserFile
+{
+    UserFile file;
+    FileDescriptor descriptor;
+};
+
+/**
+ * The user-files directory: the one way from a client's path to a file.
+ *
+ * A client's path is absolute, holds one character per byte or is an ordinary Unicode string (see
+ * `TextFromClient`), and is taken apart as text first: "." and ".." are resolved, repeated slashes
+ * count as one. What is left must lie inside the directory. The names are then followed from the
+ * directory downwards, one by one, and only folders and at the end a regular file are entered:
+ * a symbolic link anywhere below the directory, a fifo, a socket or a device is no file at all, and
+ * nothing that could block is ever opened. A path that ends in "/", "/." or "/.." names no file,
+ * nor does one that holds a NUL.
+ *
+ * Names on disk are bytes and are taken as UTF-8, whatever the locale. A name that is not valid
+ * UTF-8 can be written neither in JSON nor by a client: such a file, and all below such a folder,
+ * is not listed and cannot be reached.
+ *
+ * The directory need not exist; it is looked up anew at each call and may itself be reached through
+ * symbolic links. Nothing stays open between calls. Main thread only.
+ */
+class UserFileDirectory
+{
+public:
+    /** `path` is the directory's absolute path, as clients see it in front of every name. */
+    explicit UserFileDirectory(const QString &path);
+
+    /** The file that a client names; none when there is no such regular file. */
+    std::optional<UserFile> Find(const QString &clientPath) const;
+
+    /** The same, open for reading; none also when it may not be read. */
+    std::optional<OpenUserFile> Open(const QString &clientPath) const;
+
+    /**
+     * Removes the file that a client names, and returns once that is on the disk. False when it is
+     * still there: `*error` then says why, and is empty when there never was such a file. True with
+     * an error means that the file is gone but may be back after a loss of power.
+     */
+    bool Remove(const QString &clientPath, QString *error) const;
+
+    /**
+     * All files, those in sub-folders included, in ascending order of the code units of their
+     * paths. A folder that cannot be read is left out.
+     */
+    QVector<UserFile> Files() const;
+
+private:
+    /** A name in an open folder. */
+    struct Location
+    {
+        FileDescriptor folder;
+        QByteArray name;
+        QString path;
+    };
+
+    std::optional<QList<QByteArray>> NamesBelow(const QString &clientPath) const;
+    FileDescriptor OpenFolder(const QList<QByteArray> &names) const;
+    std::optional<Location> Locate(const QString &clientPath) const;
+    QString PathOf(const QByteArray &relativePath) const;
+    void ListFolder(const QByteArray &folder, QList<QByteArray> *folders,
+                    QVector<UserFile> *files) const;
+    static std::optional<FileStatus> RegularFileStatus(const Location &location);
+
+    QList<QByteArray> rootNames;
+};
+
+#endif
