@@ -9,19 +9,30 @@
  *     TimeStamp start = TimeStamp::GetTimeStamp();
  *     while (!ready() && !TimeStamp::CheckTimeout(&start, 10000)) { ... }
  *
- * A plain value; any thread may use its own.
+ * A plain value; any thread may use its own. Defined here in full, because the queue template that
+ * applications instantiate needs it and the library does not export it.
  */
 class TimeStamp
 {
 public:
     /** The current moment. */
-    static TimeStamp GetTimeStamp();
+    static TimeStamp GetTimeStamp() { return TimeStamp(std::chrono::steady_clock::now()); }
 
     /**
      * True when more than `timeoutMs` milliseconds have passed since `*start`. Never blocks.
      * Any number is allowed: a negative one has always passed. `start` must not be null.
      */
-    static bool CheckTimeout(TimeStamp *start, long long timeoutMs);
+    static bool CheckTimeout(TimeStamp *start, long long timeoutMs)
+    {
+        using std::chrono::milliseconds;
+        const auto elapsed = std::chrono::steady_clock::now() - start->moment;
+        const auto wholeMilliseconds = std::chrono::duration_cast<milliseconds>(elapsed);
+        // Compared in milliseconds, because the largest time-outs do not fit into nanoseconds.
+        if (wholeMilliseconds.count() != timeoutMs) {
+            return wholeMilliseconds.count() > timeoutMs;
+        }
+        return elapsed > wholeMilliseconds;
+    }
 
 private:
     explicit TimeStamp(std::chrono::steady_clock::time_point now)

@@ -1,0 +1,74 @@
+# What `cmake --install` puts where: the library, its public headers, the files by which CMake and
+# pkg-config find it, and the programs with their manual pages.
+include(CMakePackageConfigHelpers)
+
+set(cmake_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ParlowenRestAPI)
+set(PARLOWEN_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING
+    "Where the unit of the simulator goes, below the prefix unless absolute")
+
+install(TARGETS ParlowenRestAPI EXPORT ParlowenRestAPITargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES
+    restserver/datachunk.h
+    restserver/hostmodel.h
+    restserver/multipart_parser.h
+    restserver/restservermodel.h
+    restserver/sharedqueue.h
+    restserver/timestamp.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/parlowenrestapi)
+
+install(EXPORT ParlowenRestAPITargets
+    NAMESPACE ParlowenRestAPI::
+    DESTINATION ${cmake_package_dir})
+configure_package_config_file(cmake/package/ParlowenRestAPIConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/package/ParlowenRestAPIConfig.cmake
+    INSTALL_DESTINATION ${cmake_package_dir})
+write_basic_package_version_file(
+    ${PROJECT_BINARY_DIR}/package/ParlowenRestAPIConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/package/ParlowenRestAPIConfig.cmake
+    ${PROJECT_BINARY_DIR}/package/ParlowenRestAPIConfigVersion.cmake
+    cmake/FindCivetweb.cmake
+    DESTINATION ${cmake_package_dir})
+
+# The pkg-config file finds its prefix from its own place, so that an installed tree can be moved.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+    set(pc_prefix "${CMAKE_INSTALL_PREFIX}")
+    set(pc_libdir "${CMAKE_INSTALL_FULL_LIBDIR}")
+    set(pc_includedir "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+else()
+    file(RELATIVE_PATH from_pc_to_prefix
+        "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+    string(REGEX REPLACE "/$" "" from_pc_to_prefix "${from_pc_to_prefix}")
+    set(pc_prefix "\${pcfiledir}/${from_pc_to_prefix}")
+    set(pc_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+    set(pc_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
+set(pc_civetweb_cflags "")
+if(NOT Civetweb_INCLUDE_DIR IN_LIST CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES)
+    set(pc_civetweb_cflags " -I${Civetweb_INCLUDE_DIR}")
+endif()
+configure_file(cmake/package/parlowenrestapi.pc.in
+    ${PROJECT_BINARY_DIR}/package/parlowenrestapi.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/package/parlowenrestapi.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# An installed program finds the library of its own prefix, wherever that is moved to.
+file(RELATIVE_PATH from_bin_to_lib "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
+foreach(program parlowen-device parlowenctl)
+    if(TARGET ${program})
+        set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
+        install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+        configure_file(docs/man/${program}.1.in ${PROJECT_BINARY_DIR}/package/${program}.1 @ONLY)
+        install(FILES ${PROJECT_BINARY_DIR}/package/${program}.1
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    endif()
+endforeach()
+
+if(TARGET parlowen-device)
+    configure_file(packaging/systemd/parlowen-device.service.in
+        ${PROJECT_BINARY_DIR}/package/parlowen-device.service @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/package/parlowen-device.service
+        DESTINATION ${PARLOWEN_SYSTEMD_UNIT_DIR})
+endif()
