@@ -1,0 +1,71 @@
+#ifndef DEVICEAPPLICATION_H
+#define DEVICEAPPLICATION_H
+
+#include <cstdio>
+#include <memory>
+
+#include "deviceoptions.h"
+#include "errorreporter.h"
+#include "filesystem.h"
+#include "hostmodel.h"
+#include "restservermodel.h"
+
+class DeviceModels;
+
+/**
+ * The simulated device: owns every model and the REST server, and is the root of the model tree.
+ *
+ * Usual order of calls: `Start`, then the event loop, then `Stop`. One per process, main thread
+ * only.
+ */
+class DeviceApplication : public IRootModel
+{
+public:
+    /** Touches no file. Lines of the view go to `view`, which outlives this object. */
+    DeviceApplication(const DeviceOptions &deviceOptions, std::FILE *view);
+    DeviceApplication(const DeviceApplication &) = delete;
+    DeviceApplication &operator=(const DeviceApplication &) = delete;
+
+    /** Stops the server if that is still to be done. */
+    ~DeviceApplication();
+
+    /**
+     * Starts the server, makes what is missing of the device's folder and reads it. Requests that
+     * come meanwhile are served when the event loop runs.
+     *
+     * The port comes first: as long as another simulator has it, the folder may be in use too. On
+     * failure nothing is served, and `*error` is one line that names the port or the path.
+     */
+    bool Start(QString *error);
+
+    void Stop();
+
+    // The tree. The accessors may be used after a successful `Start`.
+    IRootModel *RootModel() override;
+    IStorageModel *StorageModel() override;
+    IModeModel *ModeModel() override;
+    IJobPanelModel *JobPanelModel() override;
+    ICommand *Command(int id) override;
+    IErrorReporter *ErrorReporter() override;
+    IJobModel *JobModel() override;
+    IRestServerModel *RestServer() override;
+    IWorkOrderStore *WorkOrderStore() override;
+    ISyncFilesModel *SyncFilesModel() override;
+    IFileManagerModel *FileManagerModel() override;
+    IAssetModel *AssetModel() override;
+
+    /** Prints "view: job view reset". */
+    void ResetJobView() override;
+
+private:
+    bool OpenFolder(QString *error);
+
+    DeviceOptions options;
+    std::FILE *viewOutput;
+    FileSystem fileSystem;
+    ::ErrorReporter errorReporter;
+    std::unique_ptr<DeviceModels> models; // none before the folder is open
+    RestServerModel server;
+};
+
+#endif

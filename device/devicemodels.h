@@ -1,0 +1,53 @@
+#ifndef DEVICEMODELS_H
+#define DEVICEMODELS_H
+
+#include <cstdio>
+#include <map>
+
+#include "assetmodel.h"
+#include "devicefolder.h"
+#include "deviceoptions.h"
+#include "filedigestcache.h"
+#include "filemanagermodel.h"
+#include "filesystem.h"
+#include "jobmodel.h"
+#include "jobpanelmodel.h"
+#include "modemodel.h"
+#include "storagemodel.h"
+#include "syncfilesmodel.h"
+#include "userfiledirectory.h"
+#include "viewcommand.h"
+#include "workorderstore.h"
+
+/** Every model of a simulated device whose folders exist, in the order in which they build on one
+ * another. */
+class DeviceModels
+{
+public:
+    /** Reads what the device has stored. Keeps the references; lines of the view go to `view`. */
+    DeviceModels(const DeviceOptions &options, FileSystem &fileSystem, IErrorReporter &errors,
+                 std::FILE *view);
+
+    DeviceFolder folder;
+    UserFileDirectory userFiles;
+    FileDigestCache digests;
+    StorageModel storage;
+    ModeModel mode;
+    JobPanelModel jobPanel;
+    WorkOrderStore workOrders;
+    JobModel jobs;
+    SyncFilesModel syncFiles;
+    FileManagerModel fileManager;
+    AssetModel asset;
+
+    /** One command for every id that was asked for. */
+    ViewCommand &CommandWithId(int id);
+
+private:
+    static WorkOrderStore &Loaded(WorkOrderStore &store);
+
+    std::FILE *viewOutput;
+    std::map<int, ViewCommand> commands;
+};
+
+#endif

@@ -1,0 +1,32 @@
+#ifndef DEVICEOPTIONS_H
+#define DEVICEOPTIONS_H
+
+#include <QString>
+#include <QStringList>
+
+/** What the command line of the simulator asks for. */
+struct DeviceOptions
+{
+    /** What the program does next. */
+    enum class Action
+    {
+        Serve,   ///< serves the device
+        Explain, ///< prints `message` on standard output and ends with status 0
+        Refuse   ///< prints `message` on standard error and ends with status 2
+    };
+
+    Action action = Action::Refuse;
+    QString message;    ///< the help, the version, or one line that names the bad argument
+    QString dataFolder; ///< absolute and free of "." and ".."; symbolic links are kept
+    int mode = 0;
+    bool storageAvailable = true;
+    bool verbose = false;
+
+    /**
+     * Reads the arguments, the program's name first. A wrong one is refused even beside `--help`.
+     * A `QCoreApplication` with the program's name and version must exist.
+     */
+    static DeviceOptions Parse(const QStringList &arguments);
+};
+
+#endif

@@ -1,0 +1,30 @@
+#include "outputline.h"
+
+#include <QDateTime>
+#include <algorithm>
+
+namespace {
+
+QString OnOneLine(QString text)
+{
+    std::replace_if(
+        text.begin(), text.end(),
+        [](QChar character) { return character.category() == QChar::Other_Control; },
+        QLatin1Char(' '));
+    return text;
+}
+
+} // namespace
+
+void PrintLine(std::FILE *output, const QString &text)
+{
+    const QByteArray line = OnOneLine(text).toUtf8() + '\n';
+    std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), output);
+    std::fflush(output);
+}
+
+void PrintLogLine(std::FILE *output, const char *kind, const QString &text)
+{
+    const QString time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+    PrintLine(output, time + QLatin1Char(' ') + QLatin1String(kind) + QLatin1String(": ") + text);
+}

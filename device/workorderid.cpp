@@ -1,0 +1,53 @@
+#include "workorderid.h"
+
+#include <QJsonObject>
+#include <algorithm>
+
+namespace {
+
+constexpr QChar mark = QLatin1Char('%');
+
+QString Suffix()
+{
+    return QStringLiteral(".json");
+}
+
+bool IsForbidden(QChar character)
+{
+    return character == QLatin1Char('/') || character.category() == QChar::Other_Control;
+}
+
+bool IsValid(const QString &id)
+{
+    return !id.isEmpty() && std::none_of(id.cbegin(), id.cend(), IsForbidden) &&
+           id.isValidUtf16() && id.toUtf8().size() <= WorkOrderId::maximumLength;
+}
+
+bool NeedsMark(const QString &id)
+{
+    const QChar first = id.at(0);
+    return first == QLatin1Char('.') || first == mark || first == QChar(QChar::ByteOrderMark);
+}
+
+} // namespace
+
+QString WorkOrderId::Of(const QJsonValue &document)
+{
+    const QString id = document.toObject().value(QLatin1String("workOrderId")).toString();
+    return IsValid(id) ? id : QString();
+}
+
+QString WorkOrderId::FileName(const QString &id)
+{
+    return (NeedsMark(id) ? mark + id : id) + Suffix();
+}
+
+QString WorkOrderId::OfFileName(const QString &fileName)
+{
+    if (!fileName.endsWith(Suffix())) {
+        return QString();
+    }
+    const QString stem = fileName.chopped(Suffix().size());
+    const QString id = stem.startsWith(mark) ? stem.mid(1) : stem;
+    return IsValid(id) && FileName(id) == fileName ? id : QString();
+}

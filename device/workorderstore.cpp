@@ -1,0 +1,186 @@
+#include "workorderstore.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <optional>
+
+#include "clienttext.h"
+#include "workorderid.h"
+
+namespace {
+
+constexpr const char *source = "workorderstore";
+
+std::optional<QJsonObject> ReadDocument(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return std::nullopt;
+    }
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
+    return document.isObject() ? std::make_optional(document.object()) : std::nullopt;
+}
+
+QStringList DocumentsIn(const QString &folder)
+{
+    return QDir(folder).entryList({QStringLiteral("*.json")}, QDir::Files | QDir::CaseSensitive,
+                                  QDir::Name);
+}
+
+bool IsTaken(const QString &path)
+{
+    const QFileInfo file(path);
+    return file.exists() || file.isSymLink();
+}
+
+} // namespace
+
+WorkOrderStore::WorkOrderStore(FileSystem &fileSystem, const QString &workOrderFolder,
+                               const QString &stateFolder, IErrorReporter &errors)
+    : folder(workOrderFolder)
+    , errorReporter(errors)
+    , journal(fileSystem, workOrderFolder, stateFolder, QStringLiteral("workorders"))
+{}
+
+void WorkOrderStore::Load()
+{
+    QString error;
+    if (!journal.Discard(&error)) {
+        errorReporter.ReportError(error, source, __LINE__);
+    }
+    if (!journal.Apply(&error)) {
+        errorReporter.ReportError(error, source, __LINE__);
+    }
+    index.clear();
+    const QStringList pending = journal.PendingFiles();
+    QStringList files = pending + DocumentsIn(folder);
+    files.removeDuplicates(); // a file that is still to be replaced counts with its new content
+    for (const QString &file : qAsConst(files)) {
+        AddFile(file);
+    }
+}
+
+void WorkOrderStore::AddFile(const QString &fileName)
+{
+    const QString path = journal.PathOf(fileName);
+    const std::optional<QJsonObject> document = ReadDocument(path);
+    const QString id = document ? WorkOrderId::Of(*document) : QString();
+    if (id.isEmpty()) {
+        errorReporter.ReportError(QStringLiteral("skipped %1: it is no work order").arg(path),
+                                  source, __LINE__);
+    } else if (index.count(id) > 0) {
+        SkipDuplicate(id, fileName);
+    } else {
+        index.emplace(id, Entry{fileName, ModifiedTime(fileName)});
+    }
+}
+
+void WorkOrderStore::SkipDuplicate(const QString &id, const QString &fileName)
+{
+    Entry &entry = index.at(id);
+    QString skipped = fileName;
+    if (fileName == WorkOrderId::FileName(id)) {
+        skipped = entry.fileName;
+        entry = Entry{fileName, ModifiedTime(fileName)};
+    }
+    errorReporter.ReportError(QStringLiteral("skipped %1: %2 holds the same work order")
+                                  .arg(journal.PathOf(skipped), entry.fileName),
+                              source, __LINE__);
+}
+
+bool WorkOrderStore::UpdateWorkOrders(QJsonArray workOrders)
+{
+    Documents documents;
+    QString error;
+    const bool stored = Collect(workOrders, &documents, &error) &&
+                        (documents.empty() || StoreBatch(documents, &error));
+    if (!error.isEmpty()) {
+        errorReporter.ReportError(error, source, __LINE__);
+    }
+    return stored;
+}
+
+bool WorkOrderStore::Collect(const QJsonArray &workOrders, Documents *documents,
+                             QString *error) const
+{
+    int number = 0;
+    for (const QJsonValue &element : workOrders) {
+        ++number;
+        const QString id = WorkOrderId::Of(element);
+        if (id.isEmpty()) {
+            *error = QStringLiteral("stored nothing: work order %1 of %2 has no valid id")
+                         .arg(number)
+                         .arg(workOrders.size());
+            return false;
+        }
+        (*documents)[id] = element.toObject();
+    }
+    return true;
+}
+
+bool WorkOrderStore::StoreBatch(const Documents &documents, QString *error)
+{
+    BatchJournal::Batch batch;
+    if (!journal.Apply(error) || !NameFiles(documents, &batch, error) ||
+        !journal.Stage(batch, error) || !journal.Commit(error)) {
+        return false;
+    }
+    Remember(documents);
+    journal.Apply(error);
+    return true;
+}
+
+bool WorkOrderStore::NameFiles(const Documents &documents, BatchJournal::Batch *batch,
+                               QString *error) const
+{
+    for (const auto &[id, document] : documents) {
+        const QString fileName = FileNameFor(id);
+        if (index.count(id) == 0 && IsTaken(folder + QLatin1Char('/') + fileName)) {
+            *error = QStringLiteral("stored nothing: %1 is no file of the work order %2")
+                         .arg(folder + QLatin1Char('/') + fileName, id);
+            return false;
+        }
+        batch->emplace(fileName, document);
+    }
+    return true;
+}
+
+void WorkOrderStore::Remember(const Documents &documents)
+{
+    for (const auto &[id, document] : documents) {
+        const QString fileName = FileNameFor(id);
+        index[id] = Entry{fileName, ModifiedTime(fileName)};
+    }
+}
+
+QJsonObject WorkOrderStore::GetWorkOrder(QString id, bool *found)
+{
+    *found = false;
+    const auto entry = index.find(TextFromClient(id));
+    if (entry == index.end()) {
+        return QJsonObject();
+    }
+    const QString path = journal.PathOf(entry->second.fileName);
+    const std::optional<QJsonObject> document = ReadDocument(path);
+    *found = document && WorkOrderId::Of(*document) == entry->first;
+    if (!*found) {
+        errorReporter.ReportError(
+            QStringLiteral("%1 does not hold the work order %2 any more").arg(path, entry->first),
+            source, __LINE__);
+        return QJsonObject();
+    }
+    return *document;
+}
+
+QString WorkOrderStore::FileNameFor(const QString &id) const
+{
+    const auto entry = index.find(id);
+    return entry != index.end() ? entry->second.fileName : WorkOrderId::FileName(id);
+}
+
+QDateTime WorkOrderStore::ModifiedTime(const QString &fileName) const
+{
+    return QFileInfo(journal.PathOf(fileName)).lastModified().toUTC();
+}

@@ -1,0 +1,85 @@
+#ifndef WORKORDERSTORE_H
+#define WORKORDERSTORE_H
+
+#include <QSet>
+#include <map>
+
+#include "batchjournal.h"
+#include "hostmodel.h"
+
+/**
+ * The work orders, one JSON document per file.
+ *
+ * Usual order of calls: `Load` once, then the others. A document's id is its member "workOrderId";
+ * `WorkOrderId` tells which ids are valid and how the file of a new work order is named. A file
+ * placed by hand may have any name that ends in ".json" and is not hidden; it keeps that name when
+ * its work order is replaced. A file that holds no work order, or one whose id another file has
+ * already, is reported and skipped, and never changed, moved or written over. Of two files with the
+ * same id the one counts that is named after it, otherwise the first by name.
+ *
+ * A batch is stored whole or not at all, whatever happens: `BatchJournal` tells how. Only the index
+ * of ids is kept in memory, so that finding one document takes the same time however many there
+ * are; documents are read from their files.
+ *
+ * Files are named in `QFile`'s encoding, which the program sets to UTF-8. Main thread only.
+ */
+class WorkOrderStore : public IWorkOrderStore
+{
+public:
+    /** A stored work order. */
+    struct Entry
+    {
+        QString fileName;
+        QDateTime modifiedTime; ///< when it was last stored: the file's time, in UTC
+    };
+
+    /** By id, in ascending order of code units. */
+    using Index = std::map<QString, Entry>;
+
+    /** Keeps the references; both objects outlive this one, and both folders exist. */
+    WorkOrderStore(FileSystem &fileSystem, const QString &workOrderFolder,
+                   const QString &stateFolder, IErrorReporter &errors);
+
+    /** Finishes or throws away a batch that was cut short, then reads every file. */
+    void Load();
+
+    /**
+     * Each element replaces the document of its id or is added; of two elements with the same id
+     * the later one counts. True once all of them are on the disk, also when there are none.
+     *
+     * False, with a report and with nothing stored, when an element is no object or has no valid
+     * id, when the file name of a new work order is taken by a file that is not its own, when a
+     * write fails before the batch is committed, and while an earlier batch cannot be finished. A
+     * failure after the commit is reported; the batch counts, and is finished later.
+     */
+    bool UpdateWorkOrders(QJsonArray workOrders) override;
+
+    /**
+     * The document as its file holds it now. `id` may come from a URI, see `TextFromClient`. A file
+     * that can no longer be read, or no longer holds this work order, is reported and counts as
+     * not found.
+     */
+    QJsonObject GetWorkOrder(QString id, bool *found) override;
+
+    /** All stored work orders. Changes with `Load` and `UpdateWorkOrders`. */
+    const Index &Entries() const { return index; }
+
+private:
+    using Documents = std::map<QString, QJsonObject>;
+
+    void AddFile(const QString &fileName);
+    void SkipDuplicate(const QString &id, const QString &fileName);
+    bool Collect(const QJsonArray &workOrders, Documents *documents, QString *error) const;
+    bool NameFiles(const Documents &documents, BatchJournal::Batch *batch, QString *error) const;
+    bool StoreBatch(const Documents &documents, QString *error);
+    void Remember(const Documents &documents);
+    QString FileNameFor(const QString &id) const;
+    QDateTime ModifiedTime(const QString &fileName) const;
+
+    QString folder;
+    IErrorReporter &errorReporter;
+    BatchJournal journal;
+    Index index;
+};
+
+#endif
