@@ -1,8 +1,16 @@
 #include "multipart_parser.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 
+#include "multipart_scan.h"
+
+// One block of memory holds the record, the boundary with its terminator and behind that the bytes
+// that are held back while they may be the start of a delimiter: CR, LF and the boundary. They are
+// always the same ones, so they are written once.
 struct multipart_parser
 {
     void *user_data;
@@ -37,8 +45,8 @@ enum State : uint8_t
     END
 };
 
-constexpr char CR = 13;
-constexpr char LF = 10;
+using multipart::CR;
+using multipart::LF;
 
 bool Notify(multipart_parser *p, multipart_notify_callback callback)
 {
@@ -50,10 +58,204 @@ bool Emit(multipart_parser *p, multipart_data_callback callback, const char *dat
     return callback == nullptr || callback(p, data, static_cast<uint32_t>(size)) == 0;
 }
 
+// The opening line is the boundary, CR and LF.
+bool IsOpeningByte(const multipart_parser *p, char c)
+{
+    if (p->match_index < p->boundary_length) {
+        return c == p->boundary[p->match_index];
+    }
+    return c == (p->match_index == p->boundary_length ? CR : LF);
+}
+
 bool IsHeaderNameByte(char c)
 {
-    const char lower = static_cast<char>(c | 0x20);
+    const int lower = c | 0x20;
     return c == '-' || (lower >= 'a' && lower <= 'z');
+}
+
+size_t HeaderNameEnd(const char *buffer, size_t from, size_t length)
+{
+    return static_cast<size_t>(std::find_if_not(buffer + from, buffer + length, IsHeaderNameByte) -
+                               buffer);
+}
+
+// Matches as much of the boundary as there is. Returns how many bytes of it were found: none when
+// the boundary is empty, or when it was found before and a callback stopped there.
+uint32_t MatchBoundary(multipart_parser *p, const char *bytes, size_t count)
+{
+    if (p->match_index >= p->boundary_length) {
+        return 0;
+    }
+    const size_t missing = p->boundary_length - p->match_index;
+    const auto found = static_cast<uint32_t>(multipart::Scan::CommonLength(
+        bytes, p->boundary + p->match_index, std::min(count, missing)));
+    p->match_index += found;
+    return found;
+}
+
+// A protocol loop: one switch, in the order of the states. Each turn takes one byte, or the whole
+// run of bytes that stay in its state, and leaves the record as single bytes would have done.
+size_t ExecutePiece(multipart_parser *p, const char *buffer, size_t length)
+{
+    const multipart_callbacks *s = p->settings;
+    multipart::Scan scan(buffer, length);
+    size_t i = 0;
+    while (i < length) {
+        switch (p->state) {
+        case START:
+            p->match_index = 0;
+            p->state = START_BOUNDARY;
+            [[fallthrough]];
+        case START_BOUNDARY:
+            if (!IsOpeningByte(p, buffer[i])) {
+                return i;
+            }
+            if (p->match_index <= p->boundary_length) {
+                ++p->match_index;
+            } else {
+                p->match_index = 0;
+                if (!Notify(p, s->on_part_begin)) {
+                    return i;
+                }
+                p->state = HEADER_NAME_START;
+            }
+            ++i;
+            break;
+        case HEADER_NAME_START:
+            p->state = HEADER_NAME;
+            [[fallthrough]];
+        case HEADER_NAME: {
+            const size_t end = HeaderNameEnd(buffer, i, length);
+            if (end == length) {
+                return Emit(p, s->on_header_name, buffer + i, end - i) ? length : length - 1;
+            }
+            if (buffer[end] == CR) {
+                p->state = HEADERS_ALMOST_DONE;
+            } else if (buffer[end] == ':' && Emit(p, s->on_header_name, buffer + i, end - i)) {
+                p->state = HEADER_VALUE_START;
+            } else {
+                return end;
+            }
+            i = end + 1;
+            break;
+        }
+        case HEADERS_ALMOST_DONE:
+            if (buffer[i] != LF) {
+                return i;
+            }
+            p->state = PART_DATA_START;
+            ++i;
+            break;
+        case HEADER_VALUE_START:
+            if (buffer[i] == ' ') {
+                ++i;
+                break;
+            }
+            p->state = HEADER_VALUE;
+            [[fallthrough]];
+        case HEADER_VALUE: {
+            const size_t end = scan.FindCr(i);
+            const bool goOn = Emit(p, s->on_header_value, buffer + i, end - i);
+            if (end == length) {
+                return goOn ? length : length - 1;
+            }
+            if (!goOn) {
+                return end;
+            }
+            p->state = HEADER_VALUE_ALMOST_DONE;
+            i = end + 1;
+            break;
+        }
+        case HEADER_VALUE_ALMOST_DONE:
+            if (buffer[i] != LF) {
+                return i;
+            }
+            p->state = HEADER_NAME_START;
+            ++i;
+            break;
+        case PART_DATA_START:
+            if (!Notify(p, s->on_headers_done)) {
+                return i;
+            }
+            p->state = PART_DATA;
+            [[fallthrough]];
+        case PART_DATA: {
+            const size_t end = scan.FindCr(i);
+            const bool goOn = Emit(p, s->on_part_data, buffer + i, end - i);
+            if (end == length) {
+                return goOn ? length : length - 1;
+            }
+            if (!goOn) {
+                return end;
+            }
+            p->state = PART_DATA_ALMOST_BOUNDARY;
+            i = end + 1;
+            if (i == length) {
+                break;
+            }
+            [[fallthrough]];
+        }
+        case PART_DATA_ALMOST_BOUNDARY:
+            if (buffer[i] != LF) {
+                if (!Emit(p, s->on_part_data, p->held_bytes, 1)) {
+                    return i;
+                }
+                p->state = PART_DATA;
+                break;
+            }
+            p->match_index = 0;
+            p->state = PART_DATA_BOUNDARY;
+            ++i;
+            if (i == length) {
+                break;
+            }
+            [[fallthrough]];
+        case PART_DATA_BOUNDARY: {
+            const uint32_t found = MatchBoundary(p, buffer + i, length - i);
+            i += found;
+            if (found != 0 && p->match_index == p->boundary_length) {
+                if (!Notify(p, s->on_part_end)) {
+                    return i - 1;
+                }
+                p->state = PART_DATA_ALMOST_END;
+            } else if (i < length) {
+                if (!Emit(p, s->on_part_data, p->held_bytes, size_t(2) + p->match_index)) {
+                    return i;
+                }
+                p->state = PART_DATA;
+            }
+            break;
+        }
+        case PART_DATA_ALMOST_END:
+            if (buffer[i] != '-' && buffer[i] != CR) {
+                return i;
+            }
+            p->state = buffer[i] == CR ? PART_DATA_END : PART_DATA_FINAL_HYPHEN;
+            ++i;
+            break;
+        case PART_DATA_END:
+            if (buffer[i] != LF) {
+                return i;
+            }
+            p->state = HEADER_NAME_START;
+            if (!Notify(p, s->on_part_begin)) {
+                return i;
+            }
+            ++i;
+            break;
+        case PART_DATA_FINAL_HYPHEN:
+            if (buffer[i] != '-' || !Notify(p, s->on_body_end)) {
+                return i;
+            }
+            p->state = END;
+            [[fallthrough]];
+        case END:
+            return length;
+        default:
+            return 0;
+        }
+    }
+    return length;
 }
 
 } // namespace
@@ -61,11 +263,15 @@ bool IsHeaderNameByte(char c)
 multipart_parser *multipart_parser_init(const char *boundary, const multipart_callbacks *settings)
 {
     const size_t length = std::strlen(boundary);
-    auto *p =
-        static_cast<multipart_parser *>(std::malloc(sizeof(multipart_parser) + 2 * length + 9));
+    auto *p = static_cast<multipart_parser *>(
+        std::malloc(offsetof(multipart_parser, boundary) + 2 * length + 9));
     std::memcpy(p->boundary, boundary, length + 1);
+    p->user_data = nullptr;
     p->boundary_length = static_cast<uint32_t>(length);
     p->held_bytes = p->boundary + length + 1;
+    p->held_bytes[0] = CR;
+    p->held_bytes[1] = LF;
+    std::memcpy(p->held_bytes + 2, boundary, length);
     p->match_index = 0;
     p->state = START;
     p->settings = settings;
@@ -87,168 +293,18 @@ void *multipart_parser_get_data(multipart_parser *parser)
     return parser->user_data;
 }
 
-size_t multipart_parser_execute(multipart_parser *p, const char *buffer, size_t length)
+size_t multipart_parser_execute(multipart_parser *parser, const char *buffer, size_t length)
 {
-    const multipart_callbacks *s = p->settings;
-    size_t mark = 0;
-    for (size_t i = 0; i < length; ++i) {
-        const char c = buffer[i];
-        const bool isLast = i + 1 == length;
-        switch (p->state) {
-        case START:
-            p->match_index = 0;
-            p->state = START_BOUNDARY;
-            [[fallthrough]];
-        case START_BOUNDARY:
-            if (p->match_index == p->boundary_length) {
-                if (c != CR) {
-                    return i;
-                }
-                ++p->match_index;
-            } else if (p->match_index == p->boundary_length + 1) {
-                if (c != LF) {
-                    return i;
-                }
-                p->match_index = 0;
-                if (!Notify(p, s->on_part_begin)) {
-                    return i;
-                }
-                p->state = HEADER_NAME_START;
-            } else {
-                if (c != p->boundary[p->match_index]) {
-                    return i;
-                }
-                ++p->match_index;
-            }
+    // What a callback receives at once must fit its 32-bit count.
+    constexpr size_t maximum = std::numeric_limits<uint32_t>::max();
+    size_t done = 0;
+    while (done < length) {
+        const size_t size = std::min(length - done, maximum);
+        const size_t consumed = ExecutePiece(parser, buffer + done, size);
+        done += consumed;
+        if (consumed < size) {
             break;
-        case HEADER_NAME_START:
-            mark = i;
-            p->state = HEADER_NAME;
-            [[fallthrough]];
-        case HEADER_NAME:
-            if (c == CR) {
-                p->state = HEADERS_ALMOST_DONE;
-            } else if (c == ':') {
-                if (!Emit(p, s->on_header_name, buffer + mark, i - mark)) {
-                    return i;
-                }
-                p->state = HEADER_VALUE_START;
-            } else if (!IsHeaderNameByte(c)) {
-                return i;
-            } else if (isLast && !Emit(p, s->on_header_name, buffer + mark, i - mark + 1)) {
-                return i;
-            }
-            break;
-        case HEADERS_ALMOST_DONE:
-            if (c != LF) {
-                return i;
-            }
-            p->state = PART_DATA_START;
-            break;
-        case HEADER_VALUE_START:
-            if (c == ' ') {
-                break;
-            }
-            mark = i;
-            p->state = HEADER_VALUE;
-            [[fallthrough]];
-        case HEADER_VALUE:
-            if (c == CR) {
-                if (!Emit(p, s->on_header_value, buffer + mark, i - mark)) {
-                    return i;
-                }
-                p->state = HEADER_VALUE_ALMOST_DONE;
-            } else if (isLast && !Emit(p, s->on_header_value, buffer + mark, i - mark + 1)) {
-                return i;
-            }
-            break;
-        case HEADER_VALUE_ALMOST_DONE:
-            if (c != LF) {
-                return i;
-            }
-            p->state = HEADER_NAME_START;
-            break;
-        case PART_DATA_START:
-            if (!Notify(p, s->on_headers_done)) {
-                return i;
-            }
-            mark = i;
-            p->state = PART_DATA;
-            [[fallthrough]];
-        case PART_DATA:
-        partData:
-            if (c == CR) {
-                if (!Emit(p, s->on_part_data, buffer + mark, i - mark)) {
-                    return i;
-                }
-                mark = i;
-                p->held_bytes[0] = CR;
-                p->state = PART_DATA_ALMOST_BOUNDARY;
-            } else if (isLast && !Emit(p, s->on_part_data, buffer + mark, i - mark + 1)) {
-                return i;
-            }
-            break;
-        case PART_DATA_ALMOST_BOUNDARY:
-            if (c == LF) {
-                p->held_bytes[1] = LF;
-                p->match_index = 0;
-                p->state = PART_DATA_BOUNDARY;
-                break;
-            }
-            if (!Emit(p, s->on_part_data, p->held_bytes, 1)) {
-                return i;
-            }
-            mark = i;
-            p->state = PART_DATA;
-            goto partData;
-        case PART_DATA_BOUNDARY:
-            // An empty boundary, or one that was matched before a callback stopped: nothing more
-            // may be read or stored.
-            if (p->match_index >= p->boundary_length || c != p->boundary[p->match_index]) {
-                if (!Emit(p, s->on_part_data, p->held_bytes, 2 + size_t(p->match_index))) {
-                    return i;
-                }
-                mark = i;
-                p->state = PART_DATA;
-                goto partData;
-            }
-            p->held_bytes[2 + p->match_index] = c;
-            if (++p->match_index == p->boundary_length) {
-                if (!Notify(p, s->on_part_end)) {
-                    return i;
-                }
-                p->state = PART_DATA_ALMOST_END;
-            }
-            break;
-        case PART_DATA_ALMOST_END:
-            if (c == '-') {
-                p->state = PART_DATA_FINAL_HYPHEN;
-            } else if (c == CR) {
-                p->state = PART_DATA_END;
-            } else {
-                return i;
-            }
-            break;
-        case PART_DATA_FINAL_HYPHEN:
-            if (c != '-' || !Notify(p, s->on_body_end)) {
-                return i;
-            }
-            p->state = END;
-            break;
-        case PART_DATA_END:
-            if (c != LF) {
-                return i;
-            }
-            p->state = HEADER_NAME_START;
-            if (!Notify(p, s->on_part_begin)) {
-                return i;
-            }
-            break;
-        case END:
-            break;
-        default:
-            return 0;
         }
     }
-    return length;
+    return done;
 }

@@ -75,14 +75,15 @@ MULTIPART_PARSER_EXPORT void multipart_parser_free(multipart_parser *parser);
 /** Keeps a pointer for the caller's functions; the parser never touches it. */
 MULTIPART_PARSER_EXPORT void multipart_parser_set_data(multipart_parser *parser, void *data);
 
-/** The pointer kept last, or an undefined value when none was. */
+/** The pointer kept last, or null when none was. */
 MULTIPART_PARSER_EXPORT void *multipart_parser_get_data(multipart_parser *parser);
 
 /**
  * Feeds the next `length` bytes of the body. Returns `length` when all were consumed, otherwise the
  * index of the byte at which parsing stopped: one that is not allowed there, or the one during
  * which a callback asked to stop. The body must begin with the boundary; whatever follows its end
- * is ignored.
+ * is ignored. A piece of 4 GiB or more is handled as if it were fed in pieces of 4 GiB less one
+ * byte, so that the size of each slice fits its type.
  */
 MULTIPART_PARSER_EXPORT size_t multipart_parser_execute(multipart_parser *parser,
                                                         const char *buffer, size_t length);
