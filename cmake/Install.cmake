@@ -6,9 +6,13 @@ set(cmake_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ParlowenRestAPI)
 set(PARLOWEN_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING
     "Where the unit of the simulator goes, below the prefix unless absolute")
 
-install(TARGETS ParlowenRestAPI EXPORT ParlowenRestAPITargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS ParlowenRestAPI ParlowenHostSupport EXPORT ParlowenRestAPITargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES
+    hostsupport/downloadguard.h
+    hostsupport/filesystemsandbox.h
+    hostsupport/restserverguard.h
     restserver/datachunk.h
     restserver/hostmodel.h
     restserver/multipart_parser.h

@@ -123,7 +123,7 @@ std::string DecodeChunks(const std::string &body)
         }
         const size_t size = std::strtoul(body.c_str() + position, nullptr, 16);
         const size_t begin = lineEnd + 2;
-        if (body.compare(begin + size, 2, "\r\n") != 0) {
+        if (begin + size > body.size() || body.compare(begin + size, 2, "\r\n") != 0) {
             return "broken";
         }
         if (size == 0) {

@@ -1,0 +1,141 @@
+#include "filesystemsandbox.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/landlock.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+// Rights that came after the first headers with Landlock.
+constexpr std::uint64_t accessTruncate = 1ULL << 14;
+constexpr std::uint64_t accessDeviceControl = 1ULL << 15;
+
+constexpr std::uint64_t readAccess = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
+constexpr std::uint64_t writeAccess =
+    readAccess | LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_REMOVE_DIR |
+    LANDLOCK_ACCESS_FS_REMOVE_FILE | LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
+    LANDLOCK_ACCESS_FS_MAKE_SYM | LANDLOCK_ACCESS_FS_REFER | accessTruncate;
+constexpr std::uint64_t fileAccess = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_WRITE_FILE |
+                                     LANDLOCK_ACCESS_FS_EXECUTE | accessTruncate |
+                                     accessDeviceControl;
+
+class FileDescriptor
+{
+public:
+    explicit FileDescriptor(int value)
+        : descriptor(value)
+    {}
+    ~FileDescriptor()
+    {
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
+    }
+    FileDescriptor(const FileDescriptor &) = delete;
+    FileDescriptor &operator=(const FileDescriptor &) = delete;
+
+    int Get() const { return descriptor; }
+    bool IsOpen() const { return descriptor >= 0; }
+
+private:
+    int descriptor;
+};
+
+// Everything that a kernel of this version can restrict.
+std::uint64_t HandledAccess(int kernelVersion)
+{
+    std::uint64_t access = LANDLOCK_ACCESS_FS_REFER - 1;
+    if (kernelVersion >= 2) {
+        access |= LANDLOCK_ACCESS_FS_REFER;
+    }
+    if (kernelVersion >= 3) {
+        access |= accessTruncate;
+    }
+    if (kernelVersion >= 5) {
+        access |= accessDeviceControl;
+    }
+    return access;
+}
+
+bool IsDirectory(const FileDescriptor &file)
+{
+    struct stat status = {};
+    return fstat(file.Get(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::string Problem(const std::string &what)
+{
+    return "file system sandbox: " + what + ": " + std::strerror(errno);
+}
+
+// Returns an empty text, or what went wrong.
+std::string Allow(const FileDescriptor &ruleset, const std::string &path, std::uint64_t access,
+                  bool mustExist)
+{
+    const FileDescriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));
+    if (!file.IsOpen()) {
+        return errno == ENOENT && !mustExist ? std::string() : Problem(path);
+    }
+    landlock_path_beneath_attr rule = {};
+    rule.allowed_access = IsDirectory(file) ? access : access & fileAccess;
+    rule.parent_fd = file.Get();
+    const long added =
+        syscall(SYS_landlock_add_rule, ruleset.Get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
+    return added == 0 ? std::string() : Problem(path);
+}
+
+std::string AllowAll(const FileDescriptor &ruleset, const FileSystemSandbox::Rules &rules,
+                     std::uint64_t handled)
+{
+    std::string problem;
+    for (const std::string &path : rules.writable) {
+        problem = problem.empty() ? Allow(ruleset, path, writeAccess & handled, true) : problem;
+    }
+    for (const std::string &path : rules.readable) {
+        problem = problem.empty() ? Allow(ruleset, path, readAccess & handled, false) : problem;
+    }
+    return problem;
+}
+
+} // namespace
+
+int FileSystemSandbox::KernelVersion()
+{
+    const long version =
+        syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
+    return version > 0 ? static_cast<int>(version) : 0;
+}
+
+FileSystemSandbox::Result FileSystemSandbox::Confine(const Rules &rules)
+{
+    return Confine(rules, KernelVersion());
+}
+
+FileSystemSandbox::Result FileSystemSandbox::Confine(const Rules &rules, int kernelVersion)
+{
+    if (kernelVersion <= 0) {
+        return {Outcome::NotSupported, "file system sandbox: this kernel has no Landlock support"};
+    }
+    landlock_ruleset_attr attributes = {};
+    attributes.handled_access_fs = HandledAccess(kernelVersion);
+    const FileDescriptor ruleset(
+        static_cast<int>(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0)));
+    if (!ruleset.IsOpen()) {
+        return {Outcome::Failed, Problem("rules")};
+    }
+    const std::string problem = AllowAll(ruleset, rules, attributes.handled_access_fs);
+    if (!problem.empty()) {
+        return {Outcome::Failed, problem};
+    }
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+        syscall(SYS_landlock_restrict_self, ruleset.Get(), 0) != 0) {
+        return {Outcome::Failed, Problem("restriction")};
+    }
+    return {Outcome::Confined, std::string()};
+}
