@@ -6,6 +6,8 @@
 #include <QJsonParseError>
 #include <limits>
 
+#include "uploadfile.h"
+
 namespace {
 
 constexpr char sourceName[] = "restserverfilecallbackhandler";
@@ -115,7 +117,7 @@ void RestServerFileCallbackHandler::NotifyPartEnd()
 // A further part starts the file anew; the object of the part before it is not released.
 void RestServerFileCallbackHandler::OpenFile()
 {
-    file = new QFile(targetPath);
+    file = new UploadFile(targetPath);
     if (!file->open(QIODevice::ReadWrite | QIODevice::Truncate)) {
         state = Failed;
     }
@@ -126,7 +128,7 @@ void RestServerFileCallbackHandler::WriteToFile(const char *data, int length)
     if (file == nullptr) {
         Report(illegalState, dataWithoutFileLine);
     } else if (file->isOpen()) {
-        file->write(data, length);
+        file->Append(data, length);
     } else {
         Report(illegalState, dataForClosedFileLine);
     }

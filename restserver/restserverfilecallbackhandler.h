@@ -2,10 +2,11 @@
 #define RESTSERVERFILECALLBACKHANDLER_H
 
 #include <QByteArray>
-#include <QFile>
 #include <QString>
 
 #include "hostmodel.h"
+
+class UploadFile;
 
 /**
  * Turns the events of the multipart parser into a file. The first part of an upload is a JSON
@@ -62,7 +63,7 @@ private:
 
     IApplicationModel *model;
     int state;
-    QFile *file; // owned; null until the file part starts
+    UploadFile *file; // owned; null until the file part starts
     QByteArray metadata;
     QString targetPath;
     bool result;
