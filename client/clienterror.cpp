@@ -1,0 +1,21 @@
+#include "clienterror.h"
+
+ClientError::ClientError(ExitStatus exitStatus, const QString &text)
+    : status(exitStatus)
+    , message(text.toUtf8())
+{}
+
+ExitStatus ClientError::Status() const
+{
+    return status;
+}
+
+QString ClientError::Message() const
+{
+    return QString::fromUtf8(message);
+}
+
+const char *ClientError::what() const noexcept
+{
+    return message.constData();
+}

@@ -1,0 +1,20 @@
+#include "command.h"
+
+Command::Command(const char *commandName, const char *commandDescription)
+    : name(commandName)
+    , description(commandDescription)
+{}
+
+Command::~Command() = default;
+
+const char *Command::Name() const
+{
+    return name;
+}
+
+const char *Command::Description() const
+{
+    return description;
+}
+
+void Command::AddArguments(CLI::App & /*parser*/) {}

@@ -1,0 +1,99 @@
+#ifndef DEVICECONNECTION_H
+#define DEVICECONNECTION_H
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QUrl>
+#include <functional>
+
+class ClientError;
+class QFile;
+class QIODevice;
+class QNetworkReply;
+class QNetworkRequest;
+
+/**
+ * Requests to one device, one after the other, each call returning when its answer is there. Needs
+ * a `QCoreApplication` and runs its event loop while it waits.
+ *
+ * The device answers failures with status 200 and the object `{"errorMessage": ...}`; here they are
+ * a `ClientError` of status `DeviceRefused` with that text. It serves one request at a time and
+ * answers 408 when others take too long; such a request is sent again after a pause, as often as
+ * the settings allow. No answer at all is `CannotConnect`; an answer that is cut short or is not
+ * what the route answers is `TransferCorrupt`.
+ *
+ * A connection that is closed without a byte of an answer makes Qt send the request again. Every
+ * request here can be sent twice without harm; who deletes looks before and afterwards.
+ */
+class DeviceConnection
+{
+public:
+    struct Settings
+    {
+        QUrl device;            ///< scheme, host and port
+        int retries = 5;        ///< after a 408 answer, and for an upload that breaks off
+        int timeoutMs = 30'000; ///< without a byte in either direction
+        std::function<void(const QString &)> notice; ///< told before each pause; may be empty
+    };
+
+    /** Called with the bytes of the body that have passed so far. Must not throw. */
+    using Progress = std::function<void(qint64 done)>;
+
+    explicit DeviceConnection(Settings connectionSettings);
+
+    /**
+     * The path of a route followed by a device path or an id, percent-encoded as UTF-8, "/" kept.
+     */
+    static QByteArray Route(const char *prefix, const QString &name);
+
+    /** True for the object that the device answers failures with. */
+    static bool IsErrorObject(const QJsonDocument &document);
+
+    /** @param route an encoded path, as all of the following. */
+    QJsonDocument Get(const QByteArray &route);
+    QJsonDocument Put(const QByteArray &route, const QByteArray &body);
+
+    /** These two succeed with an empty object and nothing else. */
+    void PostForEmptyAnswer(const QByteArray &route, const QByteArray &body);
+    void DeleteForEmptyAnswer(const QByteArray &route);
+    void PutForEmptyAnswer(const QByteArray &route);
+
+    /**
+     * Writes a body of any type to `sink` as it arrives. An error object is a body like any other
+     * here: only the caller can know whether the file looks like that.
+     */
+    void Download(const QByteArray &route, QIODevice &sink, const Progress &progress);
+
+    /** Sends a description and a file as the two parts of a form. `source` is open for reading. */
+    void Upload(const QByteArray &route, const QJsonObject &description, QFile &source,
+                const Progress &progress);
+
+private:
+    struct Answer
+    {
+        int status = 0;
+        QByteArray body;
+    };
+    using Start = std::function<QNetworkReply *()>;
+    enum class BreakOff
+    {
+        Fails,
+        IsRetried
+    };
+
+    QNetworkRequest RequestFor(const QByteArray &route) const;
+    QNetworkReply *StartUpload(const QByteArray &route, const QJsonObject &description,
+                               QFile &source);
+    Answer Exchange(const Start &start, BreakOff breakOff, QIODevice *sink,
+                    const Progress &progress);
+    Answer Attempt(QNetworkReply *reply, QIODevice *sink, const Progress &progress) const;
+    QJsonDocument Json(const Answer &answer) const;
+    void ExpectEmptyObject(const Answer &answer) const;
+    void Pause(int attempt, const QString &reason) const;
+
+    Settings settings;
+    QNetworkAccessManager manager;
+};
+
+#endif // DEVICECONNECTION_H

@@ -1,0 +1,96 @@
+#include "devicepaths.h"
+
+#include <QDir>
+#include <QSet>
+#include <QStringList>
+
+#include "clienterror.h"
+
+namespace {
+
+QString FolderOf(const QString &path)
+{
+    return path.left(path.lastIndexOf('/'));
+}
+
+// The part of `left` that both have, as a whole number of folders.
+QString SharedFolder(const QString &left, const QString &right)
+{
+    QString shared = left;
+    while (!shared.isEmpty() && right != shared && !right.startsWith(shared + '/')) {
+        shared = FolderOf(shared);
+    }
+    return shared;
+}
+
+QString CutAfterUserFiles(const QString &folder)
+{
+    const QString name = QStringLiteral("/userfiles");
+    const int position = (folder + '/').lastIndexOf(name + '/');
+    return position < 0 ? folder : folder.left(position + name.size());
+}
+
+QString Cleaned(const QString &path)
+{
+    const QString cleaned = QDir::cleanPath(path);
+    return cleaned == "." ? QString() : cleaned;
+}
+
+} // namespace
+
+DevicePaths::DevicePaths(const QVector<FileRecord> &listing)
+{
+    QSet<QString> seen;
+    for (const FileRecord &record : listing) {
+        const QString folder = FolderOf(record.path);
+        root = files.isEmpty() ? folder : SharedFolder(root, folder);
+        files.append(record.path);
+        seen.insert(folder);
+    }
+    root = CutAfterUserFiles(root);
+    folders = seen.values().toVector();
+}
+
+QString DevicePaths::Root() const
+{
+    return root;
+}
+
+QString DevicePaths::File(const QString &path) const
+{
+    return path.startsWith('/') ? path : Find(Cleaned(path), files, "file");
+}
+
+QString DevicePaths::Folder(const QString &path) const
+{
+    if (path.startsWith('/')) {
+        return path;
+    }
+    const QString cleaned = Cleaned(path);
+    return cleaned.isEmpty() && !root.isEmpty() ? root : Find(cleaned, folders, "folder");
+}
+
+QString DevicePaths::Find(const QString &path, const QVector<QString> &candidates,
+                          const char *kind) const
+{
+    const QString belowRoot = root + '/' + path;
+    if (candidates.contains(belowRoot)) {
+        return belowRoot;
+    }
+    QStringList matches;
+    for (const QString &candidate : candidates) {
+        if (!path.isEmpty() && candidate.endsWith('/' + path)) {
+            matches.append(candidate);
+        }
+    }
+    if (matches.size() == 1) {
+        return matches.first();
+    }
+    const QString problem =
+        matches.isEmpty()
+            ? QString("the device lists no %1 %2: give its absolute path on the device")
+                  .arg(kind, path)
+            : QString("%1 could be %2: give its absolute path")
+                  .arg(path, matches.join(QStringLiteral(" or ")));
+    throw ClientError(ExitStatus::Usage, problem);
+}

@@ -1,0 +1,40 @@
+#ifndef DEVICEPATHS_H
+#define DEVICEPATHS_H
+
+#include <QString>
+#include <QVector>
+
+#include "filerecord.h"
+
+/**
+ * Finds out what relative paths mean on a device. The device takes absolute paths alone and does
+ * not say where its user files lie, but the paths that it lists all begin with that folder: it is
+ * the one named "userfiles" that they share, or else the deepest folder that they share.
+ */
+class DevicePaths
+{
+public:
+    explicit DevicePaths(const QVector<FileRecord> &listing);
+
+    /** The folder of the user files without a slash at its end; empty when no file is listed. */
+    QString Root() const;
+
+    /**
+     * The listed file that `path` means: below the root, or else the only one that ends so. An
+     * absolute path is returned as it is. Throws a `ClientError` of status `Usage` when there is
+     * none or more than one.
+     */
+    QString File(const QString &path) const;
+
+    /** The same for a folder; "." is the root. */
+    QString Folder(const QString &path) const;
+
+private:
+    QString Find(const QString &path, const QVector<QString> &candidates, const char *kind) const;
+
+    QVector<QString> files;
+    QVector<QString> folders;
+    QString root;
+};
+
+#endif // DEVICEPATHS_H

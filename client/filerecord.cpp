@@ -1,0 +1,57 @@
+#include "filerecord.h"
+
+#include <QJsonValue>
+
+#include "clienterror.h"
+
+bool FileRecord::operator==(const FileRecord &other) const
+{
+    return path == other.path && size == other.size && modifiedTime == other.modifiedTime &&
+           sha256 == other.sha256;
+}
+
+bool FileRecord::operator!=(const FileRecord &other) const
+{
+    return !(*this == other);
+}
+
+bool FileRecord::Describes(qint64 contentSize, const QString &contentSha256) const
+{
+    return size == contentSize && sha256 == contentSha256;
+}
+
+FileRecord FileRecord::FromListing(const QJsonObject &object)
+{
+    const QJsonValue size = object.value("size");
+    if (!object.value("path").isString() || !size.isDouble() || size.toDouble() < 0) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QStringLiteral("the device names a file without its path and size"));
+    }
+    return {object.value("path").toString(),
+            static_cast<qint64>(size.toDouble()),
+            object.value("modifiedTime").toString(),
+            {}};
+}
+
+FileRecord FileRecord::FromMetadata(const QJsonObject &object)
+{
+    FileRecord record = FromListing(object);
+    record.sha256 = object.value("sha256").toString();
+    constexpr int digits = 64;
+    if (record.sha256.size() != digits) {
+        throw ClientError(
+            ExitStatus::TransferCorrupt,
+            QString("the device gives no sha256 of %1: it cannot be verified").arg(record.path));
+    }
+    return record;
+}
+
+QVector<FileRecord> FileRecord::FromListing(const QJsonArray &array)
+{
+    QVector<FileRecord> records;
+    records.reserve(array.size());
+    for (const QJsonValue &element : array) {
+        records.append(FromListing(element.toObject()));
+    }
+    return records;
+}

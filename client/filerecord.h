@@ -1,0 +1,29 @@
+#ifndef FILERECORD_H
+#define FILERECORD_H
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+#include <QVector>
+
+/** What the device says of one of its files. */
+struct FileRecord
+{
+    QString path; ///< absolute, on the device
+    qint64 size = 0;
+    QString modifiedTime;
+    QString sha256; ///< only in metadata, empty in listings
+
+    bool operator==(const FileRecord &other) const;
+    bool operator!=(const FileRecord &other) const;
+
+    /** True when a content of this size and sum is what the record describes. */
+    bool Describes(qint64 contentSize, const QString &contentSha256) const;
+
+    /** Both throw a `ClientError` of status `TransferCorrupt` when something is missing. */
+    static FileRecord FromListing(const QJsonObject &object);
+    static FileRecord FromMetadata(const QJsonObject &object);
+    static QVector<FileRecord> FromListing(const QJsonArray &array);
+};
+
+#endif // FILERECORD_H

@@ -1,0 +1,56 @@
+#include "infocommand.h"
+
+#include <QJsonArray>
+#include <QStringList>
+
+#include "clienterror.h"
+
+namespace {
+
+QString Versions(const QJsonArray &versions)
+{
+    QStringList texts;
+    for (const QJsonValue &version : versions) {
+        texts.append(version.toVariant().toString());
+    }
+    return texts.join(QStringLiteral(", "));
+}
+
+QString Text(const QJsonValue &value)
+{
+    if (value.isObject()) {
+        return QString::fromUtf8(QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact));
+    }
+    if (value.isArray()) {
+        return QString::fromUtf8(QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact));
+    }
+    return value.toVariant().toString();
+}
+
+} // namespace
+
+InfoCommand::InfoCommand()
+    : Command("info", "Show what the device is and which interfaces it serves")
+{}
+
+ExitStatus InfoCommand::Run(DeviceConnection &connection, const Output &output)
+{
+    const QJsonDocument document = connection.Get("/info");
+    const QJsonObject info = document.object();
+    if (!info.contains("apiSupport")) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QStringLiteral("the answer is no device information"));
+    }
+    const QJsonArray interfaces = info.value("apiSupport").toArray();
+    for (const QJsonValue &family : interfaces) {
+        output.Line(QString("interface %1: version %2")
+                        .arg(family.toObject().value("name").toString(),
+                             Versions(family.toObject().value("versions").toArray())));
+    }
+    const QJsonObject asset = info.value("assetInfo").toObject();
+    for (auto member = asset.begin(); member != asset.end(); ++member) {
+        output.Line(member.key() + ": " + Text(member.value()));
+    }
+    output.Json(document);
+    return ExitStatus::Done;
+}

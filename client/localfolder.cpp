@@ -1,0 +1,77 @@
+#include "localfolder.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QStringList>
+
+#include "clienterror.h"
+
+namespace {
+
+constexpr char stagingName[] = ".parlowenctl.part";
+constexpr char lockName[] = ".parlowenctl.lock";
+
+ClientError Failure(const QString &text)
+{
+    return {ExitStatus::LocalFailure, text};
+}
+
+bool IsPlainName(const QString &name)
+{
+    return !name.isEmpty() && name != "." && name != ".." && name != stagingName &&
+           name != lockName && !name.contains(QChar::Null);
+}
+
+} // namespace
+
+LocalFolder::LocalFolder(const QString &folder)
+{
+    if (!QDir().mkpath(folder)) {
+        throw Failure(QString("cannot make the folder %1").arg(folder));
+    }
+    root = QFileInfo(folder).canonicalFilePath();
+    lock = std::make_unique<QLockFile>(root + '/' + lockName);
+    lock->setStaleLockTime(0);
+    if (!lock->tryLock()) {
+        throw Failure(lock->error() == QLockFile::LockFailedError
+                          ? QString("another synchronisation fills %1").arg(folder)
+                          : QString("cannot write in %1").arg(folder));
+    }
+    QFile::remove(Staging());
+}
+
+QString LocalFolder::Target(const QString &relative) const
+{
+    const QStringList names = relative.split('/');
+    QString path = root;
+    for (int i = 0; i < names.size(); ++i) {
+        if (!IsPlainName(names[i])) {
+            throw Failure(QString("%1 is no name for a file in this folder").arg(relative));
+        }
+        path += '/' + names[i];
+        if (i + 1 < names.size()) {
+            EnterSubFolder(path, relative);
+        }
+    }
+    if (QFileInfo(path).isDir() && !QFileInfo(path).isSymLink()) {
+        throw Failure(QString("%1 is a folder").arg(path));
+    }
+    return path;
+}
+
+QString LocalFolder::Staging() const
+{
+    return root + '/' + stagingName;
+}
+
+void LocalFolder::EnterSubFolder(const QString &folder, const QString &relative) const
+{
+    const QFileInfo information(folder);
+    if (information.isSymLink()) {
+        throw Failure(
+            QString("%1 would be written through the symbolic link %2").arg(relative, folder));
+    }
+    if (!information.isDir() && !QDir().mkdir(folder)) {
+        throw Failure(QString("cannot make the folder %1").arg(folder));
+    }
+}

@@ -1,0 +1,58 @@
+# Completion of parlowenctl for bash.
+
+_parlowenctl()
+{
+    local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local options="--host --json --quiet --retries --timeout --help --version"
+    local group="" command="" i
+
+    case $previous in
+        --host | --retries | --timeout | --root) return ;;
+        -o | --output)
+            mapfile -t COMPREPLY < <(compgen -f -- "$word")
+            return
+            ;;
+    esac
+
+    # The command is the words before the cursor that are neither options nor their values.
+    for ((i = 1; i < COMP_CWORD; i++)); do
+        case ${COMP_WORDS[i]} in
+            --host | --retries | --timeout | --root | -o | --output) ((i++)) ;;
+            -*) ;;
+            workorders | files)
+                [[ -z $group && -z $command ]] && group=${COMP_WORDS[i]}
+                ;;
+            *)
+                [[ -z $command ]] && command="${group:+$group }${COMP_WORDS[i]}"
+                ;;
+        esac
+    done
+
+    case $command in
+        "files get") options+=" -o --output" ;;
+        "files pending") options+=" --all" ;;
+        sync) options+=" --all --root" ;;
+    esac
+    if [[ $word == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
+        return
+    fi
+
+    case $group:$command in
+        :) set -- info tech workorders templates files sync ;;
+        workorders:) set -- list get put active ;;
+        files:) set -- list pending stat get put rm confirm ;;
+        "workorders:workorders put" | "files:files put")
+            mapfile -t COMPREPLY < <(compgen -f -- "$word")
+            return
+            ;;
+        :sync)
+            mapfile -t COMPREPLY < <(compgen -d -- "$word")
+            return
+            ;;
+        *) return ;;
+    esac
+    mapfile -t COMPREPLY < <(compgen -W "$*" -- "$word")
+}
+
+complete -o filenames -o bashdefault -F _parlowenctl parlowenctl

@@ -1,0 +1,154 @@
+#include "program.h"
+
+#include "clienterror.h"
+#include "filesconfirmcommand.h"
+#include "filesgetcommand.h"
+#include "fileslistcommand.h"
+#include "filespendingcommand.h"
+#include "filesputcommand.h"
+#include "filesremovecommand.h"
+#include "filesstatcommand.h"
+#include "infocommand.h"
+#include "synccommand.h"
+#include "techcommand.h"
+#include "templatescommand.h"
+#include "workordersactivecommand.h"
+#include "workordersgetcommand.h"
+#include "workorderslistcommand.h"
+#include "workordersputcommand.h"
+
+namespace {
+
+// A positional whose name tells itself how often it occurs is shown as it is.
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    std::string make_option_usage(const CLI::Option *option) const override
+    {
+        const std::string name = make_option_name(option, true);
+        return name.find("...") == std::string::npos ? Formatter::make_option_usage(option) : name;
+    }
+};
+
+QUrl DeviceUrl(const std::string &host)
+{
+    constexpr int usualPort = 8081;
+    QUrl url;
+    url.setScheme("http");
+    url.setAuthority(QString::fromStdString(host), QUrl::StrictMode);
+    if (!url.isValid() || url.host().isEmpty() || !url.userInfo().isEmpty()) {
+        throw ClientError(
+            ExitStatus::Usage,
+            QString("--host: \"%1\" is not HOST or HOST:PORT").arg(QString::fromStdString(host)));
+    }
+    url.setPort(url.port(usualPort));
+    return url;
+}
+
+} // namespace
+
+Program::Program()
+    : parser("Command line client of the instrument", "parlowenctl")
+{
+    parser.formatter(std::make_shared<HelpFormatter>());
+    AddGlobalOptions();
+    parser.require_subcommand(1);
+    parser.fallthrough();
+    AddCommand(&parser, std::make_unique<InfoCommand>());
+    AddCommand(&parser, std::make_unique<TechCommand>());
+
+    CLI::App *workOrders = AddGroup("workorders", "List, read, send and activate work orders");
+    AddCommand(workOrders, std::make_unique<WorkOrdersListCommand>());
+    AddCommand(workOrders, std::make_unique<WorkOrdersGetCommand>());
+    AddCommand(workOrders, std::make_unique<WorkOrdersPutCommand>());
+    AddCommand(workOrders, std::make_unique<WorkOrdersActiveCommand>());
+    AddCommand(&parser, std::make_unique<TemplatesCommand>());
+
+    CLI::App *files = AddGroup("files", "List, fetch, send, delete and confirm user files");
+    AddCommand(files, std::make_unique<FilesListCommand>());
+    AddCommand(files, std::make_unique<FilesPendingCommand>());
+    AddCommand(files, std::make_unique<FilesStatCommand>());
+    AddCommand(files, std::make_unique<FilesGetCommand>());
+    AddCommand(files, std::make_unique<FilesPutCommand>());
+    AddCommand(files, std::make_unique<FilesRemoveCommand>());
+    AddCommand(files, std::make_unique<FilesConfirmCommand>());
+    AddCommand(&parser, std::make_unique<SyncCommand>());
+}
+
+int Program::Run(int argumentCount, char **arguments)
+{
+    try {
+        parser.parse(argumentCount, arguments);
+    } catch (const CLI::ParseError &error) {
+        return static_cast<int>(parser.exit(error) == 0 ? ExitStatus::Done : ExitStatus::Usage);
+    }
+    output.SetFormat(json ? Output::Format::Json : Output::Format::Text);
+    output.SetQuiet(quiet);
+    return static_cast<int>(RunSelected());
+}
+
+void Program::AddGlobalOptions()
+{
+    parser.set_version_flag("--version", "parlowenctl " PARLOWENCTL_VERSION);
+    parser.add_option("--host", host, "HOST or HOST:PORT of the device")
+        ->envname("PARLOWEN_HOST")
+        ->type_name("HOST")
+        ->capture_default_str();
+    parser.add_flag("--json", json, "Print the result as one JSON document");
+    parser.add_flag("--quiet", quiet, "Print no progress and no notices");
+    parser.add_option("--retries", retries, "How often a busy device is asked again")
+        ->check(CLI::Range(0, 100))
+        ->type_name("COUNT")
+        ->capture_default_str();
+    parser.add_option("--timeout", timeoutSeconds, "Seconds to wait when nothing arrives")
+        ->check(CLI::Range(1, 3600))
+        ->type_name("SECONDS")
+        ->capture_default_str();
+}
+
+CLI::App *Program::AddGroup(const char *name, const char *description)
+{
+    CLI::App *group = parser.add_subcommand(name, description);
+    group->require_subcommand(1);
+    group->fallthrough();
+    return group;
+}
+
+void Program::AddCommand(CLI::App *parent, std::unique_ptr<Command> command)
+{
+    CLI::App *commandParser = parent->add_subcommand(command->Name(), command->Description());
+    commandParser->fallthrough();
+    commandParser->footer("The options of parlowenctl itself may follow: see parlowenctl --help.");
+    command->AddArguments(*commandParser);
+    commandParser->callback([this, chosen = command.get()] { selected = chosen; });
+    commands.push_back(std::move(command));
+}
+
+DeviceConnection::Settings Program::ConnectionSettings() const
+{
+    constexpr int msPerSecond = 1000;
+    DeviceConnection::Settings settings;
+    settings.device = DeviceUrl(host);
+    settings.retries = retries;
+    settings.timeoutMs = timeoutSeconds * msPerSecond;
+    settings.notice = [this](const QString &text) { output.Notice(text); };
+    return settings;
+}
+
+ExitStatus Program::RunSelected()
+{
+    try {
+        DeviceConnection connection(ConnectionSettings());
+        return selected->Run(connection, output);
+    } catch (const ClientError &error) {
+        return Report(error);
+    }
+}
+
+ExitStatus Program::Report(const ClientError &error) const
+{
+    output.Error(error.Message());
+    output.Json(QJsonDocument(
+        QJsonObject{{"error", error.Message()}, {"exitStatus", static_cast<int>(error.Status())}}));
+    return error.Status();
+}

@@ -1,0 +1,39 @@
+#ifndef PROGRAM_H
+#define PROGRAM_H
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "command.h"
+
+/** The command line: global options, all commands, and what the exit status is. */
+class Program
+{
+public:
+    Program();
+
+    /** Parses the arguments, runs the command that they name and returns the exit status. */
+    int Run(int argumentCount, char **arguments);
+
+private:
+    void AddGlobalOptions();
+    CLI::App *AddGroup(const char *name, const char *description);
+    void AddCommand(CLI::App *parent, std::unique_ptr<Command> command);
+    DeviceConnection::Settings ConnectionSettings() const;
+    ExitStatus RunSelected();
+    ExitStatus Report(const ClientError &error) const;
+
+    CLI::App parser;
+    std::vector<std::unique_ptr<Command>> commands;
+    Command *selected = nullptr;
+    Output output;
+    std::string host = "127.0.0.1:8081";
+    int retries = 5;
+    int timeoutSeconds = 30;
+    bool json = false;
+    bool quiet = false;
+};
+
+#endif // PROGRAM_H

@@ -1,0 +1,181 @@
+#include "userfiles.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+
+#include "clienterror.h"
+#include "stagedfile.h"
+
+namespace {
+
+constexpr char listing[] = "/api/filemgr/v2/userfiles";
+constexpr char content[] = "/api/filemgr/v2/userfiles";
+constexpr char metadata[] = "/api/syncfiles/v1/metadata";
+constexpr char confirmation[] = "/api/syncfiles/v1/userfiles";
+constexpr char pendingFiles[] = "/api/syncfiles/v1/pendingfiles";
+constexpr char allPendingFiles[] = "/api/syncfiles/v1/pendingfiles/all";
+
+QByteArray RouteTo(const char *prefix, const QString &path)
+{
+    // The device takes "?" for the end of a path, percent-encoded or not: such a request would
+    // reach another file.
+    if (path.contains('?') || !path.startsWith('/')) {
+        throw ClientError(
+            ExitStatus::Usage,
+            QString("%1: the device can only be asked for absolute paths without '?'").arg(path));
+    }
+    return DeviceConnection::Route(prefix, path);
+}
+
+// A refusal has the place of the content, so it is told from a file only when that is not there.
+void ThrowIfRefusal(const QString &fileName)
+{
+    constexpr qint64 longestRefusal = 4096;
+    QFile file(fileName);
+    if (file.size() > longestRefusal || !file.open(QIODevice::ReadOnly)) {
+        return;
+    }
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
+    if (DeviceConnection::IsErrorObject(document)) {
+        throw ClientError(ExitStatus::DeviceRefused,
+                          document.object().value("errorMessage").toString());
+    }
+}
+
+ClientError Mismatch(const QString &path)
+{
+    return {ExitStatus::TransferCorrupt,
+            QString("%1: size or sha256 is not the same at both ends").arg(path)};
+}
+
+} // namespace
+
+UserFiles::UserFiles(DeviceConnection &deviceConnection)
+    : connection(deviceConnection)
+{}
+
+QVector<FileRecord> UserFiles::List()
+{
+    const QJsonValue files = connection.Get(listing).object().value("files");
+    if (!files.isArray()) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QStringLiteral("the answer is no list of files"));
+    }
+    return FileRecord::FromListing(files.toArray());
+}
+
+QVector<FileRecord> UserFiles::Pending(bool all)
+{
+    const QJsonDocument document = connection.Get(all ? allPendingFiles : pendingFiles);
+    if (!document.isArray()) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QStringLiteral("the answer is no list of pending files"));
+    }
+    return FileRecord::FromListing(document.array());
+}
+
+QString UserFiles::Resolve(const QString &path)
+{
+    return path.startsWith('/') ? path : DevicePaths(List()).File(path);
+}
+
+QString UserFiles::ResolveFolder(const QString &path)
+{
+    const QString folder = path.startsWith('/') ? path : DevicePaths(List()).Folder(path);
+    return folder.endsWith('/') ? folder.chopped(1) : folder;
+}
+
+FileRecord UserFiles::Metadata(const QString &path)
+{
+    return FileRecord::FromMetadata(connection.Get(RouteTo(metadata, path)).object());
+}
+
+std::optional<FileRecord> UserFiles::Find(const QString &path)
+{
+    try {
+        return Metadata(path);
+    } catch (const ClientError &error) {
+        if (error.Status() == ExitStatus::DeviceRefused) {
+            return std::nullopt;
+        }
+        throw;
+    }
+}
+
+FileRecord UserFiles::Fetch(const FileRecord &expected, const QString &target,
+                            const QString &staging, const Progress &progress)
+{
+    constexpr int attempts = 3;
+    FileRecord current = expected;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        if (TryFetch(current, target, staging, progress)) {
+            return current;
+        }
+        const FileRecord now = Metadata(expected.path);
+        if (now == current) {
+            throw Mismatch(expected.path);
+        }
+        current = now;
+    }
+    throw ClientError(ExitStatus::TransferCorrupt,
+                      QString("%1: the file keeps changing on the device").arg(expected.path));
+}
+
+bool UserFiles::TryFetch(const FileRecord &expected, const QString &target, const QString &staging,
+                         const Progress &progress)
+{
+    StagedFile staged(target, staging);
+    // The device cannot send an empty file: its server makes an error page of it.
+    if (expected.size > 0) {
+        connection.Download(RouteTo(content, expected.path), staged.Device(), progress);
+    }
+    if (!expected.Describes(staged.Device().Count(), staged.Device().Sha256())) {
+        ThrowIfRefusal(staging);
+        return false;
+    }
+    staged.Commit();
+    return true;
+}
+
+FileRecord UserFiles::Store(const QString &localFile, const QString &path, const Progress &progress)
+{
+    HashingFile source(localFile);
+    if (!QFileInfo(localFile).isFile() ||
+        !source.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        throw ClientError(ExitStatus::LocalFailure,
+                          QString("cannot read %1: %2")
+                              .arg(localFile, QFileInfo(localFile).exists()
+                                                  ? source.errorString()
+                                                  : QStringLiteral("no such file")));
+    }
+    RouteTo(metadata, path);
+    const QJsonObject description{{"fileUri", path}, {"fileSize", source.size()}};
+    connection.Upload(listing, description, source, progress);
+    const FileRecord stored = Metadata(path);
+    if (!stored.Describes(source.Count(), source.Sha256())) {
+        throw Mismatch(path);
+    }
+    return stored;
+}
+
+void UserFiles::Remove(const QString &path)
+{
+    Metadata(path);
+    try {
+        connection.DeleteForEmptyAnswer(RouteTo(content, path));
+    } catch (const ClientError &) {
+        // The answer may belong to a second sending of a request that was served the first time.
+        if (Find(path)) {
+            throw;
+        }
+    }
+    if (Find(path)) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QString("%1 is still there after its deletion").arg(path));
+    }
+}
+
+void UserFiles::Confirm(const QString &path)
+{
+    connection.PutForEmptyAnswer(RouteTo(confirmation, path));
+}

@@ -1,0 +1,94 @@
+#include "workorders.h"
+
+#include "clienterror.h"
+
+namespace {
+
+constexpr char byId[] = "/api/workflow/v1/workorder/";
+constexpr char active[] = "/api/workflow/v1/active";
+constexpr char bulkUpdate[] = "/api/workflow/v1/workorders";
+
+QJsonObject WithoutImage(QJsonObject test)
+{
+    QJsonObject results = test.value("results").toObject();
+    if (!results.contains("data")) {
+        return test;
+    }
+    QJsonObject data = results.value("data").toObject();
+    data.remove("imageData");
+    results.insert("data", data);
+    test.insert("results", results);
+    return test;
+}
+
+// What the device makes of a document before it sends it.
+QJsonObject AsSent(QJsonObject document)
+{
+    QJsonArray tests = document.value("tests").toArray();
+    for (int i = 0; i < tests.size(); ++i) {
+        if (tests[i].isObject()) {
+            tests[i] = WithoutImage(tests[i].toObject());
+        }
+    }
+    document.insert("tests", tests);
+    return document;
+}
+
+} // namespace
+
+WorkOrders::WorkOrders(DeviceConnection &deviceConnection)
+    : connection(deviceConnection)
+{}
+
+QJsonObject WorkOrders::Get(const QString &id)
+{
+    const QByteArray route = byId + QUrl::toPercentEncoding(id);
+    const QJsonObject answer = connection.Get(route).object();
+    if (!answer.value("cdm").isObject()) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QStringLiteral("the answer is no work order"));
+    }
+    return answer;
+}
+
+QString WorkOrders::Active()
+{
+    const QJsonValue id = connection.Get(active).object().value("activeWorkOrderId");
+    if (!id.isString()) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QStringLiteral("the answer does not tell the active work order"));
+    }
+    return id.toString();
+}
+
+void WorkOrders::SetActive(const QString &id)
+{
+    const QJsonDocument body(QJsonObject{{"activeWorkOrderId", id}});
+    connection.Put(active, body.toJson(QJsonDocument::Compact));
+    const QString now = Active();
+    if (now != id) {
+        throw ClientError(
+            ExitStatus::TransferCorrupt,
+            QString("the active work order is \"%1\" after setting \"%2\"").arg(now, id));
+    }
+}
+
+void WorkOrders::Store(const QJsonArray &documents)
+{
+    connection.PostForEmptyAnswer(bulkUpdate, Body(documents));
+}
+
+bool WorkOrders::Has(const QString &id, const QJsonObject &document)
+{
+    return Get(id).value("cdm").toObject() == AsSent(document);
+}
+
+QString WorkOrders::IdOf(const QJsonObject &document)
+{
+    return document.value("workOrderId").toString();
+}
+
+QByteArray WorkOrders::Body(const QJsonArray &documents)
+{
+    return QJsonDocument(QJsonObject{{"cdm", documents}}).toJson(QJsonDocument::Compact);
+}
