@@ -23,7 +23,7 @@ JobModel::JobModel(const WorkOrderStore &workOrders, FileSystem &fileSystem,
     , state(fileSystem, stateFolder + QLatin1String("/active-work-order.json"), errors)
     , activeId(state.Load(IsUsable).value(ActiveKey()).toString())
 {
-    RefreshJobs();
+    JobModel::RefreshJobs();
 }
 
 QVector<Job *> JobModel::Jobs()

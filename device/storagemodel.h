@@ -9,7 +9,7 @@ class StorageModel : public IStorageModel
 {
 public:
     /** Bytes that are never given to uploads, so that the device itself can go on writing. */
-    static constexpr qint64 reserve = 16 * 1024 * 1024;
+    static constexpr qint64 reserve = qint64{16} * 1024 * 1024;
 
     /** Keeps the reference; the reporter outlives this object. */
     StorageModel(const DeviceFolder &deviceFolder, bool storageAvailable, IErrorReporter &errors);

@@ -19,14 +19,15 @@ bool IsForbidden(QChar character)
 
 bool IsValid(const QString &id)
 {
-    return !id.isEmpty() && std::none_of(id.cbegin(), id.cend(), IsForbidden) &&
-           id.isValidUtf16() && id.toUtf8().size() <= WorkOrderId::maximumLength;
+    const QByteArray bytes = id.toUtf8();
+    return !id.isEmpty() && bytes.size() <= WorkOrderId::maximumLength &&
+           QString::fromUtf8(bytes) == id && std::none_of(id.cbegin(), id.cend(), IsForbidden);
 }
 
 bool NeedsMark(const QString &id)
 {
     const QChar first = id.at(0);
-    return first == QLatin1Char('.') || first == mark || first == QChar(QChar::ByteOrderMark);
+    return first == QLatin1Char('.') || first == mark;
 }
 
 } // namespace

@@ -13,14 +13,15 @@ public:
 
     /**
      * The id in a document: its member "workOrderId", a string of 1 to 200 bytes of UTF-8 without
-     * "/", control characters and halves of surrogate pairs. Empty when there is no valid one.
+     * "/" and control characters. Half a surrogate pair and a byte order mark in front are lost in
+     * UTF-8, so an id has neither. Empty when there is no valid one.
      */
     static QString Of(const QJsonValue &document);
 
     /**
-     * The name of the file for a valid id: the id and ".json". An id that begins with ".", "%" or a
-     * byte order mark gets a "%" in front: no file is hidden, no id means a folder, and different
-     * ids have different names. At most 206 bytes.
+     * The name of the file for a valid id: the id and ".json". An id that begins with "." or "%"
+     * gets a "%" in front: no file is hidden, no id means a folder, and different ids have
+     * different names. At most 206 bytes.
      */
     static QString FileName(const QString &id);
 

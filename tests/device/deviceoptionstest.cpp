@@ -1,0 +1,103 @@
+#include "deviceoptions.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <gtest/gtest.h>
+
+namespace {
+
+using Action = DeviceOptions::Action;
+
+DeviceOptions Parse(const QStringList &arguments)
+{
+    return DeviceOptions::Parse(QStringList{"parlowen-device"} + arguments);
+}
+
+void ExpectRefusal(const QStringList &arguments, const QString &named)
+{
+    const DeviceOptions options = Parse(arguments);
+    EXPECT_EQ(options.action, Action::Refuse) << arguments.join(' ').toStdString();
+    EXPECT_TRUE(options.message.contains(named)) << options.message.toStdString();
+    EXPECT_FALSE(options.message.contains('\n')) << options.message.toStdString();
+}
+
+TEST(DeviceOptionsTest, TheFolderAloneIsEnough)
+{
+    const DeviceOptions options = Parse({"--data", "/srv/device"});
+    EXPECT_EQ(options.action, Action::Serve);
+    EXPECT_EQ(options.dataFolder, "/srv/device");
+    EXPECT_EQ(options.mode, 0);
+    EXPECT_TRUE(options.storageAvailable);
+    EXPECT_FALSE(options.verbose);
+}
+
+TEST(DeviceOptionsTest, EveryOptionIsRead)
+{
+    const DeviceOptions options =
+        Parse({"--verbose", "--mode=2", "--storage-unavailable", "--data=/srv/device"});
+    EXPECT_EQ(options.action, Action::Serve);
+    EXPECT_EQ(options.mode, 2);
+    EXPECT_FALSE(options.storageAvailable);
+    EXPECT_TRUE(options.verbose);
+}
+
+TEST(DeviceOptionsTest, AModeMayBeNegative)
+{
+    EXPECT_EQ(Parse({"--data", "d", "--mode", "-3"}).mode, -3);
+}
+
+TEST(DeviceOptionsTest, TheFolderBecomesAbsoluteAndClean)
+{
+    EXPECT_EQ(Parse({"--data", "device/"}).dataFolder, QDir::currentPath() + "/device");
+    EXPECT_EQ(Parse({"--data", "/srv//a/./b/../device/"}).dataFolder, "/srv/a/device");
+    EXPECT_EQ(Parse({"--data", "/srv/Gerät 1"}).dataFolder, "/srv/Gerät 1");
+}
+
+TEST(DeviceOptionsTest, AMissingFolderIsNamed)
+{
+    ExpectRefusal({}, "--data");
+    ExpectRefusal({"--verbose"}, "--data");
+    ExpectRefusal({"--data"}, "--data");
+    ExpectRefusal({"--data", ""}, "--data");
+    ExpectRefusal({"--data="}, "--data");
+}
+
+TEST(DeviceOptionsTest, AnUnknownArgumentIsNamed)
+{
+    ExpectRefusal({"--data", "d", "--colour"}, "colour");
+    ExpectRefusal({"--data", "d", "-x"}, "x");
+    ExpectRefusal({"--data", "d", "extra"}, "extra");
+    ExpectRefusal({"d"}, "d");
+    ExpectRefusal({"--help", "--colour"}, "colour");
+}
+
+TEST(DeviceOptionsTest, ABadValueIsNamed)
+{
+    ExpectRefusal({"--data", "d", "--mode", "two"}, "two");
+    ExpectRefusal({"--data", "d", "--mode", "1.5"}, "1.5");
+    ExpectRefusal({"--data", "d", "--mode="}, "--mode");
+    ExpectRefusal({"--data", "d", "--mode", "99999999999"}, "99999999999");
+    ExpectRefusal({"--data", "d", "--verbose=yes"}, "verbose");
+}
+
+TEST(DeviceOptionsTest, HelpNamesEveryOption)
+{
+    for (const char *argument : {"--help", "-h"}) {
+        const DeviceOptions options = Parse({argument});
+        EXPECT_EQ(options.action, Action::Explain);
+        for (const char *name :
+             {"--data", "--mode", "--storage-unavailable", "--verbose", "--help", "--version"}) {
+            EXPECT_TRUE(options.message.contains(name)) << name;
+        }
+    }
+}
+
+TEST(DeviceOptionsTest, VersionNamesTheProgram)
+{
+    QCoreApplication::setApplicationName("parlowen-device");
+    QCoreApplication::setApplicationVersion("9.8.7");
+    EXPECT_EQ(Parse({"--version"}).message, "parlowen-device 9.8.7");
+    EXPECT_EQ(Parse({"-v"}).action, Action::Explain);
+}
+
+} // namespace

@@ -1,0 +1,84 @@
+#include "storagemodel.h"
+
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <limits>
+#include <sys/statvfs.h>
+
+#include "recordingerrorreporter.h"
+
+namespace {
+
+class StorageModelTest : public testing::Test
+{
+protected:
+    StorageModelTest() { QDir(device.Path()).mkpath(device.UserFiles()); }
+
+    QTemporaryDir folder;
+    DeviceFolder device{folder.path()};
+    RecordingErrorReporter errors;
+    StorageModel storage{device, true, errors};
+};
+
+TEST_F(StorageModelTest, EachKeyLeadsToItsDirectory)
+{
+    EXPECT_EQ(storage.Directory(9).absolutePath(), folder.path() + "/storage/userfiles");
+    EXPECT_EQ(storage.Directory(10).absolutePath(), folder.path() + "/templates");
+    EXPECT_EQ(storage.Directory(11).absolutePath(), folder.path() + "/storage/templates");
+    EXPECT_TRUE(errors.messages.isEmpty());
+}
+
+TEST_F(StorageModelTest, AnyOtherKeyIsReportedAndLeadsNowhere)
+{
+    for (int key : {-1, 0, 8, 12}) {
+        EXPECT_FALSE(storage.Directory(key).exists());
+    }
+    EXPECT_EQ(errors.messages.size(), 4);
+}
+
+TEST_F(StorageModelTest, TheGuardedStorageIsThereUnlessItWasSwitchedOff)
+{
+    EXPECT_TRUE(storage.IsStorageAvailable());
+    EXPECT_FALSE(StorageModel(device, false, errors).IsStorageAvailable());
+}
+
+TEST_F(StorageModelTest, EnteringAndLeavingBalance)
+{
+    storage.BeginStorageAccess();
+    storage.BeginStorageAccess();
+    EXPECT_EQ(storage.AccessDepth(), 2);
+    storage.EndStorageAccess();
+    storage.EndStorageAccess();
+    EXPECT_EQ(storage.AccessDepth(), 0);
+    EXPECT_TRUE(errors.messages.isEmpty());
+}
+
+TEST_F(StorageModelTest, LeavingWithoutEnteringIsReported)
+{
+    storage.EndStorageAccess();
+    EXPECT_EQ(errors.messages.size(), 1);
+    EXPECT_EQ(storage.AccessDepth(), 0);
+}
+
+TEST_F(StorageModelTest, FreeSpaceKeepsTheReserve)
+{
+    struct statvfs status = {};
+    ASSERT_EQ(statvfs(folder.path().toUtf8().constData(), &status), 0);
+    const auto free = static_cast<qint64>(status.f_bavail * status.f_frsize);
+    const qint64 change = 256 * 1024 * 1024; // what others may write or free meanwhile
+    ASSERT_GT(free, 2 * change);
+    EXPECT_TRUE(storage.HasFreeSpace(0));
+    EXPECT_TRUE(storage.HasFreeSpace(free - StorageModel::reserve - change));
+    EXPECT_FALSE(storage.HasFreeSpace(free - StorageModel::reserve + change));
+    EXPECT_FALSE(storage.HasFreeSpace(std::numeric_limits<qint64>::max()));
+    EXPECT_TRUE(storage.HasFreeSpace(std::numeric_limits<qint64>::min()));
+}
+
+TEST_F(StorageModelTest, AFileSystemThatCannotBeAskedHasNoSpace)
+{
+    QDir(device.UserFiles()).removeRecursively();
+    EXPECT_FALSE(storage.HasFreeSpace(0));
+    EXPECT_EQ(errors.messages.size(), 1);
+}
+
+} // namespace
