@@ -1,0 +1,134 @@
+#include "restserverfiledownloadcontext.h"
+
+#include <future>
+#include <gtest/gtest.h>
+#include <memory>
+
+#include "fakehost.h"
+
+namespace {
+
+using Calls = std::vector<std::string>;
+
+class DownloadContextTest : public testing::Test
+{
+protected:
+    struct Received
+    {
+        QByteArray bytes;
+        bool lastChunk;
+    };
+
+    // Takes chunks, as an HTTP thread does, up to the one that is marked last.
+    std::future<std::vector<Received>> Receive()
+    {
+        return std::async(std::launch::async, [this] {
+            std::vector<Received> received;
+            do {
+                const std::unique_ptr<DataChunk> chunk(host.fakeRestServer.responseChunks.front());
+                host.fakeRestServer.responseChunks.pop_front();
+                received.push_back({chunk->Data(), chunk->LastChunk()});
+            } while (!received.back().lastChunk);
+            return received;
+        });
+    }
+
+    static std::string Read(const char *offset)
+    {
+        return std::string("FileManagerModel.ReadFileChunk(/f, ") + offset + ", 5000000)";
+    }
+
+    FakeHost host;
+    RestServerFileDownloadContext context{QStringLiteral("/f"), 5000000};
+};
+
+TEST_F(DownloadContextTest, SendsNothingBeforeItIsConstructed)
+{
+    context.SendExtraDownloadContent();
+    EXPECT_EQ(host.log.Calls(), Calls());
+    EXPECT_EQ(host.fakeRestServer.responseChunks.size(), 0);
+}
+
+TEST_F(DownloadContextTest, SendsTheRestInPieces)
+{
+    QByteArray content(12000000, 'a');
+    content[4999999] = 'b';
+    content[5000000] = 'c';
+    content[9999999] = 'd';
+    content[10000000] = 'e';
+    host.fileManager.files[QStringLiteral("/f")] = content;
+    context.Construct(&host);
+    auto received = Receive();
+    context.SendExtraDownloadContent();
+    const std::vector<Received> chunks = received.get();
+    ASSERT_EQ(chunks.size(), 2U);
+    EXPECT_FALSE(chunks[0].lastChunk);
+    EXPECT_TRUE(chunks[0].bytes == content.mid(5000000, 5000000));
+    EXPECT_TRUE(chunks[1].lastChunk);
+    EXPECT_TRUE(chunks[1].bytes == content.mid(10000000));
+    EXPECT_EQ(host.log.Calls(), Calls({Read("5000000"), Read("10000000")}));
+}
+
+TEST_F(DownloadContextTest, AdvancesByWholePiecesAndSendsWhateverIsRead)
+{
+    host.fileManager.pieces = {{"ab", true, false}, {"", false, false}, {"c", false, true}};
+    context.Construct(&host);
+    auto received = Receive();
+    context.SendExtraDownloadContent();
+    const std::vector<Received> chunks = received.get();
+    ASSERT_EQ(chunks.size(), 3U);
+    EXPECT_EQ(chunks[0].bytes, QByteArray("ab"));
+    EXPECT_EQ(chunks[1].bytes, QByteArray());
+    EXPECT_EQ(chunks[2].bytes, QByteArray("c"));
+    EXPECT_EQ(host.log.Calls(), Calls({Read("5000000"), Read("10000000"), Read("15000000")}));
+}
+
+TEST_F(DownloadContextTest, CountsOffsetsBeyondThirtyTwoBits)
+{
+    RestServerFileDownloadContext late(QStringLiteral("/f"), 2147480000);
+    host.fileManager.pieces = {{"a", true, false}, {"b", true, true}};
+    late.Construct(&host);
+    auto received = Receive();
+    late.SendExtraDownloadContent();
+    EXPECT_EQ(received.get().size(), 2U);
+    EXPECT_EQ(host.log.Calls(), Calls({Read("2147480000"), Read("2152480000")}));
+}
+
+TEST_F(DownloadContextTest, ReadsThePieceAheadAndThenWaitsUntilTheQueueIsEmpty)
+{
+    host.fileManager.pieces = {{"a", true, false}, {"b", true, true}};
+    int waitingAtSecondRead = -1;
+    int reads = 0;
+    std::promise<void> readAhead;
+    host.fileManager.onRead = [&] {
+        if (++reads == 2) {
+            waitingAtSecondRead = host.fakeRestServer.responseChunks.size();
+            readAhead.set_value();
+        }
+    };
+    context.Construct(&host);
+    auto received = std::async(std::launch::async, [&] {
+        readAhead.get_future().wait();
+        return Receive().get();
+    });
+    context.SendExtraDownloadContent();
+    EXPECT_EQ(received.get().size(), 2U);
+    EXPECT_EQ(waitingAtSecondRead, 1);
+}
+
+TEST_F(DownloadContextTest, TouchesNothingOfItselfAfterTheLastPiece)
+{
+    host.fileManager.pieces = {{"a", true, true}};
+    auto shortLived = std::make_unique<RestServerFileDownloadContext>(QStringLiteral("/f"), 0);
+    shortLived->Construct(&host);
+    RestServerFileDownloadContext *running = shortLived.get();
+    auto deleter = std::async(std::launch::async, [&] {
+        Receive().get();
+        shortLived.reset();
+    });
+    running->SendExtraDownloadContent();
+    deleter.get();
+    EXPECT_EQ(shortLived, nullptr);
+}
+
+} // namespace

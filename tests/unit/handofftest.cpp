@@ -1,0 +1,405 @@
+#include "handoff.h"
+
+#include <QTemporaryDir>
+#include <atomic>
+#include <cstdlib>
+
+#include "casename.h"
+#include "debuglogcapture.h"
+
+extern "C" {
+
+void *__real_malloc(size_t size);        // NOLINT(bugprone-reserved-identifier)
+extern void *__wrap_malloc(size_t size); // NOLINT(bugprone-reserved-identifier)
+static std::atomic<bool> readBuffersRunOut{false};
+
+// The linker puts this in front of the malloc of every object in this program.
+void *__wrap_malloc(size_t size)
+{
+    return readBuffersRunOut && size == 5000000 ? nullptr : __real_malloc(size);
+}
+
+} // extern "C"
+
+namespace {
+
+constexpr char emptyObject[] = "{\n}\n";
+constexpr char json[] = "application/json; charset=utf-8";
+constexpr char binary[] = "application/octet-stream; charset=utf-8";
+
+QByteArray Pattern(int size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (int i = 0; i < size; ++i) {
+        bytes[i] = static_cast<char>(i % 251);
+    }
+    return bytes;
+}
+
+// Replies
+
+TEST_F(HandOffTest, AWholeBodyIsSentWithItsTypeAndLength)
+{
+    mg_connection connection("GET", "/test");
+    EXPECT_EQ(Exchange(&connection, Uri::Test), 200);
+    EXPECT_EQ(connection.replies, Calls({std::string("ok ") + json + " 4", "write 4"}));
+    EXPECT_EQ(connection.sent, QByteArray(emptyObject));
+}
+
+TEST_F(HandOffTest, ABinaryBodyIsSentAsItIs)
+{
+    host.syncFiles.fileData = QByteArray("a\0b", 3);
+    mg_connection connection("GET", "/api/syncfiles/v1/userfiles/a");
+    EXPECT_EQ(Exchange(&connection, Uri::SyncfilesUserFilesByPath), 200);
+    EXPECT_EQ(connection.replies, Calls({std::string("ok ") + binary + " 3", "write 3"}));
+    EXPECT_EQ(connection.sent, QByteArray("a\0b", 3));
+}
+
+TEST_F(HandOffTest, AnErrorWithABodyIsSentAsSuccessAndItsCodeReturned)
+{
+    host.syncFiles.fileFound = false;
+    mg_connection connection("GET", "/api/syncfiles/v1/userfiles/a");
+    EXPECT_EQ(Exchange(&connection, Uri::SyncfilesUserFilesByPath), 404);
+    EXPECT_EQ(connection.replies.at(0), std::string("ok ") + json + " 41");
+    EXPECT_EQ(connection.sent, QByteArray("{\n    \"errorMessage\": \"File not found\"\n}\n"));
+}
+
+TEST_F(HandOffTest, AnEmptyBodyIsSentAsAnErrorWithTheCode)
+{
+    mg_connection connection("GET", "/api/syncfiles/v1/userfiles/a");
+    EXPECT_EQ(Exchange(&connection, Uri::SyncfilesUserFilesByPath), 200);
+    EXPECT_EQ(connection.replies, Calls({"error 200 %s | "}));
+}
+
+TEST_F(HandOffTest, ADownloadIsSentInChunksUpToTheLast)
+{
+    host.storage.directories[9] = QStringLiteral("/f");
+    const QByteArray content = Pattern(12000000);
+    host.fileManager.files[QStringLiteral("/f/a")] = content;
+    mg_connection connection("GET", "/api/filemgr/v2/userfiles/f/a");
+    EXPECT_EQ(Exchange(&connection, Uri::FilemgrUserFilesByPath), 200);
+    EXPECT_EQ(connection.replies, Calls({std::string("ok ") + binary + " -1", "chunk 5000000",
+                                         "chunk 5000000", "chunk 2000000", "chunk 0"}));
+    EXPECT_TRUE(connection.sent == content);
+    EXPECT_EQ(model.ResponseChunkQueue()->size(), 0);
+}
+
+TEST_F(HandOffTest, AFileOfOnePieceIsAWholeBody)
+{
+    host.storage.directories[9] = QStringLiteral("/f");
+    host.fileManager.files[QStringLiteral("/f/a")] = Pattern(5000000);
+    mg_connection connection("GET", "/api/filemgr/v2/userfiles/f/a");
+    EXPECT_EQ(Exchange(&connection, Uri::FilemgrUserFilesByPath), 200);
+    EXPECT_EQ(connection.replies,
+              Calls({std::string("ok ") + binary + " 5000000", "write 5000000"}));
+}
+
+TEST_F(HandOffTest, TheTypeOfADownloadFollowsFromItsFirstPiece)
+{
+    host.storage.directories[9] = QStringLiteral("/f");
+    host.fileManager.pieces = {{"{}", true, false}, {"rest", true, true}};
+    mg_connection connection("GET", "/api/filemgr/v2/userfiles/f/a");
+    EXPECT_EQ(Exchange(&connection, Uri::FilemgrUserFilesByPath), 200);
+    EXPECT_EQ(connection.replies,
+              Calls({std::string("ok ") + json + " -1", "chunk 2", "chunk 4", "chunk 0"}));
+    EXPECT_EQ(connection.sent, QByteArray("{}rest"));
+}
+
+TEST_F(HandOffTest, AFirstPieceThatIsEmptyIsAnsweredWhileItsContextStillRuns)
+{
+    host.storage.directories[9] = QStringLiteral("/f");
+    host.fileManager.pieces = {{"", true, false}, {"late", true, false}, {"last", true, true}};
+    mg_connection connection("GET", "/api/filemgr/v2/userfiles/f/a");
+    auto result = Send(&connection, Uri::FilemgrUserFilesByPath);
+    int reads = 0;
+    int code = 0;
+    host.fileManager.onRead = [&] {
+        if (++reads == 2) {
+            code = result.get(); // the response is deleted by now
+        } else if (reads == 3) {
+            RestServerModel::ClearChunkQueues();
+        }
+    };
+    while (reads < 3) {
+        model.ServerUpdateTickHandler();
+    }
+    EXPECT_EQ(code, 200);
+    EXPECT_EQ(connection.replies, Calls({"error 200 %s | "}));
+    EXPECT_EQ(model.ResponseChunkQueue()->size(), 1);
+    delete model.ResponseChunkQueue()->front();
+}
+
+// Requests
+
+struct MethodCase
+{
+    const char *name;
+    const char *text;
+    int code;
+    const char *uri;
+    Uri route;
+};
+
+class MethodTest : public HandOffTest, public testing::WithParamInterface<MethodCase>
+{};
+
+TEST_P(MethodTest, IsReadToTheLetter)
+{
+    mg_connection connection(GetParam().text, GetParam().uri);
+    EXPECT_EQ(Exchange(&connection, GetParam().route), GetParam().code);
+}
+
+constexpr char v1File[] = "/api/syncfiles/v1/userfiles/a";
+constexpr char v2File[] = "/api/filemgr/v2/userfiles/a";
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, MethodTest,
+    testing::Values(MethodCase{"Get", "GET", 200, "/info", Uri::Info},
+                    MethodCase{"Post", "POST", 400, "/", Uri::SyncfilesUserFiles},
+                    MethodCase{"Put", "PUT", 200, v1File, Uri::SyncfilesUserFilesByPath},
+                    MethodCase{"Delete", "DELETE", 200, v2File, Uri::FilemgrUserFilesByPath},
+                    MethodCase{"Patch", "PATCH", 405, "/info", Uri::Info},
+                    MethodCase{"LowerCase", "get", 405, "/info", Uri::Info},
+                    MethodCase{"MixedCase", "Get", 405, "/info", Uri::Info},
+                    MethodCase{"Head", "HEAD", 405, "/info", Uri::Info},
+                    MethodCase{"Longer", "GETX", 405, "/info", Uri::Info},
+                    MethodCase{"Null", nullptr, 405, "/info", Uri::Info}),
+    CaseName());
+
+// What the upload side receives of a body of a given size.
+struct BodyCase
+{
+    std::string name;
+    int size;
+    std::vector<int> chunks; // the first in the request, the others on the chunk queue
+};
+
+class BodyTest : public HandOffTest, public testing::WithParamInterface<BodyCase>
+{
+protected:
+    // The upload side, at the place where a host would see it: it is asked for the storage when the
+    // request is served, and then takes the chunks.
+    std::vector<std::pair<QByteArray, bool>> TakeFurtherChunks()
+    {
+        std::vector<std::pair<QByteArray, bool>> taken;
+        do {
+            const std::unique_ptr<DataChunk> chunk(model.RequestChunkQueue()->front());
+            model.RequestChunkQueue()->pop_front();
+            taken.emplace_back(chunk->Data(), chunk->LastChunk());
+        } while (!taken.back().second);
+        return taken;
+    }
+};
+
+TEST_P(BodyTest, ComesInChunksOfTheReadSize)
+{
+    mg_connection connection("GET", "/test", Pattern(GetParam().size));
+    auto result = Send(&connection, Uri::Test);
+    QByteArray received;
+    std::vector<int> sizes;
+    if (GetParam().chunks.size() > 1) {
+        for (const auto &[bytes, lastChunk] : TakeFurtherChunks()) {
+            sizes.push_back(bytes.size());
+            received += bytes;
+        }
+    }
+    EXPECT_EQ(TickUntil(std::move(result)), 200);
+    const int first = GetParam().chunks.front();
+    sizes.insert(sizes.begin(), first);
+    EXPECT_EQ(sizes, GetParam().chunks);
+    EXPECT_TRUE(received == connection.body.mid(first));
+    EXPECT_EQ(connection.reads, static_cast<int>(GetParam().chunks.size()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, BodyTest,
+                         testing::Values(BodyCase{"None", 0, {0}}, BodyCase{"One", 1, {1}},
+                                         BodyCase{"OneLess", 4999999, {4999999}},
+                                         BodyCase{"Full", 5000000, {5000000, 0}},
+                                         BodyCase{"OneMore", 5000001, {5000000, 1}},
+                                         BodyCase{"TwoFull", 10000000, {5000000, 5000000, 0}},
+                                         BodyCase{
+                                             "Several", 12000000, {5000000, 5000000, 2000000}}),
+                         CaseName());
+
+// The first chunk is seen in the log line of the route that is served by the dispatcher itself.
+TEST_F(HandOffTest, TheFirstChunkTravelsWithTheRequestAndItsUri)
+{
+    const DebugLogCapture debugLog;
+    mg_connection connection("POST", "/some/uri", "the body");
+    EXPECT_EQ(Exchange(&connection, Uri::Test), 200);
+    EXPECT_EQ(debugLog.Lines(),
+              Calls({"Got test URI:  \"/some/uri\"", "Got test body:  the body"}));
+}
+
+TEST_F(HandOffTest, ALargeUploadReachesItsFile)
+{
+    const QTemporaryDir directory;
+    host.storage.directories[9] = directory.path();
+    const QString target = directory.filePath(QStringLiteral("a.bin"));
+    const QByteArray content = Pattern(12000000);
+    mg_connection connection("POST", "/api/filemgr/v2/userfiles",
+                             "--b\r\n\r\n{\"fileUri\": \"" + target.toUtf8() +
+                                 "\"}\r\n--b\r\n\r\n" + content + "\r\n--b--\r\n");
+    EXPECT_EQ(Exchange(&connection, Uri::FilemgrUserFiles), 200);
+    QFile file(target);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(file.readAll() == content);
+}
+
+TEST_F(HandOffTest, AConnectionThatBreaksAtOnceIsAnEmptyBody)
+{
+    const DebugLogCapture debugLog;
+    mg_connection connection("POST", "/test", "lost");
+    connection.failAtRead = 1;
+    EXPECT_EQ(Exchange(&connection, Uri::Test), 200);
+    EXPECT_EQ(debugLog.Lines().back(), "Got test body:  ");
+    EXPECT_EQ(connection.reads, 1);
+}
+
+TEST_F(HandOffTest, AConnectionThatBreaksLaterEndsTheBodyWithAnEmptyChunk)
+{
+    mg_connection connection("POST", "/test", Pattern(12000000));
+    connection.failAtRead = 2;
+    auto result = Send(&connection, Uri::Test);
+    const std::unique_ptr<DataChunk> chunk(model.RequestChunkQueue()->front());
+    model.RequestChunkQueue()->pop_front();
+    EXPECT_TRUE(chunk->Data().isEmpty());
+    EXPECT_TRUE(chunk->LastChunk());
+    EXPECT_EQ(TickUntil(std::move(result)), 200);
+    EXPECT_EQ(connection.reads, 2);
+}
+
+TEST_F(HandOffTest, ABodyIsReadAlsoWhenThereIsNoMemoryForItsBuffer)
+{
+    mg_connection connection("POST", "/test", Pattern(5000001));
+    readBuffersRunOut = true;
+    auto result = Send(&connection, Uri::Test);
+    const std::unique_ptr<DataChunk> chunk(model.RequestChunkQueue()->front());
+    model.RequestChunkQueue()->pop_front();
+    EXPECT_TRUE(chunk->Data() == connection.body.mid(5000000));
+    EXPECT_EQ(TickUntil(std::move(result)), 200);
+    readBuffersRunOut = false;
+}
+
+TEST_F(HandOffTest, EveryRouteHandlerPassesItsRoute)
+{
+    struct Expected
+    {
+        mg_request_handler handler;
+        const char *method;
+        const char *uri;
+        const char *body;
+        std::string lastCall;
+        int code;
+    };
+    const Expected expected[] = {
+        {RestServerModel::InfoHandler, "GET", "/info", "", "AssetModel.GetAssetInfo()", 200},
+        {RestServerModel::WorkflowWorkordersHandler, "POST", "/", "{\"cdm\": []}",
+         "JobModel.RefreshJobs()", 200},
+        {RestServerModel::WorkflowListHandler, "GET", "/", "", "", 200},
+        {RestServerModel::WorkflowTemplatesHandler, "GET", "/", "",
+         "StorageModel.EndStorageAccess()", 200},
+        {RestServerModel::WorkflowActiveHandler, "GET", "/", "", "JobModel.ActiveJob()", 200},
+        {RestServerModel::WorkflowWorkorderByIdHandler, "GET", "/api/workflow/v1/workorder/a", "",
+         "WorkOrderStore.GetWorkOrder(a)", 404},
+        {RestServerModel::SyncfilesPendingFilesHandler, "GET", "/", "",
+         "SyncFilesModel.GetPendingFiles()", 200},
+        {RestServerModel::SyncfilesPendingFilesAllHandler, "GET", "/", "",
+         "SyncFilesModel.GetAllPendingFiles()", 200},
+        {RestServerModel::SyncfilesMetadataHandler, "GET", "/api/syncfiles/v1/metadata/a", "",
+         "AssetModel.GetFileMetadata(/a)", 200},
+        {RestServerModel::SyncfilesUserFilesByPathHandler, "PUT", v1File, "",
+         "SyncFilesModel.MarkFileSynced(/a)", 200},
+        {RestServerModel::SyncfilesUserFilesHandler, "POST", "/", "",
+         "StorageModel.EndStorageAccess()", 400},
+        {RestServerModel::FilemgrUserFilesHandler, "GET", "/", "",
+         "FileManagerModel.GetUserFiles()", 200},
+        {RestServerModel::FilemgrUserMetadataHandler, "GET", "/api/filemgr/v2/metadata/a", "",
+         "AssetModel.GetFileMetadata(/a)", 200},
+        {RestServerModel::FilemgrUserFilesByPathHandler, "DELETE", v2File, "",
+         "FileManagerModel.DeleteUserFile(/a)", 200},
+        {RestServerModel::TechInfoHandler, "POST", "/", "{\"techId\": \"A\"}",
+         "RootModel.SyncFilesModel.SetTechId(A)", 200},
+        {RestServerModel::TestHandler, "GET", "/", "", "", 200},
+    };
+    for (const Expected &route : expected) {
+        SCOPED_TRACE(&route - expected);
+        host.log.Clear();
+        mg_connection connection(route.method, route.uri, route.body);
+        EXPECT_EQ(TickUntil(std::async(std::launch::async,
+                                       [&] { return route.handler(&connection, nullptr); })),
+                  route.code);
+        const Calls calls = host.log.Calls();
+        EXPECT_EQ(calls.empty() ? "" : calls.back(), route.lastCall);
+    }
+}
+
+// Queues
+
+TEST_F(HandOffTest, ClearChunkQueuesEmptiesBothAndDeletesNothing)
+{
+    DataChunk request("a", true);
+    DataChunk response("b", true);
+    model.RequestChunkQueue()->push_back(&request);
+    model.RequestChunkQueue()->push_back(&request);
+    model.ResponseChunkQueue()->push_back(&response);
+    RestServerModel::ClearChunkQueues();
+    EXPECT_EQ(model.RequestChunkQueue()->size(), 0);
+    EXPECT_EQ(model.ResponseChunkQueue()->size(), 0);
+    EXPECT_EQ(request.Data() + response.Data(), QByteArray("ab"));
+}
+
+TEST_F(HandOffTest, ARequestClearsWhatTheOneBeforeItLeft)
+{
+    DataChunk leftover("a", true);
+    model.RequestChunkQueue()->push_back(&leftover);
+    model.ResponseChunkQueue()->push_back(&leftover);
+    mg_connection connection("GET", "/test");
+    EXPECT_EQ(Exchange(&connection, Uri::Test), 200);
+    EXPECT_EQ(model.RequestChunkQueue()->size(), 0);
+    EXPECT_EQ(model.ResponseChunkQueue()->size(), 0);
+}
+
+TEST_F(HandOffTest, OnlyOneRequestAtATimeIsRead)
+{
+    mg_connection first("GET", "/first");
+    mg_connection second("GET", "/second");
+    auto firstResult = Send(&first, Uri::Test);
+    auto secondResult = Send(&second, Uri::Test);
+    EXPECT_EQ(TickUntil(std::move(firstResult)), 200);
+    EXPECT_EQ(TickUntil(std::move(secondResult)), 200);
+    EXPECT_EQ(first.sent, QByteArray(emptyObject));
+    EXPECT_EQ(second.sent, QByteArray(emptyObject));
+}
+
+TEST_F(HandOffTest, ATickWithoutRequestsDoesNothing)
+{
+    model.ServerUpdateTickHandler();
+    EXPECT_EQ(host.log.Calls(), Calls());
+}
+
+// Time-out replies
+
+TEST_F(HandOffTest, TheMutexTimeOutIsLoggedAndAnswered)
+{
+    const DebugLogCapture debugLog;
+    mg_connection connection("GET", "/some/uri");
+    EXPECT_EQ(RestServerModel::ReturnHttpMutexTimeout(&connection), 408);
+    EXPECT_EQ(connection.replies, Calls({"error 408 Request timed out waiting on other requests | "
+                                         "Request timed out waiting on other requests"}));
+    EXPECT_EQ(debugLog.Lines(), Calls({"Failed to unlock mutex for URI  /some/uri"}));
+    EXPECT_EQ(connection.reads, 0);
+}
+
+TEST_F(HandOffTest, TheQueueTimeOutIsLoggedAndAnswered)
+{
+    const DebugLogCapture debugLog;
+    mg_connection connection("GET", "/some/uri");
+    EXPECT_EQ(RestServerModel::ReturnHttpQueueTimeout(&connection), 408);
+    EXPECT_EQ(connection.replies,
+              Calls({"error 408 Request timed out waiting on outstanding operations | "
+                     "Request timed out waiting on outstanding operations"}));
+    EXPECT_EQ(debugLog.Lines(), Calls({"Failed to get queue item URI  /some/uri"}));
+}
+
+} // namespace

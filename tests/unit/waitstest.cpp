@@ -1,0 +1,151 @@
+#include <QTemporaryDir>
+#include <thread>
+
+#include "debuglogcapture.h"
+#include "handoff.h"
+#include "leaksbydesign.h"
+#include "restserverfiledownloadcontext.h"
+#include "restserverfileprocessor.h"
+
+// The waits of ten seconds that run out.
+
+namespace {
+
+constexpr auto wait = std::chrono::seconds(10);
+
+class WaitsTest : public HandOffTest
+{
+protected:
+    void SetUp() override { start = std::chrono::steady_clock::now(); }
+
+    std::chrono::steady_clock::duration Elapsed() const
+    {
+        return std::chrono::steady_clock::now() - start;
+    }
+
+    /** A request that nobody serves in time. */
+    static void TimeOut(Uri uri)
+    {
+        mg_connection connection("GET", "/late");
+        std::thread([&] {
+            const LeaksByDesign dropped;
+            EXPECT_EQ(RestServerModel::HandleRequestAndSendResponse(&connection, uri), 500);
+        }).join();
+        EXPECT_EQ(connection.replies,
+                  Calls({"error 500 %s | {\"errorString\":\"internal timeout\"}"}));
+    }
+
+    std::chrono::steady_clock::time_point start;
+};
+
+TEST_F(WaitsTest, ALateAnswerGoesToTheNextRequestAndOneTickServesAllThatAreQueued)
+{
+    TimeOut(Uri::SyncfilesPendingFiles);
+    EXPECT_GT(Elapsed(), wait);
+    host.syncFiles.pendingFiles = QJsonArray{"late"};
+    mg_connection connection("GET", "/next", QByteArray(5000000, 'x'));
+    auto result = Send(&connection, Uri::SyncfilesPendingFilesAll);
+    delete model.RequestChunkQueue()->front(); // when it is there, the request is queued
+    {
+        const LeaksByDesign dropped;
+        model.ServerUpdateTickHandler();
+    }
+    EXPECT_EQ(host.log.Calls(),
+              Calls({"SyncFilesModel.GetPendingFiles()", "SyncFilesModel.GetAllPendingFiles()"}));
+    EXPECT_EQ(result.get(), 200);
+    EXPECT_EQ(connection.sent, QByteArray("[\n    \"late\"\n]\n"));
+}
+
+TEST_F(WaitsTest, StartDropsWhatWasLeftInTheQueues)
+{
+    TimeOut(Uri::SyncfilesPendingFiles);
+    model.Start();
+    model.ServerUpdateTickHandler();
+    EXPECT_EQ(host.log.Calls(), Calls()) << "a request was kept";
+    model.Stop();
+    TimeOut(Uri::SyncfilesPendingFiles);
+    {
+        const LeaksByDesign dropped;
+        model.ServerUpdateTickHandler();
+    }
+    model.Start();
+    mg_connection connection("GET", "/info");
+    EXPECT_EQ(Exchange(&connection, Uri::Test), 200);
+    EXPECT_EQ(connection.sent, QByteArray("{\n}\n")) << "a response was kept";
+    model.Stop();
+}
+
+TEST_F(WaitsTest, ARequestThatCannotEnterIsAnsweredWithoutBeingRead)
+{
+    std::promise<void> inside;
+    std::promise<void> release;
+    mg_connection first("GET", "/first");
+    first.onRead = [&] {
+        inside.set_value();
+        release.get_future().wait();
+    };
+    auto firstResult = Send(&first, Uri::Test);
+    inside.get_future().wait();
+    const DebugLogCapture debugLog;
+    mg_connection second("POST", "/second", "body");
+    EXPECT_EQ(Send(&second, Uri::Test).get(), 408);
+    EXPECT_GE(Elapsed(), wait);
+    EXPECT_EQ(second.replies, Calls({"error 408 Request timed out waiting on other requests | "
+                                     "Request timed out waiting on other requests"}));
+    EXPECT_EQ(second.reads, 0);
+    EXPECT_EQ(debugLog.Lines(), Calls({"Failed to unlock mutex for URI  /second"}));
+    release.set_value();
+    EXPECT_EQ(TickUntil(std::move(firstResult)), 200);
+}
+
+TEST_F(WaitsTest, ABodyThatNobodyTakesIsNotReadOn)
+{
+    mg_connection connection("POST", "/test", QByteArray(20000000, '\0'));
+    EXPECT_EQ(Exchange(&connection, Uri::Test), 200);
+    EXPECT_GT(Elapsed(), wait);
+    EXPECT_EQ(connection.reads, 3) << "one chunk with the request, one queued, one dropped";
+    ASSERT_EQ(model.RequestChunkQueue()->size(), 1);
+    delete model.RequestChunkQueue()->front();
+}
+
+TEST_F(WaitsTest, ADownloadThatNobodyTakesIsGivenUpAndItsPieceDeleted)
+{
+    DataChunk untaken("untaken", false);
+    model.ResponseChunkQueue()->push_back(&untaken);
+    const QByteArray piece(100, 'x');
+    host.fileManager.pieces = {{piece, true, false}, {"never read", true, true}};
+    RestServerFileDownloadContext context(QStringLiteral("/f"), 5000000);
+    context.Construct(&host);
+    context.SendExtraDownloadContent();
+    EXPECT_GT(Elapsed(), wait);
+    EXPECT_TRUE(piece.isDetached()) << "the piece was kept";
+    EXPECT_EQ(host.fileManager.pieces.size(), 1U) << "a further piece was read";
+    EXPECT_EQ(model.ResponseChunkQueue()->size(), 1);
+}
+
+TEST_F(WaitsTest, AnUploadWhoseChunksStopIsReportedAndLeftAsItStands)
+{
+    const QTemporaryDir directory;
+    host.storage.directories[9] = directory.path();
+    const QString target = directory.filePath(QStringLiteral("a"));
+    RestServerFileProcessor processor;
+    processor.Construct(&host);
+    DataChunk firstChunk("--b\r\n\r\n{\"fileUri\": \"" + target.toUtf8() + "\"}\r\n--b\r\n\r\nabc",
+                         false);
+    EXPECT_FALSE(processor.ProcessFileUploadRequest(&firstChunk));
+    EXPECT_GT(Elapsed(), wait);
+    ASSERT_EQ(host.errors.reports.size(), 1U);
+    EXPECT_EQ(host.errors.reports[0].message, QStringLiteral("Failed to get expected data chunk"));
+    EXPECT_EQ(host.errors.reports[0].sourceFile, QStringLiteral("restserverfileprocessor"));
+    EXPECT_EQ(host.errors.reports[0].line, 139);
+    EXPECT_EQ(host.log.Calls().back(), "StorageModel.EndStorageAccess()");
+
+    // The next upload closes the file.
+    DataChunk nextUpload("--b\r\n", true);
+    EXPECT_FALSE(processor.ProcessFileUploadRequest(&nextUpload));
+    QFile file(target);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), QByteArray("abc"));
+}
+
+} // namespace
