@@ -89,7 +89,7 @@ struct FakeCommand : ICommand
     int id = 0; // that of the last look-up
 };
 
-struct FakeJob : Job
+struct FakeJob final : Job
 {
     FakeJob(QString workOrderId, QDateTime modified)
         : id(std::move(workOrderId))

@@ -1,0 +1,238 @@
+// A whole upload: the parser, the part writer and a file on disk, with the body in random pieces.
+// The input:
+//
+//     1 byte   1: the storage is not available, 2: there is no free space (as bits)
+//     1 byte   number C of the sizes
+//     C bytes  the sizes of the first pieces, 255 for the whole rest
+//     the rest is the body; each byte 1 in it stands for the path that uploads must begin with
+//
+// The result, the calls into the host and the file are compared with what the byte-wise reference
+// makes of the body.
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <vector>
+
+#include "fakehost.h"
+#include "fuzzfailure.h"
+#include "referenceparser.h"
+#include "restserverfileprocessor.h"
+
+namespace {
+
+// Parts of one upload. More of them only cost memory: the file object of each is kept.
+constexpr size_t mostParts = 16;
+
+struct Part
+{
+    QByteArray bytes;
+    bool ended = false;
+};
+
+using Parts = std::vector<Part>;
+
+Parts *PartsOf(multipart_parser *parser)
+{
+    return static_cast<Parts *>(multipart_parser_get_data(parser));
+}
+
+int AddPart(multipart_parser *parser)
+{
+    PartsOf(parser)->emplace_back();
+    return 0;
+}
+
+int AddBytes(multipart_parser *parser, const char *data, uint32_t size)
+{
+    PartsOf(parser)->back().bytes.append(data, static_cast<int>(size));
+    return 0;
+}
+
+int EndPart(multipart_parser *parser)
+{
+    PartsOf(parser)->back().ended = true;
+    return 0;
+}
+
+// What uploads go through. A path is accepted when it begins with the text of `Root()`, which is no
+// directory and never becomes one: whatever follows it, "/.." included, names a file next to it or
+// nothing, so no input reaches beyond the temporary directory.
+class Sandbox
+{
+public:
+    Sandbox()
+        : directory(TemporaryPlace() + "/parlowen-fuzz-XXXXXX")
+    {
+        Require(directory.isValid(), "a temporary directory can be made");
+        host.storage.directories[IStorageModel::UserFilesDirectory] = Root();
+        processor.Construct(&host);
+    }
+
+    QString Root() const { return directory.filePath("file"); }
+
+    FakeHost host;
+    RestServerFileProcessor processor;
+
+private:
+    static QString TemporaryPlace()
+    {
+        const QString place = qEnvironmentVariable("TMPDIR");
+        return place.isEmpty() ? QStringLiteral("/dev/shm") : place;
+    }
+
+    QTemporaryDir directory;
+};
+
+struct Upload
+{
+    bool storageAvailable;
+    bool freeSpace;
+    QByteArray body;
+    std::vector<QByteArray> pieces; // at least one
+};
+
+std::vector<QByteArray> Cut(const QByteArray &body, const QByteArray &sizes)
+{
+    std::vector<QByteArray> pieces;
+    int position = 0;
+    for (const char byte : sizes) {
+        const int size = static_cast<unsigned char>(byte);
+        pieces.push_back(body.mid(position, size == 255 ? -1 : size));
+        position += pieces.back().size();
+    }
+    if (position < body.size() || pieces.empty()) {
+        pieces.push_back(body.mid(position));
+    }
+    return pieces;
+}
+
+Upload ReadUpload(const QByteArray &input, const QString &root)
+{
+    const int flags = input.isEmpty() ? 0 : input[0];
+    const int count = input.size() < 2 ? 0 : static_cast<unsigned char>(input[1]);
+    QByteArray body = input.mid(2 + count);
+    body.replace('\1', root.toUtf8());
+    return {(flags & 1) == 0, (flags & 2) == 0, body, Cut(body, input.mid(2, count))};
+}
+
+// What the byte-wise reference finds, with the first line of the first piece as the boundary.
+Parts ExpectedParts(const Upload &upload)
+{
+    Parts parts;
+    const int boundaryLength = upload.pieces.front().indexOf('\r');
+    if (boundaryLength <= 0) {
+        return parts;
+    }
+    multipart_callbacks callbacks = {};
+    callbacks.on_part_begin = AddPart;
+    callbacks.on_part_data = AddBytes;
+    callbacks.on_part_end = EndPart;
+    ReferenceParser parser(upload.pieces.front().left(boundaryLength).constData(), &callbacks);
+    multipart_parser_set_data(parser.Handle(), &parts);
+    for (const QByteArray &piece : upload.pieces) {
+        parser.Execute(piece.constData(), static_cast<size_t>(piece.size()));
+    }
+    return parts;
+}
+
+// The path that the metadata name, empty when they are not accepted.
+QString ExpectedPath(const Upload &upload, const Parts &parts, const QString &root)
+{
+    if (parts.empty() || !parts[0].ended || !upload.freeSpace) {
+        return QString();
+    }
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(parts[0].bytes, &error);
+    const QString path = document.object().value("fileUri").toString();
+    return error.error == QJsonParseError::NoError && path.startsWith(root) ? path : QString();
+}
+
+bool Run(Sandbox *sandbox, const Upload &upload)
+{
+    FakeHost &host = sandbox->host;
+    host.log.Clear();
+    host.errors.reports.clear();
+    host.storage.available = upload.storageAvailable;
+    host.storage.freeSpace = upload.freeSpace;
+    for (size_t i = 1; i < upload.pieces.size(); ++i) {
+        const bool isLast = i + 1 == upload.pieces.size();
+        host.fakeRestServer.requestChunks.push_back(new DataChunk(upload.pieces[i], isLast));
+    }
+    DataChunk first(upload.pieces.front(), upload.pieces.size() == 1);
+    return sandbox->processor.ProcessFileUploadRequest(&first);
+}
+
+void DropQueue(SharedQueue<DataChunk *> *queue)
+{
+    while (queue->size() > 0) {
+        delete queue->front();
+        queue->pop_front();
+    }
+}
+
+size_t CountCalls(const CallLog &log, const std::string &name)
+{
+    size_t count = 0;
+    for (const std::string &call : log.Calls()) {
+        count += call.compare(0, name.size(), name) == 0 ? 1 : 0;
+    }
+    return count;
+}
+
+void CheckCalls(FakeHost *host, const Upload &upload)
+{
+    const size_t entered = upload.storageAvailable ? 1 : 0;
+    Require(CountCalls(host->log, "StorageModel.BeginStorageAccess") == entered, "begin of access");
+    Require(CountCalls(host->log, "StorageModel.EndStorageAccess") == entered, "end of access");
+    const bool isRead = upload.storageAvailable && upload.pieces.front().indexOf('\r') > 0;
+    SharedQueue<DataChunk *> &queue = host->fakeRestServer.requestChunks;
+    Require(queue.size() == (isRead ? 0 : static_cast<int>(upload.pieces.size() - 1)),
+            "all pieces of an upload are taken, and none of one that was refused");
+    DropQueue(&queue);
+}
+
+void CheckFile(const QString &path, const Parts &parts, bool result)
+{
+    const bool wanted = !path.isEmpty() && parts.size() > 1 && parts[1].ended;
+    Require(wanted || !result, "only a file that was received to its end is a success");
+    Require(wanted == result || !QFile::exists(path), "a file is there only after a success");
+    if (result && parts.back().ended) {
+        QFile file(path);
+        Require(file.open(QIODevice::ReadOnly), "the file is there after a success");
+        Require(file.readAll() == parts.back().bytes, "the file holds the last part");
+    }
+}
+
+} // namespace
+
+extern "C" const char *__lsan_default_suppressions();
+
+// The file object of a part that another one follows is not released.
+extern "C" const char *__lsan_default_suppressions()
+{
+    return "leak:RestServerFileCallbackHandler::OpenFile\n";
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const QtMessageHandler previous =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    Q_UNUSED(previous)
+    static Sandbox sandbox;
+    const Upload upload = ReadUpload(
+        QByteArray(reinterpret_cast<const char *>(data), static_cast<int>(size)), sandbox.Root());
+    const Parts parts = upload.storageAvailable ? ExpectedParts(upload) : Parts();
+    if (parts.size() > mostParts) {
+        return 0;
+    }
+    const bool result = Run(&sandbox, upload);
+    CheckCalls(&sandbox.host, upload);
+    const QString path = ExpectedPath(upload, parts, sandbox.Root());
+    CheckFile(path, parts, result);
+    if (!path.isEmpty()) {
+        QFile::remove(path);
+    }
+    return 0;
+}
