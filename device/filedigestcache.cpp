@@ -1,6 +1,7 @@
 #include "filedigestcache.h"
 
 #include <QByteArray>
+#include <cstddef>
 #include <fcntl.h>
 #include <memory>
 #include <openssl/evp.h>
@@ -24,7 +25,10 @@ bool AddContent(const DigestContext &context, const FileDescriptor &descriptor)
     qint64 offset = 0;
     qint64 count = 0;
     while ((count = descriptor.Read(piece.data(), PieceSize, offset)) > 0) {
-        EVP_DigestUpdate(context.get(), piece.constData(), static_cast<std::size_t>(count));
+        if (EVP_DigestUpdate(context.get(), piece.constData(), static_cast<std::size_t>(count)) !=
+            1) {
+            return false;
+        }
         offset += count;
     }
     return count == 0;
@@ -56,11 +60,11 @@ FileDigestCache::FileDigestCache(int capacity)
 
 QString FileDigestCache::Digest(const FileDescriptor &descriptor, const FileStatus &status)
 {
-    const QString known = Known(status);
+    QString known = Known(status);
     if (!known.isNull()) {
         return known;
     }
-    const QString computed = Compute(descriptor);
+    QString computed = Compute(descriptor);
     if (!computed.isNull() && HasStatus(descriptor, status)) {
         digests.insert(status, new QString(computed));
     }

@@ -7,7 +7,7 @@
 namespace {
 
 // A QByteArray cannot hold more than 2 GiB; no caller asks for anything near.
-constexpr qint64 LargestPiece = 1024 * 1024 * 1024;
+constexpr qint64 LargestPiece = qint64(1024) * 1024 * 1024;
 
 } // namespace
 

@@ -54,7 +54,7 @@ void StateFile::SetAside(const QString &reason)
 QString StateFile::FreeName() const
 {
     for (int number = 1;; ++number) {
-        const QString name = QStringLiteral("%1.damaged-%2").arg(filePath).arg(number);
+        QString name = QStringLiteral("%1.damaged-%2").arg(filePath).arg(number);
         const QFileInfo taken(name);
         if (!taken.exists() && !taken.isSymLink()) {
             return name;

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr qint64 LargestFileData = 64 * 1024 * 1024;
+constexpr qint64 LargestFileData = qint64(64) * 1024 * 1024;
 constexpr std::chrono::seconds SettlingTime(2);
 
 const QString filesKey = QStringLiteral("files");

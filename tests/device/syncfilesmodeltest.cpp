@@ -1,0 +1,432 @@
+#include "syncfilesmodel.h"
+
+#include <QJsonDocument>
+#include <gtest/gtest.h>
+#include <memory>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "assetmodel.h"
+#include "recordingerrorreporter.h"
+#include "scriptedfilesystem.h"
+#include "userfilestest.h"
+
+namespace {
+
+constexpr qint64 nowSeconds = 1715938212;
+
+// Takes one store through until no step is left to break.
+constexpr int moreThanAllSteps = 20;
+
+class SyncFilesModelTest : public UserFilesTest
+{
+protected:
+    SyncFilesModelTest() { Restart(); }
+
+    std::unique_ptr<SyncFilesModel> MakeModel(FileSystem &through)
+    {
+        return std::make_unique<SyncFilesModel>(directory, *digests, through, stateFolder, errors,
+                                                [this] { return now; });
+    }
+
+    /** Begins again with nothing but what is on the disk. */
+    void Restart()
+    {
+        digests = std::make_unique<FileDigestCache>();
+        model = MakeModel(fileSystem);
+    }
+
+    /** Writes a file that changed long ago. */
+    void WriteSettled(const QByteArray &name, const QByteArray &content,
+                      qint64 seconds = nowSeconds - 1000) const
+    {
+        Write(name, content);
+        SetTime(name, seconds);
+    }
+
+    QStringList Pending() { return PathsOf(model->GetAllPendingFiles()); }
+
+    bool IsPending(const QByteArray &name) { return Pending().contains(ClientPath(name)); }
+
+    bool Confirm(const QByteArray &name) { return model->MarkFileSynced(ClientPath(name)); }
+
+    /** What a client does before it confirms a file, usually. */
+    void AskForDigest(const QByteArray &name)
+    {
+        AssetModel asset(base.filePath("asset.json"), directory, *digests, errors);
+        bool found = false;
+        asset.GetFileMetadata(ClientPath(name), &found);
+        ASSERT_TRUE(found);
+    }
+
+    QJsonArray StoredConfirmations() const
+    {
+        return QJsonDocument::fromJson(Content("../state/confirmed-files.json"))
+            .object()
+            .value("files")
+            .toArray();
+    }
+
+    RecordingErrorReporter errors;
+    FileSystem fileSystem;
+    UserFileDirectory directory{root};
+    std::chrono::nanoseconds now = std::chrono::seconds(nowSeconds);
+    std::unique_ptr<FileDigestCache> digests;
+    std::unique_ptr<SyncFilesModel> model;
+};
+
+TEST_F(SyncFilesModelTest, WithoutFilesNothingIsPending)
+{
+    EXPECT_EQ(model->GetPendingFiles(), QJsonArray());
+    EXPECT_EQ(model->GetAllPendingFiles(), QJsonArray());
+}
+
+TEST_F(SyncFilesModelTest, AFileIsPendingWithPathSizeAndTimeInTheOrderOfThePaths)
+{
+    MakeFolder("b");
+    WriteSettled("b/ä.txt", "12", 1000);
+    WriteSettled("a.txt", "", 0);
+    const QJsonArray expected = {
+        QJsonObject{
+            {"path", Path("/a.txt")}, {"size", 0}, {"modifiedTime", "1970-01-01T00:00:00Z"}},
+        QJsonObject{
+            {"path", Path("/b/ä.txt")}, {"size", 2}, {"modifiedTime", "1970-01-01T00:16:40Z"}}};
+    EXPECT_EQ(model->GetPendingFiles(), expected);
+    EXPECT_EQ(model->GetAllPendingFiles(), expected);
+}
+
+TEST_F(SyncFilesModelTest, AFileThatChangedWithinTheLastTwoSecondsWaits)
+{
+    Write("a.txt", "");
+    SetTime("a.txt", nowSeconds - 2, 1);
+    EXPECT_EQ(model->GetPendingFiles(), QJsonArray());
+    EXPECT_EQ(PathsOf(model->GetAllPendingFiles()), QStringList(Path("/a.txt")));
+    now += std::chrono::nanoseconds(1);
+    EXPECT_EQ(PathsOf(model->GetPendingFiles()), QStringList(Path("/a.txt")));
+}
+
+TEST_F(SyncFilesModelTest, AFileThatChangedThisMomentWaits)
+{
+    Write("a.txt", "");
+    SetTime("a.txt", nowSeconds);
+    EXPECT_EQ(model->GetPendingFiles(), QJsonArray());
+    EXPECT_TRUE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, ATimeInTheFutureDoesNotHideAFile)
+{
+    WriteSettled("minute.txt", "", nowSeconds + 60);
+    WriteSettled("seconds.txt", "", nowSeconds + 2);
+    WriteSettled("centuries.txt", "", 16000000000);
+    EXPECT_EQ(PathsOf(model->GetPendingFiles()).size(), 3);
+}
+
+TEST_F(SyncFilesModelTest, TheClockIsTheSystemClockUnlessAnotherIsGiven)
+{
+    Write("now.txt", "");
+    WriteSettled("then.txt", "");
+    SyncFilesModel real(directory, *digests, fileSystem, stateFolder, errors);
+    EXPECT_EQ(PathsOf(real.GetPendingFiles()), QStringList(Path("/then.txt")));
+}
+
+TEST_F(SyncFilesModelTest, AConfirmedFileIsPendingNoMore)
+{
+    WriteSettled("a.txt", "");
+    WriteSettled("b.txt", "");
+    EXPECT_TRUE(Confirm("a.txt"));
+    EXPECT_EQ(PathsOf(model->GetPendingFiles()), QStringList(Path("/b.txt")));
+    EXPECT_EQ(PathsOf(model->GetAllPendingFiles()), QStringList(Path("/b.txt")));
+}
+
+TEST_F(SyncFilesModelTest, AConfirmationSurvivesARestart)
+{
+    WriteSettled("Prüfung 1.txt", "content");
+    SetTime("Prüfung 1.txt", nowSeconds - 1000, 123456789);
+    EXPECT_TRUE(Confirm("Prüfung 1.txt"));
+    Restart();
+    EXPECT_EQ(Pending(), QStringList());
+    EXPECT_EQ(errors.messages, QStringList());
+}
+
+TEST_F(SyncFilesModelTest, AFileThatChangesOnlyNowCanBeConfirmed)
+{
+    Write("a.txt", "");
+    SetTime("a.txt", nowSeconds);
+    EXPECT_TRUE(Confirm("a.txt"));
+    EXPECT_FALSE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, TheSameFileByAnotherSpellingIsConfirmed)
+{
+    MakeFolder("folder");
+    WriteSettled("a.txt", "");
+    EXPECT_TRUE(model->MarkFileSynced(Path("//folder/../a.txt")));
+    EXPECT_FALSE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, AnUnknownFileIsNotConfirmed)
+{
+    MakeFolder("folder");
+    EXPECT_FALSE(Confirm("missing.txt"));
+    EXPECT_FALSE(Confirm("folder"));
+    EXPECT_FALSE(Exists("../state/confirmed-files.json"));
+    EXPECT_EQ(errors.messages, QStringList());
+}
+
+TEST_F(SyncFilesModelTest, ConfirmingAgainWritesNothing)
+{
+    WriteSettled("a.txt", "");
+    ASSERT_TRUE(Confirm("a.txt"));
+    ScriptedFileSystem counting([](int) { return true; });
+    const std::unique_ptr<SyncFilesModel> again = MakeModel(counting);
+    EXPECT_TRUE(again->MarkFileSynced(ClientPath("a.txt")));
+    EXPECT_EQ(counting.Steps(), 0);
+}
+
+TEST_F(SyncFilesModelTest, ConfirmingAgainAddsTheDigestThatBecameKnown)
+{
+    WriteSettled("a.txt", "abc");
+    ASSERT_TRUE(Confirm("a.txt"));
+    EXPECT_FALSE(StoredConfirmations().first().toObject().contains("sha256"));
+    AskForDigest("a.txt");
+    ASSERT_TRUE(Confirm("a.txt"));
+    EXPECT_EQ(StoredConfirmations().first().toObject().value("sha256").toString(),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
+
+TEST_F(SyncFilesModelTest, NewContentOfAnotherSizeIsPendingAgain)
+{
+    WriteSettled("a.txt", "old");
+    AskForDigest("a.txt");
+    ASSERT_TRUE(Confirm("a.txt"));
+    WriteSettled("a.txt", "longer");
+    EXPECT_TRUE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, NewContentOfTheSameSizeIsPendingAgain)
+{
+    WriteSettled("a.txt", "old");
+    AskForDigest("a.txt");
+    ASSERT_TRUE(Confirm("a.txt"));
+    WriteSettled("a.txt", "new", nowSeconds - 500);
+    EXPECT_TRUE(IsPending("a.txt"));
+    EXPECT_TRUE(Confirm("a.txt"));
+    EXPECT_FALSE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, ANewTimeAloneIsNoNewContentWhenTheDigestIsOnRecord)
+{
+    WriteSettled("a.txt", "content");
+    AskForDigest("a.txt");
+    ASSERT_TRUE(Confirm("a.txt"));
+    SetTime("a.txt", nowSeconds - 500);
+    EXPECT_FALSE(IsPending("a.txt"));
+    Restart();
+    EXPECT_FALSE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, TheSameContentInANewFileIsStillConfirmedWhenTheDigestIsOnRecord)
+{
+    WriteSettled("a.txt", "content");
+    AskForDigest("a.txt");
+    ASSERT_TRUE(Confirm("a.txt"));
+    WriteSettled("b.txt", "content", nowSeconds - 500);
+    ASSERT_EQ(rename(OnDisk("b.txt").constData(), OnDisk("a.txt").constData()), 0);
+    EXPECT_FALSE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, ANewTimeIsPendingAgainWhenNoDigestIsOnRecord)
+{
+    WriteSettled("a.txt", "content");
+    ASSERT_TRUE(Confirm("a.txt"));
+    SetTime("a.txt", nowSeconds - 500);
+    EXPECT_TRUE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, TheFormerContentIsConfirmedAgainByItself)
+{
+    WriteSettled("a.txt", "old");
+    AskForDigest("a.txt");
+    ASSERT_TRUE(Confirm("a.txt"));
+    WriteSettled("a.txt", "new", nowSeconds - 500);
+    ASSERT_TRUE(IsPending("a.txt"));
+    WriteSettled("a.txt", "old", nowSeconds - 400);
+    EXPECT_FALSE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, AnotherFileUnderAConfirmedNameIsPending)
+{
+    WriteSettled("a.txt", "old");
+    ASSERT_TRUE(Confirm("a.txt"));
+    WriteSettled("b.txt", "new");
+    ASSERT_EQ(rename(OnDisk("b.txt").constData(), OnDisk("a.txt").constData()), 0);
+    EXPECT_TRUE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, ConfirmationsOfFilesThatAreGoneAreDroppedWithTheNextOne)
+{
+    for (const char *name : {"a.txt", "b.txt", "c.txt"}) {
+        WriteSettled(name, name);
+    }
+    ASSERT_TRUE(Confirm("a.txt"));
+    ASSERT_TRUE(Confirm("b.txt"));
+    ASSERT_EQ(unlink(OnDisk("a.txt").constData()), 0);
+    EXPECT_EQ(StoredConfirmations().size(), 2);
+    ASSERT_TRUE(Confirm("c.txt"));
+    EXPECT_EQ(PathsOf(StoredConfirmations()), (QStringList{Path("/b.txt"), Path("/c.txt")}));
+}
+
+TEST_F(SyncFilesModelTest, ADamagedListOfConfirmationsIsKeptAsideAndEverythingIsPending)
+{
+    WriteSettled("a.txt", "");
+    const QByteArray damaged[] = {"{",
+                                  "[]",
+                                  "{}",
+                                  "{\"files\": {}}",
+                                  "{\"files\": [1]}",
+                                  "{\"files\": [{\"path\": \"/a\"}]}"};
+    for (const QByteArray &content : damaged) {
+        errors.messages.clear();
+        Write("../state/confirmed-files.json", content);
+        Restart();
+        EXPECT_EQ(errors.messages.size(), 1) << content.constData();
+        EXPECT_TRUE(IsPending("a.txt")) << content.constData();
+    }
+    for (int number = 1; number <= 6; ++number) {
+        EXPECT_EQ(Content("../state/confirmed-files.json.damaged-" + QByteArray::number(number)),
+                  damaged[number - 1]);
+    }
+    EXPECT_TRUE(Confirm("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, AConfirmationThatCannotBeStoredIsRefusedReportedAndChangesNothing)
+{
+    WriteSettled("a.txt", "");
+    WriteSettled("b.txt", "");
+    ASSERT_TRUE(Confirm("a.txt"));
+    ScriptedFileSystem full(FailAt(1));
+    model = MakeModel(full);
+    EXPECT_FALSE(Confirm("b.txt"));
+    EXPECT_EQ(errors.messages.size(), 1);
+    EXPECT_EQ(Pending(), QStringList(Path("/b.txt")));
+    Restart();
+    EXPECT_EQ(Pending(), QStringList(Path("/b.txt")));
+    EXPECT_TRUE(Confirm("b.txt"));
+}
+
+TEST_F(SyncFilesModelTest, AKillAtAnyStepOfAConfirmationKeepsTheFormerOnes)
+{
+    WriteSettled("a.txt", "");
+    WriteSettled("b.txt", "");
+    int kills = 0;
+    for (int step = 1; step < moreThanAllSteps; ++step) {
+        unlink(OnDisk("../state/confirmed-files.json").constData());
+        Restart();
+        ASSERT_TRUE(Confirm("a.txt"));
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            ScriptedFileSystem killing(KillAt(step));
+            _exit(MakeModel(killing)->MarkFileSynced(ClientPath("b.txt")) ? 0 : 1);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        kills += WIFSIGNALED(status) ? 1 : 0;
+        Restart();
+        EXPECT_FALSE(IsPending("a.txt")) << step;
+        EXPECT_TRUE(WIFSIGNALED(status) || !IsPending("b.txt")) << step;
+    }
+    EXPECT_GE(kills, 4);
+    EXPECT_EQ(errors.messages, QStringList());
+}
+
+TEST_F(SyncFilesModelTest, ReadsAWholeFile)
+{
+    const QByteArray content = QByteArray("\0\r\n\xFF", 4).repeated(100000);
+    Write("Prüfung 1.bin", content);
+    bool found = false;
+    EXPECT_TRUE(model->GetFileData(ClientPath("Prüfung 1.bin"), &found) == content);
+    EXPECT_TRUE(found);
+}
+
+TEST_F(SyncFilesModelTest, ReadsAnEmptyFile)
+{
+    Write("a.txt", "");
+    bool found = false;
+    EXPECT_EQ(model->GetFileData(ClientPath("a.txt"), &found), "");
+    EXPECT_TRUE(found);
+}
+
+TEST_F(SyncFilesModelTest, AMissingFileIsNotFoundAndNoError)
+{
+    bool found = true;
+    EXPECT_EQ(model->GetFileData(ClientPath("missing"), &found), "");
+    EXPECT_FALSE(found);
+    EXPECT_EQ(errors.messages, QStringList());
+}
+
+TEST_F(SyncFilesModelTest, AFileOf64MiBIsReadAndALargerOneIsRefusedAndReported)
+{
+    Write("large", "");
+    ASSERT_EQ(truncate(OnDisk("large").constData(), 64 << 20), 0);
+    bool found = false;
+    EXPECT_EQ(model->GetFileData(ClientPath("large"), &found).size(), 64 << 20);
+    EXPECT_TRUE(found);
+    EXPECT_EQ(errors.messages, QStringList());
+    ASSERT_EQ(truncate(OnDisk("large").constData(), (64 << 20) + 1), 0);
+    EXPECT_EQ(model->GetFileData(ClientPath("large"), &found), "");
+    EXPECT_FALSE(found);
+    ASSERT_EQ(errors.messages.size(), 1);
+    EXPECT_TRUE(errors.messages.first().contains(Path("/large")));
+}
+
+TEST_F(SyncFilesModelTest, AFileThatCannotBeReadIsNotFoundAndReported)
+{
+    // The loopback interface has no speed: the file can be opened, but reading it fails.
+    const UserFileDirectory unreadable(QStringLiteral("/sys/class/net/lo"));
+    SyncFilesModel failing(unreadable, *digests, fileSystem, stateFolder, errors);
+    bool found = true;
+    EXPECT_EQ(failing.GetFileData("/sys/class/net/lo/speed", &found), "");
+    EXPECT_FALSE(found);
+    ASSERT_EQ(errors.messages.size(), 1);
+    EXPECT_TRUE(errors.messages.first().contains("/sys/class/net/lo/speed"));
+}
+
+TEST_F(SyncFilesModelTest, AtFirstThereIsNoTechnician)
+{
+    EXPECT_EQ(model->TechId(), "");
+    EXPECT_EQ(errors.messages, QStringList());
+}
+
+TEST_F(SyncFilesModelTest, TheTechnicianIsBackAfterARestart)
+{
+    model->SetTechId("A_1");
+    model->SetTechId("Jürgen_2");
+    EXPECT_EQ(model->TechId(), "Jürgen_2");
+    Restart();
+    EXPECT_EQ(model->TechId(), "Jürgen_2");
+}
+
+TEST_F(SyncFilesModelTest, ATechnicianThatCannotBeStoredIsReportedAndHoldsUntilTheEnd)
+{
+    model->SetTechId("former");
+    ScriptedFileSystem full(FailAt(1));
+    model = MakeModel(full);
+    model->SetTechId("A_1");
+    EXPECT_EQ(errors.messages.size(), 1);
+    EXPECT_EQ(model->TechId(), "A_1");
+    Restart();
+    EXPECT_EQ(model->TechId(), "former");
+}
+
+TEST_F(SyncFilesModelTest, ADamagedTechnicianIsReportedAndKeptAside)
+{
+    Write("../state/technician.json", "{\"techId\": 7}");
+    Restart();
+    EXPECT_EQ(model->TechId(), "");
+    EXPECT_EQ(errors.messages.size(), 1);
+    EXPECT_EQ(Content("../state/technician.json.damaged-1"), "{\"techId\": 7}");
+}
+
+} // namespace
