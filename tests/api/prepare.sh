@@ -1,0 +1,18 @@
+#!/bin/sh
+# Copies the description and what belongs to it to a folder of the build, and installs the pinned
+# packages there unless exactly they are there already.
+#   prepare.sh SOURCE FOLDER
+set -eu
+source=$1
+folder=$2
+
+mkdir -p "$folder"
+cp -R "$source/." "$folder/"
+cd "$folder"
+
+installed=node_modules/.installed-from
+if cmp -s package-lock.json "$installed"; then
+    exit 0
+fi
+npm ci --ignore-scripts --no-audit --no-fund
+cp package-lock.json "$installed"
