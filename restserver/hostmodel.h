@@ -296,23 +296,40 @@ protected:
 class IApplicationModel
 {
 public:
+    /** The top-level model, itself a way to every sub-model. */
     virtual IRootModel *RootModel() = 0;
+
+    /** The directories and the guarded storage. */
     virtual IStorageModel *StorageModel() = 0;
+
+    /** The operating mode. */
     virtual IModeModel *ModeModel() = 0;
+
+    /** The panel that shows the jobs. */
     virtual IJobPanelModel *JobPanelModel() = 0;
 
     /** The command with this id; the library asks for 40. */
     virtual ICommand *Command(int id) = 0;
 
+    /** Where errors are reported; asked for whenever one is met. */
     virtual IErrorReporter *ErrorReporter() = 0;
+
+    /** The work orders in memory. */
     virtual IJobModel *JobModel() = 0;
 
     /** The `RestServerModel` that the application created. */
     virtual IRestServerModel *RestServer() = 0;
 
+    /** The work orders on disk. */
     virtual IWorkOrderStore *WorkOrderStore() = 0;
+
+    /** The files to be synchronised, and the technician. */
     virtual ISyncFilesModel *SyncFilesModel() = 0;
+
+    /** The user files. */
     virtual IFileManagerModel *FileManagerModel() = 0;
+
+    /** The description of the device, and metadata of its files. */
     virtual IAssetModel *AssetModel() = 0;
 
 protected:

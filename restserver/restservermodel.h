@@ -70,8 +70,11 @@ public:
     /** Stays the server's; see `IRestServerModel`. */
     SharedQueue<DataChunk *> *ResponseChunkQueue() override;
 
-    // The handlers that the embedded server calls, on its own threads, one for each route. `cbdata`
-    // is ignored. The result is the status that was meant for the request.
+    /// @{
+    /**
+     * The handlers that the embedded server calls, on its own threads, one for each route. `cbdata`
+     * is ignored. The result is the status that was meant for the request.
+     */
     static int InfoHandler(mg_connection *conn, void *cbdata);
     static int WorkflowWorkordersHandler(mg_connection *conn, void *cbdata);
     static int WorkflowListHandler(mg_connection *conn, void *cbdata);
@@ -87,6 +90,7 @@ public:
     static int FilemgrUserMetadataHandler(mg_connection *conn, void *cbdata);
     static int FilemgrUserFilesByPathHandler(mg_connection *conn, void *cbdata);
     static int TechInfoHandler(mg_connection *conn, void *cbdata);
+    /// @}
 
     /** Registered for no route. */
     static int TestHandler(mg_connection *conn, void *cbdata);
