@@ -5,7 +5,7 @@
 // DEVICE is the address of the device, such as http://127.0.0.1:8081, FOLDER the device's folder
 // that the file goes to. The types come from the description:
 //
-//   npx openapi-typescript openapi.yaml --output example/device.d.ts
+//   npx openapi-typescript openapi.yaml --output example/device.ts
 
 import { createHash } from "node:crypto";
 import { readFile } from "node:fs/promises";

@@ -7,7 +7,7 @@ source=$1
 folder=$2
 
 mkdir -p "$folder"
-cp -R "$source/." "$folder/"
+tar -C "$source" --exclude=./node_modules -cf - . | tar -C "$folder" -xf -
 cd "$folder"
 
 installed=node_modules/.installed-from
