@@ -79,12 +79,12 @@ size_t HeaderNameEnd(const char *buffer, size_t from, size_t length)
                                buffer);
 }
 
-// Matches as much of the boundary as there is. Returns how many bytes of it were found: none when
-// the boundary is empty, or when it was found before and a callback stopped there.
+// Matches as much of the boundary as there is, of at least one byte. Returns how many bytes of it
+// were found: none when the boundary is empty, or when it was found before and a callback stopped.
 uint32_t MatchBoundary(multipart_parser *p, const char *bytes, size_t count)
 {
-    if (p->match_index >= p->boundary_length) {
-        return 0;
+    if (p->match_index >= p->boundary_length || *bytes != p->boundary[p->match_index]) {
+        return 0; // so it is for most line ends in a part
     }
     const size_t missing = p->boundary_length - p->match_index;
     const auto found = static_cast<uint32_t>(multipart::Scan::CommonLength(
@@ -179,7 +179,8 @@ size_t ExecutePiece(multipart_parser *p, const char *buffer, size_t length)
             }
             p->state = PART_DATA;
             [[fallthrough]];
-        case PART_DATA: {
+        case PART_DATA:
+        partData : {
             const size_t end = scan.FindCr(i);
             const bool goOn = Emit(p, s->on_part_data, buffer + i, end - i);
             if (end == length) {
@@ -201,7 +202,7 @@ size_t ExecutePiece(multipart_parser *p, const char *buffer, size_t length)
                     return i;
                 }
                 p->state = PART_DATA;
-                break;
+                goto partData;
             }
             p->match_index = 0;
             p->state = PART_DATA_BOUNDARY;
@@ -223,6 +224,7 @@ size_t ExecutePiece(multipart_parser *p, const char *buffer, size_t length)
                     return i;
                 }
                 p->state = PART_DATA;
+                goto partData;
             }
             break;
         }
