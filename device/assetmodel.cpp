@@ -36,7 +36,7 @@ QJsonObject AssetModel::GetAssetInfo()
     QFile file(documentPath);
     if (!file.open(QIODevice::ReadOnly)) {
         errorReporter.ReportError(
-            QStringLiteral("cannot read %1: %2").arg(documentPath, file.errorString()),
+            QStringLiteral("Cannot read %1: %2").arg(documentPath, file.errorString()),
             "assetmodel", __LINE__);
         return QJsonObject();
     }
@@ -46,7 +46,7 @@ QJsonObject AssetModel::GetAssetInfo()
         const QString reason = error.error == QJsonParseError::NoError
                                    ? QStringLiteral("it holds no object")
                                    : error.errorString();
-        errorReporter.ReportError(QStringLiteral("cannot use %1: %2").arg(documentPath, reason),
+        errorReporter.ReportError(QStringLiteral("Cannot use %1: %2").arg(documentPath, reason),
                                   "assetmodel", __LINE__);
     }
     return document.object();

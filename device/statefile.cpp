@@ -47,7 +47,7 @@ void StateFile::SetAside(const QString &reason)
     const QString outcome = keepFile ? DescribeFailure("rename", filePath)
                                      : QStringLiteral("it is kept as %1").arg(name);
     errorReporter.ReportError(
-        QStringLiteral("cannot use %1: %2; %3").arg(filePath, reason, outcome), "statefile",
+        QStringLiteral("Cannot use %1: %2; %3").arg(filePath, reason, outcome), "statefile",
         __LINE__);
 }
 

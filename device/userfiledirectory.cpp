@@ -1,8 +1,6 @@
 #include "userfiledirectory.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -11,6 +9,7 @@
 #include <utility>
 
 #include "clienttext.h"
+#include "durablefile.h"
 
 namespace {
 
@@ -26,12 +25,6 @@ using FolderStream = std::unique_ptr<DIR, CloseFolder>;
 bool IsValidUtf8(const QByteArray &bytes)
 {
     return QString::fromUtf8(bytes).toUtf8() == bytes;
-}
-
-QString Failure(const char *action, const QString &path)
-{
-    return QStringLiteral("cannot %1 %2: %3")
-        .arg(QString::fromLatin1(action), path, QString::fromLocal8Bit(std::strerror(errno)));
 }
 
 /** The names of an absolute path, with ".", ".." and empty ones resolved as text. */
@@ -108,12 +101,12 @@ bool UserFileDirectory::Remove(const QString &clientPath, QString *error) const
         return false;
     }
     if (unlinkat(location->folder.Number(), location->name.constData(), 0) != 0) {
-        *error = Failure("delete", location->path);
+        *error = DescribeFailure("delete", location->path);
         return false;
     }
     const FileDescriptor folder(openat(location->folder.Number(), ".", O_RDONLY | FolderFlags));
     if (!folder.IsOpen() || fsync(folder.Number()) != 0) {
-        *error = Failure("flush the folder of", location->path);
+        *error = DescribeFailure("flush the folder of", location->path);
     }
     return true;
 }

@@ -14,7 +14,10 @@
 
 namespace {
 
-/** A path that must not be served. "ROOT" stands for the user-files directory. */
+/**
+ * A path that must not be served. "ROOT" stands for the user-files directory, and "BARE" for its
+ * path without the first slash.
+ */
 struct Escape
 {
     const char *name;
@@ -76,7 +79,7 @@ protected:
     QString EscapingPath() const
     {
         QString path = GetParam().path;
-        return path.replace("ROOT", root);
+        return path.replace("ROOT", root).replace("BARE", root.mid(1));
     }
 
     /** Everything is where it was. */
@@ -170,6 +173,8 @@ const Escape escapes[] = {
     {"ParentFolderAfterDoubleSlashes", "ROOT//..//outside.txt"},
     {"ManyParentFolders", "ROOT/../../../../../../../../etc/passwd"},
     {"SiblingWhoseNameStartsAlike", "ROOT-sibling/secret.txt"},
+    {"SiblingWithTheNameOfAFileInside", "ROOT-sibling/inside.txt"},
+    {"AnotherFolderWithTheNameOfAFileInside", "ROOT/../other/inside.txt"},
     {"SiblingThroughTheParent", "ROOT/../userfiles-sibling/secret.txt"},
     {"AnotherAbsolutePath", "/etc/passwd"},
     {"LinkToAFileOutside", "ROOT/link-to-outside"},
@@ -202,6 +207,7 @@ const Escape escapes[] = {
     {"ARelativePath", "inside.txt"},
     {"ARelativePathWithADot", "./inside.txt"},
     {"ARelativePathWithTheDirectory", "userfiles/inside.txt"},
+    {"ARelativePathWithTheWholeDirectory", "BARE/inside.txt"},
     {"NulAtTheEnd", WithNul("ROOT/inside.txt", "")},
     {"NulBeforeASuffix", WithNul("ROOT/inside.txt", ".png")},
     {"NulInAFolder", WithNul("ROOT/folder", "/nested.txt")},
