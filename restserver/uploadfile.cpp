@@ -32,6 +32,7 @@ void UploadFile::Append(const char *data, int length)
 void UploadFile::close()
 {
     WriteGathered();
+    gathered = QByteArray(); // a closed file may be kept, its memory not
     QFile::close();
 }
 

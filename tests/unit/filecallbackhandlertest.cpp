@@ -2,6 +2,7 @@
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "casename.h"
 #include "debuglogcapture.h"
@@ -253,6 +254,35 @@ TEST_F(PartWriterTest, AThirdPartReplacesTheSecond)
     EXPECT_EQ(Content(), QByteArray("third"));
     EXPECT_TRUE(handler.GetFinalResult());
     EXPECT_EQ(Reports(), Reported());
+}
+
+TEST_F(PartWriterTest, SlicesOfAnySizeArriveInOrder)
+{
+    Part(Metadata());
+    handler.NotifyPartStart();
+    QByteArray expected;
+    for (const int size : {1, 262143, 1, 262144, 0, 3, 262145, 2, 1000000, 262142, 2, 1}) {
+        const QByteArray slice(size, static_cast<char>('a' + expected.size() % 23));
+        Data(slice);
+        expected += slice;
+    }
+    handler.NotifyPartEnd();
+    EXPECT_TRUE(Content() == expected);
+}
+
+TEST_F(PartWriterTest, PartsThatWereClosedKeepLittleMemory)
+{
+    const auto usedBytes = [] {
+        const auto information = mallinfo2();
+        return information.uordblks + information.hblkhd;
+    };
+    Part(Metadata());
+    Part("x");
+    const size_t before = usedBytes();
+    for (int i = 0; i < 200; ++i) {
+        Part("x");
+    }
+    EXPECT_LT(usedBytes(), before + 10000000);
 }
 
 // UnusedState
