@@ -16,6 +16,7 @@ namespace {
 
 constexpr int statusDone = 200;
 constexpr int statusBusy = 408;
+constexpr int statusFailed = 500;
 // How much Qt reads ahead of us: enough for speed, and what bounds the memory of a download.
 constexpr qint64 readAhead = 4 << 20;
 
@@ -29,6 +30,13 @@ QString Excerpt(const QByteArray &page)
 {
     constexpr int longest = 200;
     return QString::fromUtf8(page.left(longest)).simplified();
+}
+
+// The device gave up waiting: for its turn, or for its own answer, which takes longer than its time
+// limit when a file of many gigabytes is summed up for the first time.
+bool IsBusy(int status, const QByteArray &page)
+{
+    return status == statusBusy || (status == statusFailed && page.contains("internal timeout"));
 }
 
 ClientError Refusal(int status, const QByteArray &page)
@@ -188,9 +196,12 @@ DeviceConnection::Answer DeviceConnection::Exchange(const Start &start, BreakOff
                                                     QIODevice *sink, const Progress &progress)
 {
     for (int attempt = 0;; ++attempt) {
+        // The device closes each connection. One that Qt has not seen closed yet would take the
+        // next request and send it twice.
+        manager.clearConnectionCache();
         try {
             Answer answer = Attempt(start(), sink, progress);
-            if (answer.status != statusBusy || attempt >= settings.retries) {
+            if (!IsBusy(answer.status, answer.body) || attempt >= settings.retries) {
                 return answer;
             }
             Pause(attempt, QStringLiteral("the device is busy"));

@@ -19,9 +19,9 @@ class QNetworkRequest;
  *
  * The device answers failures with status 200 and the object `{"errorMessage": ...}`; here they are
  * a `ClientError` of status `DeviceRefused` with that text. It serves one request at a time and
- * answers 408 when others take too long; such a request is sent again after a pause, as often as
- * the settings allow. No answer at all is `CannotConnect`; an answer that is cut short or is not
- * what the route answers is `TransferCorrupt`.
+ * answers 408 when others take too long, and 500 when its own answer does; such a request is sent
+ * again after a pause, as often as the settings allow. No answer at all is `CannotConnect`; an
+ * answer that is cut short or is not what the route answers is `TransferCorrupt`.
  *
  * A connection that is closed without a byte of an answer makes Qt send the request again. Every
  * request here can be sent twice without harm; who deletes looks before and afterwards.
@@ -32,7 +32,7 @@ public:
     struct Settings
     {
         QUrl device;            ///< scheme, host and port
-        int retries = 5;        ///< after a 408 answer, and for an upload that breaks off
+        int retries = 5;        ///< of a busy device, and for an upload that breaks off
         int timeoutMs = 30'000; ///< without a byte in either direction
         std::function<void(const QString &)> notice; ///< told before each pause; may be empty
     };

@@ -1,6 +1,6 @@
 #include "hashingfile.h"
 
-#include <algorithm>
+#include <QByteArray>
 
 HashingFile::HashingFile(const QString &name)
     : QFile(name)
@@ -9,7 +9,7 @@ HashingFile::HashingFile(const QString &name)
 bool HashingFile::seek(qint64 position)
 {
     if (position == 0) {
-        hash.reset();
+        digest.Reset();
         count = 0;
     }
     return QFile::seek(position);
@@ -22,17 +22,19 @@ qint64 HashingFile::Count() const
 
 QString HashingFile::Sha256() const
 {
-    return QString::fromLatin1(hash.result().toHex());
+    return digest.Text();
 }
 
 QString HashingFile::Sha256Of(const QString &name)
 {
-    QFile file(name);
-    QCryptographicHash sum(QCryptographicHash::Sha256);
-    if (!file.open(QIODevice::ReadOnly) || !sum.addData(&file)) {
-        return {};
+    constexpr int pieceSize = 1 << 20;
+    HashingFile file(name);
+    QByteArray piece(pieceSize, Qt::Uninitialized);
+    qint64 got = file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) ? pieceSize : -1;
+    while (got > 0) {
+        got = file.read(piece.data(), pieceSize);
     }
-    return QString::fromLatin1(sum.result().toHex());
+    return got == 0 ? file.Sha256() : QString();
 }
 
 qint64 HashingFile::readData(char *data, qint64 length)
@@ -51,11 +53,8 @@ qint64 HashingFile::writeData(const char *data, qint64 length)
 
 void HashingFile::Add(const char *data, qint64 length)
 {
-    constexpr qint64 largestPiece = 1 << 30;
-    for (qint64 done = 0; done < length;) {
-        const qint64 piece = std::min(length - done, largestPiece);
-        hash.addData(data + done, static_cast<int>(piece));
-        done += piece;
+    if (length > 0) {
+        digest.Add(data, static_cast<size_t>(length));
+        count += length;
     }
-    count += std::max<qint64>(length, 0);
 }

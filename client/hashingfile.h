@@ -1,8 +1,9 @@
 #ifndef HASHINGFILE_H
 #define HASHINGFILE_H
 
-#include <QCryptographicHash>
 #include <QFile>
+
+#include "digest.h"
 
 /**
  * A file that computes the SHA-256 of what passes through it, so that a transfer needs no second
@@ -32,7 +33,7 @@ protected:
 private:
     void Add(const char *data, qint64 length);
 
-    QCryptographicHash hash{QCryptographicHash::Sha256};
+    Digest digest;
     qint64 count = 0;
 };
 

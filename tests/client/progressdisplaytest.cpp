@@ -1,0 +1,40 @@
+#include <gtest/gtest.h>
+
+#include <progressdisplay.h>
+
+namespace {
+
+TEST(ProgressDisplay, DescribesPartRateAndTimeLeft)
+{
+    EXPECT_EQ(ProgressDisplay::Describe(1 << 20, 4 << 20, 2000),
+              "25% of 4.0 MiB, 512.0 KiB/s, 0:06 left");
+}
+
+TEST(ProgressDisplay, TimeLeftGrowsToHours)
+{
+    EXPECT_EQ(ProgressDisplay::Describe(1, 3662, 1000), "0% of 3.6 KiB, 1 B/s, 1:01:01 left");
+}
+
+TEST(ProgressDisplay, NothingDoneHasNoTimeLeft)
+{
+    EXPECT_EQ(ProgressDisplay::Describe(0, 10, 1000), "0% of 10 B, 0 B/s");
+}
+
+TEST(ProgressDisplay, EmptyFileIsWhole)
+{
+    EXPECT_EQ(ProgressDisplay::Describe(0, 0, 0), "100% of 0 B, 0 B/s");
+}
+
+TEST(ProgressDisplay, CountsBeyondTwoGibibytes)
+{
+    EXPECT_EQ(ProgressDisplay::Describe(5LL << 30, 10LL << 30, 1000),
+              "50% of 10.0 GiB, 5.0 GiB/s, 0:01 left");
+}
+
+TEST(ProgressDisplay, BytesBelowAKibibyteHaveNoFraction)
+{
+    EXPECT_EQ(ProgressDisplay::Bytes(1023), "1023 B");
+    EXPECT_EQ(ProgressDisplay::Bytes(1024), "1.0 KiB");
+}
+
+} // namespace

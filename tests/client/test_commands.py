@@ -1,0 +1,260 @@
+"""What each command prints, and its exit status."""
+
+import json
+import os
+import pty
+import socket
+import subprocess
+import unittest
+
+from clienttest import (CANNOT_CONNECT, CLIENT, DEVICE_REFUSED, DONE, LOCAL_FAILURE,
+                        TRANSFER_CORRUPT, USAGE, ClientTest, content)
+
+COMMANDS = [
+    ["info"], ["tech"], ["workorders"], ["workorders", "list"], ["workorders", "get"],
+    ["workorders", "put"], ["workorders", "active"], ["templates"], ["files"], ["files", "list"],
+    ["files", "pending"], ["files", "stat"], ["files", "get"], ["files", "put"], ["files", "rm"],
+    ["files", "confirm"], ["sync"],
+]
+
+
+class Device(ClientTest):
+    def test_info_names_the_interfaces(self):
+        self.assertIn("interface filemgr: version 2", self.expect(DONE, "info").out)
+
+    def test_info_as_json_is_the_answer_of_the_device(self):
+        info = self.expect(DONE, "info", "--json").json()
+        self.assertEqual(info["infoVersion"], 1)
+        self.assertEqual(info["assetInfo"], json.loads((self.data / "asset.json").read_text()))
+
+    def test_tech_is_set(self):
+        self.expect(DONE, "tech", "Anna_1")
+        self.assertIn(b'{"techId":"Anna_1"}', self.proxy.connections[-1]["up"])
+
+    def test_invalid_tech_is_refused(self):
+        self.assertIn("Invalid techId", self.expect(DEVICE_REFUSED, "tech", "a-b").err)
+
+    def test_error_as_json(self):
+        result = self.expect(DEVICE_REFUSED, "tech", "a-b", "--json").json()
+        self.assertEqual(result, {"error": "Invalid techId", "exitStatus": DEVICE_REFUSED})
+
+    def test_templates_are_printed(self):
+        self.assertTrue(self.expect(DONE, "templates").json()["templates"])
+
+
+class CommandLine(ClientTest):
+    def test_help_of_every_command(self):
+        for command in COMMANDS:
+            with self.subTest(command=command):
+                self.assertIn("Usage: parlowenctl " + " ".join(command),
+                              self.expect(DONE, *command, "--help").out)
+
+    def test_version(self):
+        self.assertRegex(self.expect(DONE, "--version").out, r"^parlowenctl \d+\.\d+\.\d+\n$")
+
+    def test_no_command(self):
+        self.expect(USAGE)
+
+    def test_group_without_a_command(self):
+        self.expect(USAGE, "files")
+
+    def test_unknown_command(self):
+        self.expect(USAGE, "explode")
+
+    def test_unknown_option(self):
+        self.expect(USAGE, "info", "--explode")
+
+    def test_missing_argument(self):
+        self.expect(USAGE, "files", "put", "only-one")
+
+    def test_host_that_is_none(self):
+        for host in ("user@host", "host:port", "http://host", "host/path"):
+            with self.subTest(host=host):
+                self.expect(USAGE, "info", host=host)
+
+    def test_host_from_the_environment(self):
+        completed = subprocess.run([CLIENT, "info"], capture_output=True, check=False,
+                                   env={**os.environ, "PARLOWEN_HOST": self.proxy.host})
+        self.assertEqual(completed.returncode, DONE)
+        self.assertEqual(self.proxy.requests(), [b"GET /info HTTP/1.1"])
+
+    def test_port_8081_is_the_usual_one(self):
+        self.expect(DONE, "info", host="127.0.0.1")
+
+    def test_nobody_listens(self):
+        with socket.create_server(("127.0.0.1", 0)) as taken:
+            port = taken.getsockname()[1]
+        self.expect(CANNOT_CONNECT, "info", host="127.0.0.1:%d" % port)
+
+    def test_unknown_host(self):
+        self.expect(CANNOT_CONNECT, "info", host="instrument.invalid")
+
+    def test_silent_device(self):
+        with socket.create_server(("127.0.0.1", 0)) as silent:
+            host = "127.0.0.1:%d" % silent.getsockname()[1]
+            self.expect(CANNOT_CONNECT, "info", "--timeout", 1, host=host)
+
+    def test_server_of_another_kind(self):
+        self.proxy.add("answer", answer=b"HTTP/1.1 404 Not Found\r\nContent-Length: 9\r\n"
+                       b"Connection: close\r\n\r\n<p>no</p>")
+        self.expect(DEVICE_REFUSED, "info")
+
+    def test_full_standard_output(self):
+        with open("/dev/full", "wb") as full:
+            completed = subprocess.run([CLIENT, "info"], stdout=full, stderr=subprocess.PIPE,
+                                       check=False)
+        self.assertEqual(completed.returncode, LOCAL_FAILURE)
+
+
+class WorkOrders(ClientTest):
+    def put(self, *documents, name="orders.json", status=DONE):
+        self.here(name, json.dumps({"cdm": documents}).encode())
+        return self.expect(status, "workorders", "put", name, "--json").json()
+
+    def stored(self, order):
+        result = self.run_client("workorders", "get", order)
+        return result.json()["cdm"] if result.status == DONE else None
+
+    def test_list(self):
+        self.put({"workOrderId": "listed"})
+        self.assertRegex(self.expect(DONE, "workorders", "list").out, r"(?m)^\S+Z  listed$")
+        self.assertIn("listed", self.expect(DONE, "workorders", "list", "--json")
+                      .json()["workOrderIds"])
+
+    def test_unknown_work_order(self):
+        self.assertIn("Job not found", self.expect(DEVICE_REFUSED, "workorders", "get", "no").err)
+
+    def test_active_work_order(self):
+        self.put({"workOrderId": "a1"})
+        self.expect(DONE, "workorders", "active", "a1")
+        self.assertEqual(self.expect(DONE, "workorders", "active").out, "a1\n")
+        self.assertEqual(self.expect(DONE, "workorders", "active", "--json").json(),
+                         {"activeWorkOrderId": "a1"})
+
+    def test_unknown_active_work_order(self):
+        self.expect(DEVICE_REFUSED, "workorders", "active", "nobody")
+
+    def test_every_form_of_a_file(self):
+        forms = {"single": {"workOrderId": "single"},
+                 "array": [{"workOrderId": "array"}],
+                 "batch": {"cdm": [{"workOrderId": "batch"}]},
+                 "answer": {"cdm": {"workOrderId": "answer"}, "cdmVersion": "2.1"}}
+        for name, document in forms.items():
+            with self.subTest(form=name):
+                self.here("form.json", json.dumps(document).encode())
+                self.expect(DONE, "workorders", "put", "form.json")
+                self.assertEqual(self.stored(name)["workOrderId"], name)
+
+    def test_images_are_stored_but_not_compared(self):
+        test = {"results": {"data": {"imageData": "picture", "value": 1}}}
+        self.assertEqual(self.put({"workOrderId": "image", "tests": [test, 5, {}]})["stored"], 1)
+        self.assertEqual(self.stored("image")["tests"][0]["results"]["data"], {"value": 1})
+
+    def test_id_with_every_kind_of_character(self):
+        order = "ü %41 ?#&+;=@!$,'()[]{}|^`\"<>\\~"
+        self.assertEqual(self.put({"workOrderId": order})["stored"], 1)
+        self.assertEqual(self.stored(order)["workOrderId"], order)
+
+    def test_refused_element_is_named_and_the_others_are_stored(self):
+        self.here("one.json", json.dumps({"workOrderId": "r1"}).encode())
+        orders = [{"workOrderId": "r%d" % i} for i in range(2, 9)]
+        orders.insert(4, {"workOrderId": "not/valid"})
+        self.here("many.json", json.dumps(orders).encode())
+        result = self.expect(DEVICE_REFUSED, "workorders", "put", "one.json", "many.json", "--json")
+        failed = result.json()["failed"]
+        self.assertEqual([(f["file"], f["element"]) for f in failed], [("many.json", 5)])
+        self.assertIn("many.json, element 5 (id not/valid)", result.err)
+        self.assertEqual(result.json()["stored"], 8)
+        self.assertEqual([self.stored("r%d" % i)["workOrderId"] for i in range(1, 9)],
+                         ["r%d" % i for i in range(1, 9)])
+
+    def test_element_without_id_sends_nothing(self):
+        for bad in (5, {}, {"workOrderId": ""}, {"workOrderId": 7}):
+            with self.subTest(bad=bad):
+                self.here("bad.json", json.dumps([{"workOrderId": "innocent"}, bad]).encode())
+                result = self.expect(LOCAL_FAILURE, "workorders", "put", "bad.json")
+                self.assertIn("bad.json, element 2", result.err)
+                self.assertIsNone(self.stored("innocent"))
+
+    def test_same_id_twice_sends_nothing(self):
+        self.here("a.json", b'{"workOrderId": "twice"}')
+        self.here("b.json", b'{"workOrderId": "twice"}')
+        result = self.expect(LOCAL_FAILURE, "workorders", "put", "a.json", "b.json")
+        self.assertIn("b.json, element 1", result.err)
+        self.assertIn("a.json, element 1", result.err)
+        self.assertIsNone(self.stored("twice"))
+
+    def test_file_that_is_no_json_sends_nothing(self):
+        self.here("good.json", b'{"workOrderId": "good"}')
+        self.here("bad.json", b"{")
+        self.expect(LOCAL_FAILURE, "workorders", "put", "good.json", "bad.json")
+        self.assertEqual(self.proxy.requests(), [])
+
+    def test_missing_file(self):
+        self.expect(LOCAL_FAILURE, "workorders", "put", "missing.json")
+
+    def test_more_than_one_body_is_split(self):
+        orders = [{"workOrderId": "s%d" % i, "text": "x" * 1_000_000} for i in range(12)]
+        self.assertEqual(self.put(*orders)["stored"], 12)
+        posts = [c["up"] for c in self.proxy.connections if c["up"].startswith(b"POST")]
+        self.assertEqual(len(posts), 3)
+        for post in posts:
+            self.assertLess(len(post.split(b"\r\n\r\n", 1)[1]), 5_000_000)
+
+    def test_element_of_the_largest_size_is_sent_and_a_byte_more_is_not(self):
+        frame = len('{"cdm":[{"text":"","workOrderId":"size"}]}')
+        fits = {"workOrderId": "size", "text": "x" * (4_999_999 - frame)}
+        self.assertEqual(self.put(fits)["stored"], 1)
+        fits["text"] += "x"
+        failed = self.put(fits, status=LOCAL_FAILURE)["failed"]
+        self.assertEqual([f["element"] for f in failed], [1])
+
+    def test_corrupted_batch_is_noticed(self):
+        self.proxy.add("flip", "up", request=rb"^POST", body=True, at=40)
+        self.put({"text": "y" * 60, "workOrderId": "corrupt"}, status=TRANSFER_CORRUPT)
+
+
+class Progress(ClientTest):
+    def on_terminal(self, *arguments):
+        """Runs the client with a terminal as its standard error; returns what it shows."""
+        master, slave = pty.openpty()
+        with subprocess.Popen([CLIENT, "--host", self.proxy.host, *arguments], cwd=self.local,
+                              stdout=subprocess.PIPE, stderr=slave) as process:
+            os.close(slave)
+            shown = b""
+            try:
+                while True:
+                    shown += os.read(master, 4096)
+            except OSError:  # the other end is closed
+                pass
+            process.stdout.read()
+        os.close(master)
+        self.assertEqual(process.returncode, DONE)
+        return shown.decode()
+
+    def test_bar_on_a_terminal(self):
+        path = self.on_device("f.bin", content(100_000))
+        shown = self.on_terminal("files", "get", path)
+        self.assertRegex(shown, r"f\.bin \[#{20}\] 100% of 97\.7 KiB, \S+ \S+/s, 0:00 left")
+
+    def test_quiet_terminal(self):
+        path = self.on_device("f.bin", content(100_000))
+        self.assertEqual(self.on_terminal("--quiet", "files", "get", path), "")
+
+    def test_no_bar_when_piped(self):
+        path = self.on_device("f.bin", content(100_000))
+        result = self.expect(DONE, "files", "get", path)
+        self.assertEqual((result.out, result.err), ("f.bin: 100000 bytes, verified\n", ""))
+
+    def test_plain_lines_of_a_slow_transfer_when_piped(self):
+        path = self.on_device("slow.bin", content(SLOW))
+        self.proxy.add("delay", request=rb"^GET /api/filemgr", body=True, at=SLOW // 2, seconds=5.5)
+        result = self.expect(DONE, "files", "get", path)
+        self.assertRegex(result.err, r"(?m)^slow\.bin: \d+% of 19\.5 KiB, .*/s, 0:\d\d left$")
+        self.assertNotIn("\r", result.err)
+
+
+SLOW = 20_000
+
+if __name__ == "__main__":
+    unittest.main()
