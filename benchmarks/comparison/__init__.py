@@ -1,0 +1,1 @@
+"""What benchmarks/run measures, one module for each table."""
