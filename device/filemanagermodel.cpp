@@ -1,6 +1,7 @@
 #include "filemanagermodel.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "durablefile.h"
 
@@ -52,7 +53,7 @@ QByteArray FileManagerModel::ReadPiece(const OpenUserFile &open, bool *ok, qint6
 {
     const qint64 rest = std::max<qint64>(0, open.file.status.size - offset);
     const qint64 wanted = std::min({rest, maxLength, LargestPiece});
-    QByteArray piece(static_cast<int>(wanted), Qt::Uninitialized);
+    QByteArray piece = TakePlace(static_cast<int>(wanted));
     const qint64 count = open.descriptor.Read(piece.data(), wanted, offset);
     if (count < 0) {
         errorReporter.ReportError(DescribeFailure("read", open.file.path), "filemanagermodel",
@@ -62,5 +63,22 @@ QByteArray FileManagerModel::ReadPiece(const OpenUserFile &open, bool *ok, qint6
     piece.truncate(static_cast<int>(count));
     *ok = true;
     *lastChunk = count < wanted || wanted == rest;
+    if (*lastChunk) {
+        places = {};
+    } else {
+        places[turn] = piece;
+    }
     return piece;
+}
+
+// While one piece is read the one before it may wait to be sent and the one before that be on its
+// way: the memory of the third one back is used again, unless somebody still shares it.
+QByteArray FileManagerModel::TakePlace(int size)
+{
+    turn = (turn + 1) % places.size();
+    QByteArray place = std::move(places[turn]);
+    if (!place.isDetached() || place.size() != size) {
+        place = QByteArray(size, Qt::Uninitialized);
+    }
+    return place;
 }

@@ -1,6 +1,8 @@
 #ifndef FILEMANAGERMODEL_H
 #define FILEMANAGERMODEL_H
 
+#include <array>
+
 #include "hostmodel.h"
 #include "userfiledirectory.h"
 
@@ -34,9 +36,12 @@ public:
 private:
     QByteArray ReadPiece(const OpenUserFile &open, bool *ok, qint64 offset, qint64 maxLength,
                          bool *lastChunk);
+    QByteArray TakePlace(int size);
 
     const UserFileDirectory &directory;
     IErrorReporter &errorReporter;
+    std::array<QByteArray, 3> places; // the last pieces of a download that goes on
+    size_t turn = 0;                  // the place of the last piece
 };
 
 #endif

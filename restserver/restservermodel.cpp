@@ -3,6 +3,8 @@
 #include <QDebug>
 #include <QMutex>
 #include <QTimer>
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -60,14 +62,16 @@ char *AllocateReadBuffer()
     return buffer != nullptr ? buffer : reserveBuffer;
 }
 
-// A broken connection (a negative count) ends the body.
-DataChunk *ReadChunk(mg_connection *conn)
+// A broken connection (a negative count) ends the body. What is read is copied into `bytes`, whose
+// memory is used again when nobody shares it.
+DataChunk *ReadChunk(mg_connection *conn, QByteArray *bytes)
 {
     char *buffer = AllocateReadBuffer();
     const int count = mg_read(conn, buffer, readSize);
-    auto *chunk = new DataChunk(QByteArray(buffer, qMax(count, 0)), count < readSize);
+    bytes->resize(qMax(count, 0));
+    std::copy_n(buffer, bytes->size(), bytes->data());
     GiveBackPages(buffer, count);
-    return chunk; // NOLINT(clang-analyzer-unix.Malloc): the buffer stays allocated
+    return new DataChunk(*bytes, count < readSize); // NOLINT(clang-analyzer-unix.Malloc): stays
 }
 
 RestServerRequestMethod ParseMethod(const char *text)
@@ -104,11 +108,14 @@ bool WaitUntilRequestChunkTaken()
     return !TimeStamp::CheckTimeout(&start, chunkHandOverWaitMs);
 }
 
+// While one chunk is read the one before it may wait in the queue and the one before that be
+// parsed: the memory of the third one back is free, and the kernel need not prepare any anew.
 void StreamRestOfBody(mg_connection *conn)
 {
+    std::array<QByteArray, 3> places;
     bool lastChunk = false;
-    while (!lastChunk) {
-        std::unique_ptr<DataChunk> chunk(ReadChunk(conn));
+    for (size_t turn = 0; !lastChunk; turn = (turn + 1) % places.size()) {
+        std::unique_ptr<DataChunk> chunk(ReadChunk(conn, &places[turn]));
         lastChunk = chunk->LastChunk();
         if (!WaitUntilRequestChunkTaken()) {
             return;
@@ -121,7 +128,8 @@ void HandOverRequest(mg_connection *conn, RestServerRequestUri uri)
 {
     const mg_request_info *information = mg_get_request_info(conn);
     const RestServerRequestMethod method = ParseMethod(information->request_method);
-    DataChunk *firstChunk = ReadChunk(conn);
+    QByteArray bytes;
+    DataChunk *firstChunk = ReadChunk(conn, &bytes);
     const bool wholeBody = firstChunk->LastChunk();
     requestQueue->push_back(
         new RestServerRequestObject(uri, method, firstChunk, information->request_uri));
