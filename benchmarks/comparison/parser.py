@@ -28,6 +28,6 @@ def measure(build, rounds):
 
 def show_tables(build, rounds):
     for workload, rates in measure(build, rounds).items():
-        ours = rates["ours"]
+        ours = rates["parser"]
         show(f"Parser, {workload}, {rounds} rounds", ["", "MB per CPU s", "ours / it"],
              [[name, f"{rate:.0f}", f"{ours / rate:.2f}"] for name, rate in rates.items()])
