@@ -93,6 +93,12 @@ uint32_t MatchBoundary(multipart_parser *p, const char *bytes, size_t count)
     return found;
 }
 
+// CR, LF and what was matched of the boundary.
+size_t HeldLength(const multipart_parser *p)
+{
+    return size_t(2) + std::min(p->match_index, p->boundary_length);
+}
+
 // A protocol loop: one switch, in the order of the states. Each turn takes one byte, or the whole
 // run of bytes that stay in its state, and leaves the record as single bytes would have done.
 size_t ExecutePiece(multipart_parser *p, const char *buffer, size_t length)
@@ -220,7 +226,7 @@ size_t ExecutePiece(multipart_parser *p, const char *buffer, size_t length)
                 }
                 p->state = PART_DATA_ALMOST_END;
             } else if (i < length) {
-                if (!Emit(p, s->on_part_data, p->held_bytes, size_t(2) + p->match_index)) {
+                if (!Emit(p, s->on_part_data, p->held_bytes, HeldLength(p))) {
                     return i;
                 }
                 p->state = PART_DATA;

@@ -506,6 +506,22 @@ TEST(Parser, RefusesAStateThatDoesNotExist)
     }
 }
 
+TEST(Parser, StaysInsideItsRecordWhenThatIsDamaged)
+{
+    for (const uint32_t index : {4U, 5U, 1000000U, UINT32_MAX}) {
+        RecordedParser parser("--b");
+        parser.Record().state = static_cast<uint8_t>(ParserState::PartDataBoundary);
+        parser.Record().matchIndex = index;
+        EXPECT_EQ(parser.Feed(std::string(3, '\0')), 3U);
+        EXPECT_EQ(parser.Events().Text(), "K(\\r\\n--b) D(\\x00\\x00\\x00)") << index;
+        RecordedParser opening("--b");
+        opening.Record().state = static_cast<uint8_t>(ParserState::StartBoundary);
+        opening.Record().matchIndex = index;
+        EXPECT_EQ(opening.Feed(std::string(3, '\0')), 0U);
+        EXPECT_EQ(opening.Record().matchIndex, index);
+    }
+}
+
 TEST(Parser, StartsWithARecordOfKnownContent)
 {
     const multipart_callbacks callbacks = {};
