@@ -4,7 +4,7 @@
 #include "hostmodel.h"
 
 /** A stored work order in the list of jobs: a plain value that does not change. */
-class StoredJob : public Job
+class StoredJob final : public Job
 {
 public:
     /** `modified` is in UTC. */
