@@ -7,24 +7,25 @@
 DeviceApplication::DeviceApplication(const DeviceOptions &deviceOptions, std::FILE *view)
     : options(deviceOptions)
     , viewOutput(view)
+    , serverGuard(&server)
 {
     server.Construct(this);
 }
 
 DeviceApplication::~DeviceApplication()
 {
-    server.Stop();
+    serverGuard.Stop();
 }
 
 bool DeviceApplication::Start(QString *error)
 {
-    server.Start();
-    if (!server.Running()) {
+    serverGuard.Start();
+    if (!serverGuard.Running()) {
         *error = QStringLiteral("cannot serve on port 8081: another program may be using it");
         return false;
     }
     if (!OpenFolder(error)) {
-        server.Stop();
+        serverGuard.Stop();
         return false;
     }
     return true;
@@ -39,12 +40,13 @@ bool DeviceApplication::OpenFolder(QString *error)
         return false;
     }
     models = std::make_unique<DeviceModels>(options, fileSystem, errorReporter, viewOutput);
+    downloadGuard = std::make_unique<DownloadGuard>(&models->fileManager, &serverGuard);
     return true;
 }
 
 void DeviceApplication::Stop()
 {
-    server.Stop();
+    serverGuard.Stop();
 }
 
 IRootModel *DeviceApplication::RootModel()
@@ -84,7 +86,7 @@ IJobModel *DeviceApplication::JobModel()
 
 IRestServerModel *DeviceApplication::RestServer()
 {
-    return &server;
+    return &serverGuard;
 }
 
 IWorkOrderStore *DeviceApplication::WorkOrderStore()
@@ -99,7 +101,7 @@ ISyncFilesModel *DeviceApplication::SyncFilesModel()
 
 IFileManagerModel *DeviceApplication::FileManagerModel()
 {
-    return &models->fileManager;
+    return downloadGuard.get();
 }
 
 IAssetModel *DeviceApplication::AssetModel()

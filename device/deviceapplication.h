@@ -5,9 +5,11 @@
 #include <memory>
 
 #include "deviceoptions.h"
+#include "downloadguard.h"
 #include "errorreporter.h"
 #include "filesystem.h"
 #include "hostmodel.h"
+#include "restserverguard.h"
 #include "restservermodel.h"
 
 class DeviceModels;
@@ -62,10 +64,14 @@ private:
 
     DeviceOptions options;
     std::FILE *viewOutput;
-    FileSystem fileSystem;
     ::ErrorReporter errorReporter;
-    std::unique_ptr<DeviceModels> models; // none before the folder is open
+    FileSystem fileSystem;
     RestServerModel server;
+    RestServerGuard serverGuard;
+
+    // None of these before the folder is open.
+    std::unique_ptr<DeviceModels> models;
+    std::unique_ptr<DownloadGuard> downloadGuard;
 };
 
 #endif
