@@ -1,8 +1,23 @@
 #include "deviceapplication.h"
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+
 #include "devicemodels.h"
+#include "filedescriptor.h"
 #include "outputline.h"
 #include "samplecontent.h"
+
+namespace {
+
+constexpr quint16 port = 8081;
+
+QString PortTaken()
+{
+    return QStringLiteral("cannot serve on port %1: another program may be using it").arg(port);
+}
+
+} // namespace
 
 DeviceApplication::DeviceApplication(const DeviceOptions &deviceOptions, std::FILE *view)
     : options(deviceOptions)
@@ -17,11 +32,25 @@ DeviceApplication::~DeviceApplication()
     serverGuard.Stop();
 }
 
+bool DeviceApplication::PortIsFree(QString *error)
+{
+    const FileDescriptor probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int on = 1;
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    setsockopt(probe.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    const bool isFree =
+        bind(probe.Number(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    *error = isFree ? QString() : PortTaken();
+    return isFree;
+}
+
 bool DeviceApplication::Start(QString *error)
 {
     serverGuard.Start();
     if (!serverGuard.Running()) {
-        *error = QStringLiteral("cannot serve on port 8081: another program may be using it");
+        *error = PortTaken();
         return false;
     }
     if (!OpenFolder(error)) {

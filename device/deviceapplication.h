@@ -31,6 +31,9 @@ public:
     /** Stops the server if that is still to be done. */
     ~DeviceApplication();
 
+    /** False, with the line that `Start` would give, while another program serves on the port. */
+    static bool PortIsFree(QString *error);
+
     /**
      * Starts the server, makes what is missing of the device's folder and reads it. Requests that
      * come meanwhile are served when the event loop runs.

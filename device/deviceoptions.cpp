@@ -21,6 +21,9 @@ public:
                QStringLiteral("number"), QStringLiteral("0"))
         , storageUnavailable(QStringLiteral("storage-unavailable"),
                              QStringLiteral("Start without the guarded storage."))
+        , requireSandbox(QStringLiteral("require-sandbox"),
+                         QStringLiteral("Do not start where the kernel cannot confine the program "
+                                        "to the folder of the device."))
         , verbose(QStringLiteral("verbose"), QStringLiteral("Print debug lines on standard error."))
         , help({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Print this text."))
         , version({QStringLiteral("v"), QStringLiteral("version")},
@@ -28,13 +31,14 @@ public:
     {
         parser.setApplicationDescription(
             QStringLiteral("A simulated instrument that serves its REST interface on port 8081."));
-        parser.addOptions({data, mode, storageUnavailable, verbose, help, version});
+        parser.addOptions({data, mode, storageUnavailable, requireSandbox, verbose, help, version});
     }
 
     QCommandLineParser parser;
     QCommandLineOption data;
     QCommandLineOption mode;
     QCommandLineOption storageUnavailable;
+    QCommandLineOption requireSandbox;
     QCommandLineOption verbose;
     QCommandLineOption help;
     QCommandLineOption version;
@@ -69,6 +73,7 @@ DeviceOptions ReadValues(const CommandLine &line)
         return Refuse(QStringLiteral("--data is missing: it names the folder of the device"));
     }
     options.action = DeviceOptions::Action::Serve;
+    options.requireSandbox = line.parser.isSet(line.requireSandbox);
     options.dataFolder = QDir::cleanPath(QDir::current().absoluteFilePath(folder));
     options.storageAvailable = !line.parser.isSet(line.storageUnavailable);
     options.verbose = line.parser.isSet(line.verbose);

@@ -20,6 +20,7 @@ struct DeviceOptions
     QString dataFolder; ///< absolute and free of "." and ".."; symbolic links are kept
     int mode = 0;
     bool storageAvailable = true;
+    bool requireSandbox = false;
     bool verbose = false;
 
     /**

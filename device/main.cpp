@@ -7,6 +7,7 @@
 #include "deviceapplication.h"
 #include "devicelog.h"
 #include "deviceoptions.h"
+#include "devicesandbox.h"
 #include "outputline.h"
 #include "terminationsignals.h"
 
@@ -46,10 +47,20 @@ void WarnAboutPath(const QString &path)
 int Serve(const DeviceOptions &options)
 {
     DeviceLog::Install(options.verbose ? Verbosity::Debug : Verbosity::Normal);
+    QString error;
+    if (!DeviceApplication::PortIsFree(&error)) {
+        PrintError(error);
+        return exitFailure;
+    }
+    if (!DeviceSandbox::Enter(options.dataFolder, &error)) {
+        PrintError(error);
+        if (options.requireSandbox) {
+            return exitFailure;
+        }
+    }
     const TerminationSignals termination([] { QCoreApplication::quit(); });
     WarnAboutPath(options.dataFolder);
     DeviceApplication device(options, stdout);
-    QString error;
     if (!device.Start(&error)) {
         PrintError(error);
         return exitFailure;

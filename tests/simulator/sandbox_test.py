@@ -1,0 +1,100 @@
+#!/usr/bin/env python3
+"""What a client cannot reach: uploads to hostile targets, and the sandbox that holds them.
+
+usage: sandbox_test.py SIMULATOR
+"""
+import ctypes
+import json
+import os
+import unittest
+
+from simulator import SimulatorTest, ask, error, upload_body
+
+UPLOAD = "/api/filemgr/v2/userfiles"
+REFUSED = error("Upload failed")
+
+
+def kernel_confines():
+    landlock_create_ruleset = 444
+    version = ctypes.CDLL(None).syscall(landlock_create_ruleset, None, 0, 1)
+    return version > 0
+
+
+class Containment(SimulatorTest):
+    """Hostile targets. Where the kernel cannot confine the program, the same targets are written:
+    the rule for paths is a plain comparison of text."""
+
+    def setUp(self):
+        super().setUp()
+        self.outside = os.path.join(self.folder, "outside")
+        os.mkdir(self.outside)
+
+    def path(self, name):
+        return os.path.join(self.device.files, name)
+
+    def upload(self, target, content=b"abc"):
+        return json.loads(ask("POST", UPLOAD, upload_body(target, content))[1])
+
+    def check(self, target, written):
+        answer = self.upload(target, b"hostile")
+        if kernel_confines():
+            self.assertEqual(answer, REFUSED)
+            self.assertFalse(os.path.lexists(written))
+        else:
+            self.assertEqual(answer, {})
+            self.assertTrue(os.path.lexists(written))
+        self.assertEqual(self.upload(self.path("inside")), {}, "uploads inside go on")
+
+    def test_parent_segments_do_not_lead_out(self):
+        self.check(f"{self.device.files}/../../../outside/file", f"{self.outside}/file")
+
+    def test_many_parent_segments_do_not_lead_out(self):
+        up = "/.." * 64
+        self.check(f"{self.device.files}{up}{self.outside}/file", f"{self.outside}/file")
+
+    def test_a_symbolic_link_to_a_folder_does_not_lead_out(self):
+        os.symlink(self.outside, self.path("link"))
+        self.check(self.path("link/file"), f"{self.outside}/file")
+
+    def test_a_symbolic_link_to_a_file_does_not_lead_out(self):
+        os.symlink(f"{self.outside}/file", self.path("link"))
+        self.check(self.path("link"), f"{self.outside}/file")
+
+    def test_a_sibling_of_the_data_folder_is_out_of_reach(self):
+        os.mkdir(self.device.data + "-sibling")
+        self.check(f"{self.device.files}/../../../device-sibling/file",
+                   f"{self.device.data}-sibling/file")
+
+    def test_an_existing_file_outside_is_not_emptied(self):
+        with open(f"{self.outside}/file", "wb") as file:
+            file.write(b"precious")
+        answer = self.upload(f"{self.device.files}/../../../outside/file", b"hostile")
+        with open(f"{self.outside}/file", "rb") as file:
+            content = file.read()
+        confined = kernel_confines()
+        self.assertEqual(answer, REFUSED if confined else {})
+        self.assertEqual(content, b"precious" if confined else b"hostile")
+
+    def test_a_folder_inside_whose_name_begins_like_the_root_is_written(self):
+        """Below the data folder nothing holds the text of the rule back."""
+        os.mkdir(self.device.files + "-sibling")
+        self.assertEqual(self.upload(self.device.files + "-sibling/file"), {})
+        self.assertTrue(os.path.exists(self.device.files + "-sibling/file"))
+
+
+class RequiredSandbox(SimulatorTest):
+    starts = False
+
+    def test_it_is_there_or_the_program_says_why_and_does_not_start(self):
+        if kernel_confines():
+            self.start("--require-sandbox")
+            self.assertEqual(self.device.stop(), (0, "", ""))
+        else:
+            self.start("--require-sandbox")
+            status, _, errors = self.device.stop()
+            self.assertEqual(status, 1)
+            self.assertEqual(errors.count("\n"), 1)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
