@@ -3,7 +3,9 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include "devicefolder.h"
 #include "devicemodels.h"
+#include "faultymodels.h"
 #include "filedescriptor.h"
 #include "outputline.h"
 #include "samplecontent.h"
@@ -22,6 +24,8 @@ QString PortTaken()
 DeviceApplication::DeviceApplication(const DeviceOptions &deviceOptions, std::FILE *view)
     : options(deviceOptions)
     , viewOutput(view)
+    , faults(options.faults, DeviceFolder(options.dataFolder).FaultsFile(), errorReporter)
+    , fileSystem(faults)
     , serverGuard(&server)
 {
     server.Construct(this);
@@ -69,7 +73,8 @@ bool DeviceApplication::OpenFolder(QString *error)
         return false;
     }
     models = std::make_unique<DeviceModels>(options, fileSystem, errorReporter, viewOutput);
-    downloadGuard = std::make_unique<DownloadGuard>(&models->fileManager, &serverGuard);
+    faultyModels = std::make_unique<FaultyModels>(*models, faults, errorReporter);
+    downloadGuard = std::make_unique<DownloadGuard>(&faultyModels->fileManager, &serverGuard);
     return true;
 }
 
@@ -85,7 +90,7 @@ IRootModel *DeviceApplication::RootModel()
 
 IStorageModel *DeviceApplication::StorageModel()
 {
-    return &models->storage;
+    return &faultyModels->storage;
 }
 
 IModeModel *DeviceApplication::ModeModel()
@@ -120,21 +125,25 @@ IRestServerModel *DeviceApplication::RestServer()
 
 IWorkOrderStore *DeviceApplication::WorkOrderStore()
 {
-    return &models->workOrders;
+    faults.DelayCall();
+    return &faultyModels->workOrders;
 }
 
 ISyncFilesModel *DeviceApplication::SyncFilesModel()
 {
+    faults.DelayCall();
     return &models->syncFiles;
 }
 
 IFileManagerModel *DeviceApplication::FileManagerModel()
 {
+    faults.DelayCall();
     return downloadGuard.get();
 }
 
 IAssetModel *DeviceApplication::AssetModel()
 {
+    faults.DelayCall();
     return &models->asset;
 }
 

@@ -7,12 +7,14 @@
 #include "deviceoptions.h"
 #include "downloadguard.h"
 #include "errorreporter.h"
-#include "filesystem.h"
+#include "faultplan.h"
+#include "faultyfilesystem.h"
 #include "hostmodel.h"
 #include "restserverguard.h"
 #include "restservermodel.h"
 
 class DeviceModels;
+class FaultyModels;
 
 /**
  * The simulated device: owns every model and the REST server, and is the root of the model tree.
@@ -68,12 +70,14 @@ private:
     DeviceOptions options;
     std::FILE *viewOutput;
     ::ErrorReporter errorReporter;
-    FileSystem fileSystem;
+    FaultPlan faults;
+    FaultyFileSystem fileSystem;
     RestServerModel server;
     RestServerGuard serverGuard;
 
-    // None of these before the folder is open.
+    // None of these before the folder is open. The library asks the last ones.
     std::unique_ptr<DeviceModels> models;
+    std::unique_ptr<FaultyModels> faultyModels;
     std::unique_ptr<DownloadGuard> downloadGuard;
 };
 

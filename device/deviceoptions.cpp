@@ -4,6 +4,8 @@
 #include <QCoreApplication>
 #include <QDir>
 
+#include "faultplan.h"
+
 namespace {
 
 /** The options, declared once for reading and for the help. */
@@ -24,6 +26,12 @@ public:
         , requireSandbox(QStringLiteral("require-sandbox"),
                          QStringLiteral("Do not start where the kernel cannot confine the program "
                                         "to the folder of the device."))
+        , fault(QStringLiteral("fault"),
+                QStringLiteral("Let something go wrong; may be given several times: %1. The file "
+                               "state/faults in the folder of the device does the same, one fault "
+                               "in a line, while the program runs.")
+                    .arg(FaultPlan::Names()),
+                QStringLiteral("name[=value]"))
         , verbose(QStringLiteral("verbose"), QStringLiteral("Print debug lines on standard error."))
         , help({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Print this text."))
         , version({QStringLiteral("v"), QStringLiteral("version")},
@@ -31,7 +39,8 @@ public:
     {
         parser.setApplicationDescription(
             QStringLiteral("A simulated instrument that serves its REST interface on port 8081."));
-        parser.addOptions({data, mode, storageUnavailable, requireSandbox, verbose, help, version});
+        parser.addOptions(
+            {data, mode, storageUnavailable, requireSandbox, fault, verbose, help, version});
     }
 
     QCommandLineParser parser;
@@ -39,6 +48,7 @@ public:
     QCommandLineOption mode;
     QCommandLineOption storageUnavailable;
     QCommandLineOption requireSandbox;
+    QCommandLineOption fault;
     QCommandLineOption verbose;
     QCommandLineOption help;
     QCommandLineOption version;
@@ -71,6 +81,14 @@ DeviceOptions ReadValues(const CommandLine &line)
     const QString folder = line.parser.value(line.data);
     if (folder.isEmpty()) {
         return Refuse(QStringLiteral("--data is missing: it names the folder of the device"));
+    }
+    options.faults = line.parser.values(line.fault);
+    for (const QString &fault : qAsConst(options.faults)) {
+        FaultPlan::Faults ignored;
+        QString error;
+        if (!FaultPlan::Parse(fault, &ignored, &error)) {
+            return Refuse(QStringLiteral("--fault: %1").arg(error));
+        }
     }
     options.action = DeviceOptions::Action::Serve;
     options.requireSandbox = line.parser.isSet(line.requireSandbox);

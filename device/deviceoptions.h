@@ -21,6 +21,7 @@ struct DeviceOptions
     int mode = 0;
     bool storageAvailable = true;
     bool requireSandbox = false;
+    QStringList faults; ///< each one that `FaultPlan::Parse` takes
     bool verbose = false;
 
     /**

@@ -125,6 +125,7 @@ void WriteAsset(Writer *writer, const DeviceFolder &folder)
 {
     writer->Write(folder.AssetFile(), QJsonObject{{"firmwareVersion", "2.4.1"},
                                                   {"model", "Parlowen simulated instrument"},
+                                                  {"simulator", true},
                                                   {"serialNumber", "PW-000042"}});
 }
 

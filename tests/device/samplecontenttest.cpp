@@ -45,14 +45,15 @@ protected:
     QString error;
 };
 
-TEST_F(SampleContentTest, TheAssetHasSerialNumberFirmwareVersionAndModel)
+TEST_F(SampleContentTest, TheAssetHasSerialNumberFirmwareVersionAndModelAndSaysThatItIsASimulator)
 {
     Make();
     const QJsonObject asset = QJsonDocument::fromJson(ContentOf(device.AssetFile())).object();
-    EXPECT_EQ(asset.keys(), QStringList({"firmwareVersion", "model", "serialNumber"}));
-    for (const QJsonValue &value : asset) {
-        EXPECT_FALSE(value.toString().isEmpty());
+    EXPECT_EQ(asset.keys(), QStringList({"firmwareVersion", "model", "serialNumber", "simulator"}));
+    for (const char *key : {"firmwareVersion", "model", "serialNumber"}) {
+        EXPECT_FALSE(asset.value(QLatin1String(key)).toString().isEmpty());
     }
+    EXPECT_EQ(asset.value("simulator"), QJsonValue(true));
 }
 
 TEST_F(SampleContentTest, ADozenWorkOrdersWithTestsAndImages)

@@ -1,0 +1,27 @@
+#ifndef FAULTYFILEMANAGERMODEL_H
+#define FAULTYFILEMANAGERMODEL_H
+
+#include "faultplan.h"
+
+/** A file manager that fails to read or refuses to delete when the plan says so. */
+class FaultyFileManagerModel : public IFileManagerModel
+{
+public:
+    /** Keeps the references; all objects outlive this one. */
+    FaultyFileManagerModel(IFileManagerModel &fileManagerModel, FaultPlan &faultPlan,
+                           IErrorReporter &errors);
+
+    QJsonObject GetUserFiles() override;
+
+    /** A piece that reaches the position of the fault cannot be read, and is the last. */
+    QByteArray ReadFileChunk(QString path, bool *ok, qint64 offset, qint64 maxLength,
+                             bool *lastChunk) override;
+    bool DeleteUserFile(QString path) override;
+
+private:
+    IFileManagerModel &fileManager;
+    FaultPlan &faults;
+    IErrorReporter &errorReporter;
+};
+
+#endif

@@ -1,0 +1,26 @@
+#ifndef FAULTYFILESYSTEM_H
+#define FAULTYFILESYSTEM_H
+
+#include "faultplan.h"
+#include "filesystem.h"
+
+/**
+ * The stores' file system, whose disk is full once the bytes that the plan allows are written.
+ * A change of the plan counts anew.
+ */
+class FaultyFileSystem : public FileSystem
+{
+public:
+    /** Keeps the reference; the plan outlives this object. */
+    explicit FaultyFileSystem(FaultPlan &faultPlan);
+
+    /** Writes as much as still fits; -1 with ENOSPC when that is nothing. */
+    ssize_t Write(int descriptor, const char *data, std::size_t size) override;
+
+private:
+    FaultPlan &faults;
+    int revision = 0; // of the plan, when counting began
+    qint64 written = 0;
+};
+
+#endif

@@ -1,0 +1,123 @@
+#!/usr/bin/env python3
+"""The simulator on a bad day.
+
+usage: faults_test.py SIMULATOR (the helpers of the simulator's tests must be on the Python path)
+"""
+import json
+import os
+import subprocess
+import time
+import unittest
+
+from simulator import PROGRAM, SimulatorTest, ask, ask_json, by_path, error, upload_body
+
+SYNC = "/api/syncfiles/v1/"
+MANAGER = "/api/filemgr/v2/"
+WORKFLOW = "/api/workflow/v1/"
+REFUSED = error("Upload failed")
+
+
+class BadDay(SimulatorTest):
+    def faults(self, *lines):
+        with open(os.path.join(self.device.data, "state", "faults"), "w", encoding="utf-8") as file:
+            file.write("\n".join(lines))
+
+    def path(self, name):
+        return os.path.join(self.device.files, name)
+
+    def upload(self, path, content=b"abc"):
+        return json.loads(ask("POST", MANAGER + "userfiles", upload_body(path, content))[1])
+
+
+class Faults(BadDay):
+    def test_the_asset_information_says_that_this_is_a_simulator(self):
+        self.assertIs(ask_json("GET", "/info")["assetInfo"]["simulator"], True)
+
+    def test_a_slow_call_takes_its_time(self):
+        self.faults("slow-call=300")
+        before = time.monotonic()
+        ask("GET", "/info")
+        self.assertGreaterEqual(time.monotonic() - before, 0.3)
+
+    def test_without_the_guarded_storage_uploads_and_downloads_fail(self):
+        self.assertEqual(self.upload(self.path("a")), {})
+        self.faults("storage-away")
+        self.assertEqual(self.upload(self.path("b")), REFUSED)
+        self.assertEqual(ask_json("GET", by_path(MANAGER + "userfiles", self.path("a"))),
+                         error("File read failure"))
+        self.faults()
+        self.assertEqual(self.upload(self.path("b")), {})
+
+    def test_without_free_space_uploads_fail_and_leave_the_file_before(self):
+        self.assertEqual(self.upload(self.path("a"), b"old"), {})
+        self.faults("no-space")
+        self.assertEqual(self.upload(self.path("a"), b"new"), REFUSED)
+        self.assertEqual(ask("GET", by_path(SYNC + "userfiles", self.path("a")))[1], b"old")
+
+    def test_a_write_that_fails_stores_nothing_of_a_batch(self):
+        before = ask_json("GET", WORKFLOW + "list")
+        self.faults("write-fails=10")
+        batch = {"cdm": [{"workOrderId": f"new-{number}"} for number in range(5)]}
+        self.assertEqual(ask_json("POST", WORKFLOW + "workorders", batch),
+                         error("Error in request handler"))
+        self.assertEqual(ask_json("GET", WORKFLOW + "list"), before)
+        self.faults()
+        self.assertEqual(ask_json("POST", WORKFLOW + "workorders", batch), {})
+
+    def test_a_write_that_fails_keeps_the_technician_of_before(self):
+        self.assertEqual(ask_json("POST", "/api/v1/techinfo", {"techId": "before"}), {})
+        self.faults("write-fails=0")
+        ask_json("POST", "/api/v1/techinfo", {"techId": "after"})
+        with open(os.path.join(self.device.data, "state", "technician.json"), encoding="utf-8") as file:
+            self.assertIn("before", file.read())
+
+    def test_a_first_piece_that_cannot_be_read_is_an_error(self):
+        self.assertEqual(self.upload(self.path("a"), b"x" * 100), {})
+        self.faults("read-fails=99")
+        self.assertEqual(ask_json("GET", by_path(MANAGER + "userfiles", self.path("a"))),
+                         error("File read failure"))
+
+    def test_a_later_piece_that_cannot_be_read_ends_the_file_there(self):
+        self.assertEqual(self.upload(self.path("a"), b"x" * 12_000_000), {})
+        self.faults("read-fails=11000000")
+        content = ask("GET", by_path(MANAGER + "userfiles", self.path("a")))[1]
+        self.assertEqual(len(content), 10_000_000)
+
+    def test_a_delete_is_refused_and_the_file_stays(self):
+        self.assertEqual(self.upload(self.path("a")), {})
+        self.faults("delete-refused")
+        self.assertEqual(ask_json("DELETE", by_path(MANAGER + "userfiles", self.path("a"))),
+                         error("Invalid URI"))
+        self.assertTrue(os.path.exists(self.path("a")))
+
+    def test_the_work_order_store_fails(self):
+        self.faults("store-fails")
+        self.assertEqual(ask_json("POST", WORKFLOW + "workorders", {"cdm": [{"workOrderId": "x"}]}),
+                         error("Error in request handler"))
+        self.assertEqual(ask_json("GET", WORKFLOW + "workorder/x"), error("Job not found"))
+
+
+class CommandLine(BadDay):
+    arguments = ("--fault", "no-space", "--fault", "delete-refused")
+
+    def test_faults_of_the_command_line_are_in_force_from_the_start(self):
+        self.assertEqual(self.upload(self.path("a")), REFUSED)
+        path = ask_json("GET", MANAGER + "userfiles")["files"][0]["path"]
+        self.assertEqual(ask_json("DELETE", by_path(MANAGER + "userfiles", path)),
+                         error("Invalid URI"))
+
+
+class WrongFault(SimulatorTest):
+    starts = False
+
+    def test_a_wrong_fault_is_refused_with_status_2_and_a_line_that_names_it(self):
+        for fault in ("meteorite", "slow-call", "no-space=1"):
+            result = subprocess.run([PROGRAM, "--data", self.folder, "--fault", fault], check=False,
+                                    capture_output=True, text=True, timeout=60)
+            self.assertEqual(result.returncode, 2)
+            self.assertIn(f'"{fault}"', result.stderr)
+            self.assertEqual(result.stderr.count("\n"), 1)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,170 @@
+#include <QTemporaryDir>
+#include <cerrno>
+#include <faultyfilemanagermodel.h>
+#include <faultyfilesystem.h>
+#include <faultystoragemodel.h>
+#include <faultyworkorderstore.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include "fakehost.h"
+
+namespace {
+
+const QString path = QStringLiteral("/files/a");
+
+class FaultyModelsTest : public testing::Test
+{
+protected:
+    void Set(const QByteArray &fault)
+    {
+        QFile file(controlFile);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(fault);
+    }
+
+    QByteArray Read(qint64 offset, qint64 length)
+    {
+        return files.ReadFileChunk(path, &ok, offset, length, &last);
+    }
+
+    QTemporaryDir directory;
+    QString controlFile = directory.filePath(QStringLiteral("faults"));
+    FakeHost host;
+    FaultPlan plan{{}, controlFile, host.errors};
+    FaultyStorageModel storage{host.storage, plan};
+    FaultyFileManagerModel files{host.fileManager, plan, host.errors};
+    FaultyWorkOrderStore store{host.workOrders, plan, host.errors};
+    FaultyFileSystem fileSystem{plan};
+    bool ok = false;
+    bool last = false;
+};
+
+TEST_F(FaultyModelsTest, WithoutAFaultTheStorageModelIsAsked)
+{
+    host.storage.directories[9] = QStringLiteral("/files");
+    EXPECT_EQ(storage.Directory(9).path(), QStringLiteral("/files"));
+    EXPECT_TRUE(storage.IsStorageAvailable());
+    storage.BeginStorageAccess();
+    storage.EndStorageAccess();
+    EXPECT_TRUE(storage.HasFreeSpace(1));
+    EXPECT_EQ(host.log.Calls().size(), 5U);
+    host.storage.available = false;
+    host.storage.freeSpace = false;
+    EXPECT_FALSE(storage.IsStorageAvailable());
+    EXPECT_FALSE(storage.HasFreeSpace(1));
+}
+
+TEST_F(FaultyModelsTest, TheGuardedStorageGoesAwayAndComesBack)
+{
+    Set("storage-away");
+    EXPECT_FALSE(storage.IsStorageAvailable());
+    Set("");
+    EXPECT_TRUE(storage.IsStorageAvailable());
+}
+
+TEST_F(FaultyModelsTest, ThereIsNoFreeSpace)
+{
+    Set("no-space");
+    EXPECT_FALSE(storage.HasFreeSpace(0));
+}
+
+TEST_F(FaultyModelsTest, WithoutAFaultTheFileManagerIsAsked)
+{
+    host.fileManager.userFiles = {{QStringLiteral("files"), 1}};
+    host.fileManager.files[path] = QByteArrayLiteral("0123456789");
+    EXPECT_EQ(files.GetUserFiles(), host.fileManager.userFiles);
+    EXPECT_EQ(Read(0, 4), QByteArrayLiteral("0123"));
+    EXPECT_TRUE(ok);
+    EXPECT_FALSE(last);
+    EXPECT_TRUE(files.DeleteUserFile(path));
+}
+
+TEST_F(FaultyModelsTest, PiecesBeforeTheFailingPositionCanBeRead)
+{
+    host.fileManager.files[path] = QByteArrayLiteral("0123456789");
+    Set("read-fails=8");
+    EXPECT_EQ(Read(4, 4), QByteArrayLiteral("4567"));
+    EXPECT_TRUE(ok);
+    EXPECT_FALSE(last);
+}
+
+TEST_F(FaultyModelsTest, APieceWithTheFailingPositionCannotBeReadAndIsTheLast)
+{
+    host.fileManager.files[path] = QByteArrayLiteral("0123456789AB");
+    Set("read-fails=7");
+    EXPECT_EQ(Read(4, 4), QByteArray());
+    EXPECT_FALSE(ok);
+    EXPECT_TRUE(last);
+    EXPECT_EQ(host.errors.reports.size(), 1U);
+}
+
+TEST_F(FaultyModelsTest, ADeleteIsRefused)
+{
+    Set("delete-refused");
+    EXPECT_FALSE(files.DeleteUserFile(path));
+    EXPECT_TRUE(host.log.Calls().empty());
+}
+
+TEST_F(FaultyModelsTest, WithoutAFaultTheWorkOrderStoreIsAsked)
+{
+    EXPECT_TRUE(store.UpdateWorkOrders(QJsonArray()));
+    bool found = true;
+    store.GetWorkOrder(QStringLiteral("17"), &found);
+    EXPECT_FALSE(found);
+    EXPECT_EQ(host.log.Calls().size(), 2U);
+}
+
+TEST_F(FaultyModelsTest, TheWorkOrderStoreFailsWithAReportAndStoresNothing)
+{
+    Set("store-fails");
+    EXPECT_FALSE(store.UpdateWorkOrders(QJsonArray()));
+    EXPECT_EQ(host.errors.reports.size(), 1U);
+    EXPECT_EQ(host.errors.reports.front().message,
+              QStringLiteral("fault: cannot store work orders"));
+}
+
+class FaultyFileSystemTest : public FaultyModelsTest
+{
+protected:
+    void SetUp() override
+    {
+        descriptor = fileSystem.OpenForWriting(directory.filePath(QStringLiteral("file")));
+        ASSERT_NE(descriptor, -1);
+    }
+
+    void TearDown() override { fileSystem.Close(descriptor); }
+
+    ssize_t Write() { return fileSystem.Write(descriptor, "0123456789", 10); }
+
+    int descriptor = -1;
+};
+
+TEST_F(FaultyFileSystemTest, WithoutAFaultEverythingIsWritten)
+{
+    EXPECT_EQ(Write(), 10);
+    EXPECT_EQ(Write(), 10);
+}
+
+TEST_F(FaultyFileSystemTest, TheDiskIsFullAfterTheBytesThatFit)
+{
+    Set("write-fails=14");
+    EXPECT_EQ(Write(), 10);
+    EXPECT_EQ(Write(), 4);
+    errno = 0;
+    EXPECT_EQ(Write(), -1);
+    EXPECT_EQ(errno, ENOSPC);
+}
+
+TEST_F(FaultyFileSystemTest, AChangeOfThePlanCountsAnew)
+{
+    Set("write-fails=4");
+    EXPECT_EQ(Write(), 4);
+    EXPECT_EQ(Write(), -1);
+    Set("write-fails=16");
+    EXPECT_EQ(Write(), 10);
+    Set("");
+    EXPECT_EQ(Write(), 10);
+}
+
+} // namespace
