@@ -12,11 +12,10 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryDir>
 #include <vector>
 
 #include "fakehost.h"
-#include "fuzzfailure.h"
+#include "fuzzfolder.h"
 #include "referenceparser.h"
 #include "restserverfileprocessor.h"
 
@@ -64,26 +63,18 @@ class Sandbox
 {
 public:
     Sandbox()
-        : directory(TemporaryPlace() + "/parlowen-fuzz-XXXXXX")
     {
-        Require(directory.isValid(), "a temporary directory can be made");
         host.storage.directories[IStorageModel::UserFilesDirectory] = Root();
         processor.Construct(&host);
     }
 
-    QString Root() const { return directory.filePath("file"); }
+    QString Root() const { return folder.Path("file"); }
 
     FakeHost host;
     RestServerFileProcessor processor;
 
 private:
-    static QString TemporaryPlace()
-    {
-        const QString place = qEnvironmentVariable("TMPDIR");
-        return place.isEmpty() ? QStringLiteral("/dev/shm") : place;
-    }
-
-    QTemporaryDir directory;
+    FuzzFolder folder;
 };
 
 struct Upload
@@ -224,9 +215,7 @@ extern "C" const char *__lsan_default_suppressions()
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static const QtMessageHandler previous =
-        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-    Q_UNUSED(previous)
+    SilenceLog();
     static Sandbox sandbox;
     const Upload upload = ReadUpload(
         QByteArray(reinterpret_cast<const char *>(data), static_cast<int>(size)), sandbox.Root());
