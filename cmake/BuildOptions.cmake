@@ -7,6 +7,11 @@ add_library(parlowen_build_options INTERFACE)
 target_compile_options(parlowen_build_options INTERFACE
     -Wall -Wextra -Wconversion -Wshadow
     $<$<BOOL:${PARLOWEN_WARNINGS_AS_ERRORS}>:-Werror>)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # Files above 2 GiB and times after January 2038, as on 64-bit processors.
+    target_compile_definitions(parlowen_build_options INTERFACE
+        _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 
 if(PARLOWEN_SANITIZE)
     # Everything is built with the sanitizer, so that no object is left out.

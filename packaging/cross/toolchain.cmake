@@ -11,6 +11,9 @@ string(REGEX REPLACE "-.*" "" CMAKE_SYSTEM_PROCESSOR "${PARLOWEN_CROSS_TRIPLE}")
 set(CMAKE_C_COMPILER ${PARLOWEN_CROSS_TRIPLE}-gcc)
 set(CMAKE_CXX_COMPILER ${PARLOWEN_CROSS_TRIPLE}-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE ${PARLOWEN_CROSS_TRIPLE})
+# Everything in the root was built by compilers of one convention; how the ones before GCC 7 passed
+# some arguments on 32-bit ARM is of no interest.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 
 set(CMAKE_SYSROOT ${PARLOWEN_CROSS_ROOT})
 set(CMAKE_FIND_ROOT_PATH ${PARLOWEN_CROSS_ROOT})
