@@ -30,7 +30,10 @@ QMutex *httpMutex = nullptr; // held from before a body is read until its reply 
 SharedQueue<DataChunk *> *requestChunkQueueSingleton = nullptr;
 SharedQueue<DataChunk *> *responseChunkQueueSingleton = nullptr;
 
-// For bodies that are read when malloc has nothing left. Guarded by httpMutex.
+// Address space that read buffers leave to everything else in the process.
+constexpr size_t roomForOthers = size_t(256) * 1024 * 1024;
+
+// For bodies that are read when that room is all that is left. Guarded by httpMutex.
 char reserveBuffer[readSize];
 
 template <typename T>
@@ -56,9 +59,23 @@ void GiveBackPages(char *buffer, int usedBytes)
     }
 }
 
+// Read buffers stay, and use up the address space of a 32-bit process within some 800 reads. The
+// chunk that is made of a body, and the application, must be able to allocate after that.
+bool IsRoomLeft()
+{
+    constexpr size_t size = roomForOthers + readSize;
+    void *room = mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (room == MAP_FAILED) {
+        return false;
+    }
+    munmap(room, size);
+    return true;
+}
+
 char *AllocateReadBuffer()
 {
-    auto *buffer = static_cast<char *>(std::malloc(readSize));
+    char *buffer = IsRoomLeft() ? static_cast<char *>(std::malloc(readSize)) : nullptr;
     return buffer != nullptr ? buffer : reserveBuffer;
 }
 

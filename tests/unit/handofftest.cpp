@@ -2,7 +2,9 @@
 
 #include <QTemporaryDir>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
+#include <sys/mman.h>
 
 #include "casename.h"
 #include "debuglogcapture.h"
@@ -12,11 +14,35 @@ extern "C" {
 void *__real_malloc(size_t size);        // NOLINT(bugprone-reserved-identifier)
 extern void *__wrap_malloc(size_t size); // NOLINT(bugprone-reserved-identifier)
 static std::atomic<bool> readBuffersRunOut{false};
+static std::atomic<int> readBuffersAllocated{0};
 
 // The linker puts this in front of the malloc of every object in this program.
 void *__wrap_malloc(size_t size)
 {
-    return readBuffersRunOut && size == 5000000 ? nullptr : __real_malloc(size);
+    if (size != 5000000) {
+        return __real_malloc(size);
+    }
+    ++readBuffersAllocated;
+    return readBuffersRunOut ? nullptr : __real_malloc(size);
+}
+
+// And this in front of its mmap, which has another name where a long is too short for offsets.
+#if __SIZEOF_POINTER__ == 4
+#define REAL_MMAP __real_mmap64
+#define WRAP_MMAP __wrap_mmap64
+#else
+#define REAL_MMAP __real_mmap
+#define WRAP_MMAP __wrap_mmap
+#endif
+void *REAL_MMAP(void *address, size_t size, int protection, int flags, int file, off_t offset);
+extern void *WRAP_MMAP(void *address, size_t size, int protection, int flags, int file,
+                       off_t offset);
+static std::atomic<size_t> addressSpaceLeft{SIZE_MAX};
+
+void *WRAP_MMAP(void *address, size_t size, int protection, int flags, int file, off_t offset)
+{
+    return size <= addressSpaceLeft ? REAL_MMAP(address, size, protection, flags, file, offset)
+                                    : MAP_FAILED;
 }
 
 } // extern "C"
@@ -279,6 +305,24 @@ TEST_F(HandOffTest, ABodyIsReadAlsoWhenThereIsNoMemoryForItsBuffer)
     EXPECT_TRUE(chunk->Data() == connection.body.mid(5000000));
     EXPECT_EQ(TickUntil(std::move(result)), 200);
     readBuffersRunOut = false;
+}
+
+TEST_F(HandOffTest, ReadBuffersLeaveAddressSpaceToOthers)
+{
+    const std::pair<size_t, int> buffersWhenThisMuchIsLeft[] = {
+        {256 * 1024 * 1024 + 5000000, 2}, {256 * 1024 * 1024 + 5000000 - 1, 0}, {0, 0}};
+    for (const auto &[left, buffers] : buffersWhenThisMuchIsLeft) {
+        mg_connection connection("POST", "/test", Pattern(5000001));
+        addressSpaceLeft = left;
+        readBuffersAllocated = 0;
+        auto result = Send(&connection, Uri::Test);
+        const std::unique_ptr<DataChunk> chunk(model.RequestChunkQueue()->front());
+        model.RequestChunkQueue()->pop_front();
+        EXPECT_TRUE(chunk->Data() == connection.body.mid(5000000));
+        EXPECT_EQ(TickUntil(std::move(result)), 200);
+        addressSpaceLeft = SIZE_MAX;
+        EXPECT_EQ(readBuffersAllocated, buffers) << left;
+    }
 }
 
 TEST_F(HandOffTest, EveryRouteHandlerPassesItsRoute)
