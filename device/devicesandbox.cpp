@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <filesystemsandbox.h>
+#include <link.h>
 
 namespace {
 
@@ -14,6 +15,27 @@ const std::vector<std::string> readable = {
     "/usr/lib",  "/usr/lib64",   "/usr/share",       "/usr/local/lib",
 };
 
+// The files of the program itself: whoever reports a crash or a leak reads function names there.
+std::vector<std::string> LoadedFiles()
+{
+    std::vector<std::string> files = {"/proc/self/exe"};
+    const auto add = [](dl_phdr_info *object, size_t, void *list) {
+        if (*object->dlpi_name == '/') {
+            static_cast<std::vector<std::string> *>(list)->emplace_back(object->dlpi_name);
+        }
+        return 0;
+    };
+    dl_iterate_phdr(add, &files);
+    return files;
+}
+
+std::vector<std::string> Readable()
+{
+    std::vector<std::string> paths = LoadedFiles();
+    paths.insert(paths.end(), readable.begin(), readable.end());
+    return paths;
+}
+
 } // namespace
 
 bool DeviceSandbox::Enter(const QString &dataFolder, QString *problem)
@@ -22,7 +44,7 @@ bool DeviceSandbox::Enter(const QString &dataFolder, QString *problem)
         return true;
     }
     const FileSystemSandbox::Result result =
-        FileSystemSandbox::Confine({{QFile::encodeName(dataFolder).toStdString()}, readable});
+        FileSystemSandbox::Confine({{QFile::encodeName(dataFolder).toStdString()}, Readable()});
     *problem = QString::fromStdString(result.reason);
     return result.outcome == FileSystemSandbox::Outcome::Confined;
 }
