@@ -10,7 +10,7 @@
 
 /**
  * Takes the part's bytes as a part writer does: copies each slice into the buffer that would be
- * written next. Every contender hands it every byte of the part.
+ * written next. Every contender hands it every byte of the part, or says how many it looked at.
  */
 class Sink
 {
@@ -28,6 +28,9 @@ public:
         __builtin_memcpy(buffer + used, data, size);
         used += size;
     }
+
+    /** Counts bytes of the part that a limit looks at and does not copy. */
+    void Pass(size_t size) { received += size; }
 
     uint64_t Received() const { return received; }
 
@@ -49,6 +52,9 @@ struct Contender
 
 /** The parser, and what it is measured against within this project. */
 std::vector<Contender> OwnContenders();
+
+/** The multipart parsers of other libraries. */
+std::vector<Contender> PeerContenders();
 
 /** Calls `feed(bytes, size)` for each piece of the body. */
 template <typename Feed>

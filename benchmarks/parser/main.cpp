@@ -53,7 +53,10 @@ void Measure(benchmark::State &state, const std::string &workloadName, const Con
 
 int main(int argc, char **argv)
 {
-    const std::vector<Contender> contenders = OwnContenders();
+    std::vector<Contender> contenders = OwnContenders();
+    for (const Contender &peer : PeerContenders()) {
+        contenders.push_back(peer);
+    }
     for (const std::string workloadName : workloadNames) {
         for (const Contender &contender : contenders) {
             benchmark::RegisterBenchmark((workloadName + "/" + contender.name).c_str(),

@@ -39,7 +39,8 @@ void AppendText(std::string *body, size_t count)
     body->resize(end);
 }
 
-// CR LF and a part of the boundary of any length, with one other byte behind it.
+// CR LF and a part of the boundary of any length, with one other byte behind it. Nothing is cut off
+// at the end: a delimiter right behind a prefix of it is more than some parsers can tell apart.
 void AppendPrefixes(std::string *body, size_t count)
 {
     const std::string boundary = boundaryText;
@@ -48,7 +49,6 @@ void AppendPrefixes(std::string *body, size_t count)
     while (body->size() < end) {
         body->append("\r\n").append(boundary, 0, random() % boundary.size()).append("_");
     }
-    body->resize(end);
 }
 
 } // namespace
