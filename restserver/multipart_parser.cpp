@@ -188,12 +188,11 @@ size_t ExecutePiece(multipart_parser *p, const char *buffer, size_t length)
         case PART_DATA:
         partData : {
             const size_t end = scan.FindCr(i);
-            const bool goOn = Emit(p, s->on_part_data, buffer + i, end - i);
-            if (end == length) {
-                return goOn ? length : length - 1;
+            if (!Emit(p, s->on_part_data, buffer + i, end - i)) {
+                return std::min(end, length - 1);
             }
-            if (!goOn) {
-                return end;
+            if (end == length) {
+                return length;
             }
             p->state = PART_DATA_ALMOST_BOUNDARY;
             i = end + 1;
@@ -215,6 +214,13 @@ size_t ExecutePiece(multipart_parser *p, const char *buffer, size_t length)
             ++i;
             if (i == length) {
                 break;
+            }
+            if (buffer[i] != p->boundary[0]) { // so it is for most line ends in a part
+                if (!Emit(p, s->on_part_data, p->held_bytes, 2)) {
+                    return i;
+                }
+                p->state = PART_DATA;
+                goto partData;
             }
             [[fallthrough]];
         case PART_DATA_BOUNDARY: {

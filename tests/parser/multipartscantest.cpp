@@ -1,4 +1,4 @@
-// Both ways to look through a piece, each against the plainest loop. Pieces end where readable
+// Every way to look through a piece, each against the plainest loop. Pieces end where readable
 // memory ends and begin where it begins, so that one byte too many ends the test.
 
 #include <gtest/gtest.h>
@@ -63,7 +63,15 @@ protected:
 };
 
 #if defined(__SSE2__)
-using Scans = testing::Types<multipart::PlainScan, multipart::VectorScan>;
+class Sse2Scan : public multipart::VectorScan
+{
+public:
+    Sse2Scan(const char *bytes, size_t count)
+        : VectorScan(bytes, count, &ListWithSse2)
+    {}
+};
+
+using Scans = testing::Types<multipart::PlainScan, Sse2Scan, multipart::VectorScan>;
 #else
 using Scans = testing::Types<multipart::PlainScan>;
 #endif
@@ -77,10 +85,11 @@ TYPED_TEST(MultipartScan, FindsTheOnlyCrAtEveryPlaceOfEverySize)
             this->ExpectEveryCr(piece, size);
             for (size_t place = 0; place < size; ++place) {
                 piece[place] = '\r';
-                TypeParam scan(piece, size);
-                ASSERT_EQ(scan.FindCr(0), place) << size;
-                ASSERT_EQ(scan.FindCr(place), place) << size;
-                ASSERT_EQ(scan.FindCr(place + 1), size) << size;
+                for (size_t from : {size_t(0), place}) {
+                    TypeParam scan(piece, size);
+                    ASSERT_EQ(scan.FindCr(from), place) << size;
+                    ASSERT_EQ(scan.FindCr(place + 1), size) << size;
+                }
                 piece[place] = 'x';
             }
         }
@@ -94,6 +103,20 @@ TYPED_TEST(MultipartScan, FindsEachOfManyCr)
         for (size_t distance = 1; distance < 150; distance += 7) {
             for (size_t i = 0; i < size; ++i) {
                 piece[i] = i % distance == 0 ? '\r' : '\n';
+            }
+            this->ExpectEveryCr(piece, size);
+        }
+    }
+}
+
+TYPED_TEST(MultipartScan, FindsEveryCrOfAPieceOfManyWindows)
+{
+    const size_t whole = static_cast<size_t>(this->pages.End() - this->pages.Begin());
+    for (size_t size = whole; size > whole - 130; --size) {
+        char *piece = this->pages.End() - size;
+        for (size_t distance : {1, 2, 63, 64, 65, 3000, 20000}) {
+            for (size_t i = 0; i < size; ++i) {
+                piece[i] = i % distance == distance - 1 ? '\r' : '\0';
             }
             this->ExpectEveryCr(piece, size);
         }
