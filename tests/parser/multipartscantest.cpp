@@ -2,6 +2,7 @@
 // memory ends and begin where it begins, so that one byte too many ends the test.
 
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <memory>
 #include <random>
 #include <string>
@@ -114,7 +115,7 @@ TYPED_TEST(MultipartScan, FindsEveryCrOfAPieceOfManyWindows)
     const size_t whole = static_cast<size_t>(this->pages.End() - this->pages.Begin());
     for (size_t size = whole; size > whole - 130; --size) {
         char *piece = this->pages.End() - size;
-        for (size_t distance : {1, 2, 63, 64, 65, 3000, 20000}) {
+        for (const size_t distance : std::initializer_list<size_t>{1, 2, 63, 64, 65, 3000, 20000}) {
             for (size_t i = 0; i < size; ++i) {
                 piece[i] = i % distance == distance - 1 ? '\r' : '\0';
             }
