@@ -10,10 +10,10 @@
  *
  * Usual place, before the program starts any thread:
  *
- *     const FileSystemSandbox::Result result =
- *         FileSystemSandbox::Confine({{"/var/lib/device"}, {"/usr", "/lib", "/etc",
- * "/proc/self"}}); if (result.outcome != FileSystemSandbox::Outcome::Confined) { std::cerr <<
- * result.reason << '\n';
+ *     const FileSystemSandbox::Rules rules = {{"/var/lib/device"}, {"/usr", "/lib", "/etc"}};
+ *     const FileSystemSandbox::Result result = FileSystemSandbox::Confine(rules);
+ *     if (result.outcome != FileSystemSandbox::Outcome::Confined) {
+ *         std::cerr << result.reason << '\n';
  *     }
  *
  * What holds from then on, also for child processes and for the superuser, and cannot be taken

@@ -24,8 +24,9 @@
  *   so on. The guard sees that the event loop came back too late and runs `Stop` and `Start` before
  *   anything else, which drops what was left over. Transfers in flight at that moment break off,
  *   visibly for their clients. Long uploads and downloads are no late answers and do not restart.
- * - A thread that waits for a piece of a download which nobody will send makes `Stop` wait for
- * ever. The guard releases it; its client sees a connection that broke off, not a shorter file.
+ * - A thread that waits for a piece of a download which nobody will send keeps `Stop` waiting
+ *   without end. The guard releases it; its client sees a connection that broke off, not a
+ *   shorter file.
  *
  * What it does not do: a client whose request was already waiting when the late answer came may get
  * that answer; the guard acts when the event loop turns. A client that sends its body slowly keeps

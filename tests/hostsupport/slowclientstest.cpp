@@ -76,6 +76,18 @@ TEST_F(SlowClientsTest, AfterAClientThatWasKilledInAStallTheNextIsServed)
     });
 }
 
+TEST_F(SlowClientsTest, WithoutTheGuardTheNextIsTurnedAwayWhenTheClientIsLongGone)
+{
+    host.fileManager = &host;
+    RunClient([this] {
+        RawClient client;
+        StallInDownload(&client, 11);
+        client.Vanish();
+        const std::string answer = Exchange(Request("GET", "/info"));
+        EXPECT_NE(answer.find(" 408 "), std::string::npos) << answer;
+    });
+}
+
 TEST_F(SlowClientsTest, TheServerStopsWhileAClientStallsAndTheClientSeesABrokenTransfer)
 {
     RawClient client;
