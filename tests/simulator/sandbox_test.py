@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
-"""What a client cannot reach: uploads to hostile targets, and the sandbox that holds them.
+"""What a client can reach and what not: uploads to hostile targets, the sandbox that holds them, and
+requests of web pages.
 
 usage: sandbox_test.py SIMULATOR
 """
 import ctypes
+import http.client
 import json
 import os
 import unittest
 
-from simulator import SimulatorTest, ask, error, upload_body
+from simulator import BOUNDARY, SimulatorTest, ask, error, upload_body
 
 UPLOAD = "/api/filemgr/v2/userfiles"
 REFUSED = error("Upload failed")
@@ -75,11 +77,49 @@ class Containment(SimulatorTest):
         self.assertEqual(answer, REFUSED if confined else {})
         self.assertEqual(content, b"precious" if confined else b"hostile")
 
+    def test_other_files_of_the_device_are_not_held_back(self):
+        """The work orders and the state lie below the data folder."""
+        self.assertEqual(self.upload(f"{self.device.files}/../../workorders/new"), {})
+        self.assertTrue(os.path.exists(f"{self.device.data}/workorders/new"))
+
+    def test_a_hard_link_to_a_file_outside_is_not_held_back(self):
+        with open(f"{self.outside}/file", "wb") as file:
+            file.write(b"precious")
+        os.link(f"{self.outside}/file", self.path("link"))
+        self.assertEqual(self.upload(self.path("link"), b"hostile"), {})
+        with open(f"{self.outside}/file", "rb") as file:
+            self.assertEqual(file.read(), b"hostile")
+
     def test_a_folder_inside_whose_name_begins_like_the_root_is_written(self):
         """Below the data folder nothing holds the text of the rule back."""
         os.mkdir(self.device.files + "-sibling")
         self.assertEqual(self.upload(self.device.files + "-sibling/file"), {})
         self.assertTrue(os.path.exists(self.device.files + "-sibling/file"))
+
+
+class WebPages(SimulatorTest):
+    """Any page in a browser on the network can send requests; that is why the port needs a fence."""
+
+    def request(self, method, path, body=None, **headers):
+        connection = http.client.HTTPConnection("127.0.0.1", 8081, timeout=60)
+        self.addCleanup(connection.close)
+        sent = {name.replace("_", "-"): value for name, value in headers.items()}
+        connection.request(method, path, body, {"Origin": "http://page.example", **sent})
+        response = connection.getresponse()
+        return response, response.read()
+
+    def test_a_preflight_allows_any_origin(self):
+        response, _ = self.request("OPTIONS", "/api/workflow/v1/active",
+                                   Access_Control_Request_Method="PUT")
+        self.assertEqual(response.status, 200)
+        self.assertEqual(response.headers["Access-Control-Allow-Origin"], "*")
+
+    def test_a_form_can_upload_without_one(self):
+        path = os.path.join(self.device.files, "form")
+        form = f"multipart/form-data; boundary={BOUNDARY[2:].decode()}"
+        _, body = self.request("POST", UPLOAD, upload_body(path, b"abc"), Content_Type=form)
+        self.assertEqual(json.loads(body), {})
+        self.assertTrue(os.path.exists(path))
 
 
 class RequiredSandbox(SimulatorTest):
