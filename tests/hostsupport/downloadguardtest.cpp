@@ -259,14 +259,14 @@ TEST_F(DownloadGuardTest, StoppingTheServerEndsTheDownload)
 
 TEST_F(DownloadGuardTest, ALongTurnWhileItSendsDoesNotRestartTheServer)
 {
-    RestServerGuard impatient(&server, 50);
+    RestServerGuard impatient(&server, 4 * waitMs);
     DownloadGuard sendingGuard(&file, &impatient, waitMs);
     impatient.Start();
     const int starts = server.starts;
     Push(QByteArrayLiteral("earlier"), false);
     RunInTurn([&] { sendingGuard.ReadFileChunk(path, &ok, 0, pieceSize, &last); });
     ASSERT_TRUE(RunUntil([&] { return sendingGuard.Sending(); }));
-    RunInTurn([] { QThread::msleep(80); });
+    RunInTurn([] { QThread::msleep(5 * waitMs); });
     RunFor(20);
     EXPECT_EQ(server.starts, starts);
 }
