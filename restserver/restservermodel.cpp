@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <malloc.h>
 #include <memory>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -45,12 +46,13 @@ void DropAll(SharedQueue<T *> *queue)
 }
 
 // Read buffers stay allocated. Their pages go back to the kernel once the bytes were copied, so
-// that only address space is used up, not memory.
+// that address space is used up and, of memory, only the page that the allocator writes to: what
+// it adds behind a buffer up to the end of its last page is the buffer's own.
 void GiveBackPages(char *buffer, int usedBytes)
 {
     static const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
     const auto begin = reinterpret_cast<std::uintptr_t>(buffer);
-    const auto end = begin + readSize;
+    const auto end = begin + (buffer == reserveBuffer ? readSize : malloc_usable_size(buffer));
     const auto firstPage = (begin + pageSize - 1) / pageSize * pageSize;
     const auto lastPage = end / pageSize * pageSize;
     if (usedBytes > 0 && firstPage < lastPage) {

@@ -1,10 +1,14 @@
 #include "handoff.h"
 
 #include <QTemporaryDir>
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <malloc.h>
 #include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
 
 #include "casename.h"
 #include "debuglogcapture.h"
@@ -15,6 +19,7 @@ void *__real_malloc(size_t size);        // NOLINT(bugprone-reserved-identifier)
 extern void *__wrap_malloc(size_t size); // NOLINT(bugprone-reserved-identifier)
 static std::atomic<bool> readBuffersRunOut{false};
 static std::atomic<int> readBuffersAllocated{0};
+static std::atomic<char *> newestReadBuffer{nullptr};
 
 // The linker puts this in front of the malloc of every object in this program.
 void *__wrap_malloc(size_t size)
@@ -23,7 +28,8 @@ void *__wrap_malloc(size_t size)
         return __real_malloc(size);
     }
     ++readBuffersAllocated;
-    return readBuffersRunOut ? nullptr : __real_malloc(size);
+    newestReadBuffer = readBuffersRunOut ? nullptr : static_cast<char *>(__real_malloc(size));
+    return newestReadBuffer;
 }
 
 // And this in front of its mmap, which has another name where a long is too short for offsets.
@@ -323,6 +329,22 @@ TEST_F(HandOffTest, ReadBuffersLeaveAddressSpaceToOthers)
         addressSpaceLeft = SIZE_MAX;
         EXPECT_EQ(readBuffersAllocated, buffers) << left;
     }
+}
+
+// The pages that a buffer shares with what the allocator keeps around it cannot be given back.
+TEST_F(HandOffTest, OfAReadBufferOnlyPagesThatItSharesStayInMemory)
+{
+    mg_connection connection("POST", "/test", Pattern(4999999));
+    EXPECT_EQ(Exchange(&connection, Uri::Test), 200);
+    const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto begin = reinterpret_cast<std::uintptr_t>(newestReadBuffer.load());
+    const auto end = begin + malloc_usable_size(newestReadBuffer);
+    const auto firstPage = begin / pageSize * pageSize;
+    std::vector<unsigned char> resident((end - firstPage + pageSize - 1) / pageSize);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): page arithmetic
+    ASSERT_EQ(mincore(reinterpret_cast<void *>(firstPage), end - firstPage, resident.data()), 0);
+    const auto shared = (begin % pageSize != 0 ? 1 : 0) + (end % pageSize != 0 ? 1 : 0);
+    EXPECT_EQ(std::count(resident.begin(), resident.end(), 1), shared);
 }
 
 TEST_F(HandOffTest, EveryRouteHandlerPassesItsRoute)
