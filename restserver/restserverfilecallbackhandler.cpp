@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "uploadfile.h"
+#include "userfilespath.h"
 
 namespace {
 
@@ -114,6 +115,13 @@ void RestServerFileCallbackHandler::NotifyPartEnd()
     }
 }
 
+void RestServerFileCallbackHandler::NotifyPieceEnd()
+{
+    if (file != nullptr && file->isOpen()) {
+        file->WriteOut();
+    }
+}
+
 // A further part starts the file anew; the object of the part before it is not released.
 void RestServerFileCallbackHandler::OpenFile()
 {
@@ -164,8 +172,7 @@ QString RestServerFileCallbackHandler::GetFilename(bool *ok)
         qDebug() << "No space!";
         return QString();
     }
-    const QDir root = model->StorageModel()->Directory(IStorageModel::UserFilesDirectory);
-    if (!path.startsWith(root.absolutePath())) {
+    if (!IsUserFilesPath(path, model->StorageModel())) {
         qDebug() << "Incorrect path provided";
         return QString();
     }

@@ -14,10 +14,13 @@ class UploadFile;
  * their headers are not looked at.
  *
  *     handler.Reset();
- *     // NotifyPartStart, ProcessPartData..., NotifyPartEnd for each part
+ *     // for each piece of the body:
+ *     //     NotifyPartStart, ProcessPartData..., NotifyPartEnd for each part in it
+ *     handler.NotifyPieceEnd();
  *     bool stored = handler.GetFinalResult();
  *
- * An upload that ends early leaves its file open until the next `Reset`.
+ * An upload that ends early leaves its file open until the next `Reset`. An event that does not fit
+ * the state is reported to the host or ignored; it never stops the upload of what follows.
  *
  * Main thread only, one upload at a time.
  */
@@ -35,6 +38,9 @@ public:
     void NotifyPartStart();
     void ProcessPartData(const char *data, int length);
     void NotifyPartEnd();
+
+    /** The file, if there is one, has all bytes so far from here on, also when no more come. */
+    void NotifyPieceEnd();
 
     /**
      * The target named by the metadata, with `*ok` true; an empty string, with `*ok` false, when

@@ -5,6 +5,7 @@
 
 #include "restserverfilecallbackhandler.h"
 #include "restserverfiledownloadcontext.h"
+#include "userfilespath.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ void Execute(multipart_parser *parser, const QByteArray &data)
 {
     // A malformed body only stops producing events; the upload handler's verdict tells.
     multipart_parser_execute(parser, data.constData(), static_cast<size_t>(data.size()));
+    uploadHandler->NotifyPieceEnd();
 }
 
 } // namespace
@@ -43,9 +45,7 @@ void RestServerFileProcessor::Shutdown() {}
 
 bool RestServerFileProcessor::CheckFilePath(QString path)
 {
-    const QDir root =
-        applicationModel->StorageModel()->Directory(IStorageModel::UserFilesDirectory);
-    return path.startsWith(root.absolutePath());
+    return IsUserFilesPath(path, applicationModel->StorageModel());
 }
 
 int RestServerFileProcessor::FindBoundaryLength(const QByteArray *data)

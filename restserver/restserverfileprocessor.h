@@ -26,10 +26,7 @@ public:
     void Construct(IApplicationModel *model) override;
     void Shutdown() override;
 
-    /**
-     * True when `path` begins with the text of the user-files directory's absolute path. Nothing is
-     * resolved: what lies behind such a path is for the host to check.
-     */
+    /** Whether a download of `path` is allowed; see `IsUserFilesPath`. */
     bool CheckFilePath(QString path);
 
     /** The length of the first line: the position of the first CR, or 0 when there is none. */
@@ -38,14 +35,16 @@ public:
     /**
      * Stores an upload whose body begins with `firstChunk` (which stays the caller's) and goes on,
      * unless that chunk is the last, on the request chunk queue. Blocks until the last chunk, or
-     * until none has come for 10 s. True when a file was written and closed.
+     * until none has come for 10 s, which is reported. True when a file was written and closed,
+     * also when chunks behind it were missing; false without a look at the body when the chunk is
+     * null (reported) or the guarded storage cannot be entered.
      */
     bool ProcessFileUploadRequest(DataChunk *firstChunk);
 
     /**
      * Reads the first piece of a file. On success `*chunk` is the caller's new chunk and `*context`
      * the caller's new context for the rest, or null when there is no rest. On failure both are
-     * null.
+     * null. A null `chunk` is reported, and nothing is set; `context` must not be null.
      */
     bool ProcessFileDownloadRequest(QString path, DataChunk **chunk, IDownloadContext **context);
 

@@ -29,6 +29,12 @@ void UploadFile::Append(const char *data, int length)
     }
 }
 
+void UploadFile::WriteOut()
+{
+    WriteGathered();
+    flush();
+}
+
 void UploadFile::close()
 {
     WriteGathered();

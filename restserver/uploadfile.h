@@ -5,7 +5,8 @@
 
 /**
  * The target of an upload: a file that takes bytes in slices of any size. A multipart body is cut
- * at every CR, so most slices are short; they are gathered and written together.
+ * at every CR, so most slices are short; they are gathered and written together. What no `WriteOut`
+ * has followed is lost when the process ends.
  *
  * Main thread only.
  */
@@ -17,6 +18,9 @@ public:
 
     /** Adds the bytes at the end. Whether the disk takes them is not checked. */
     void Append(const char *data, int length);
+
+    /** Writes what was gathered, so that the file has all that it was given. */
+    void WriteOut();
 
     /** Writes what was gathered, then closes. */
     void close() override;

@@ -200,6 +200,14 @@ TEST_F(UploadTest, ABodyThatBreaksOffLeavesWhatWasWritten)
     EXPECT_EQ(Content(), QByteArray("next"));
 }
 
+TEST_F(UploadTest, WhatAPieceOfABodyBroughtIsInTheFileWhenItEnds)
+{
+    const QByteArray content(200000, 'x');
+    const QByteArray body = Body(content);
+    EXPECT_FALSE(Upload(body.left(body.lastIndexOf('x') + 1)));
+    EXPECT_TRUE(Content() == content) << Content().size();
+}
+
 TEST_F(UploadTest, AVerdictDoesNotLeakIntoTheNextUpload)
 {
     EXPECT_TRUE(Upload(Body("abc")));
