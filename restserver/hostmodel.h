@@ -8,13 +8,13 @@
  * `RestServerModel`, hands its model to `RestServerModel::Construct` and then calls `Start`. From
  * there on the library calls these interfaces to answer HTTP requests.
  *
- * Threads: every operation below is called on the application's Qt main thread, from a timer slot
- * of the library, one call at a time. Implementations need no locks for the library's sake. While
- * an operation runs, the client waits: a request that keeps the main thread for more than 10 s is
- * answered with an internal time-out, and its late answer goes to the next client.
+ * Threads: every operation that the application implements is called on its Qt main thread, from a
+ * timer slot of the library, one call at a time. Implementations need no locks for the library's
+ * sake. While an operation runs, the client waits: a request that keeps the main thread for more
+ * than 10 s is answered with an internal time-out, and its late answer goes to the next client.
  *
- * Ownership: the application owns everything reached through these interfaces and the library
- * deletes none of it; the pointers that the accessors return must not be null and must stay valid
+ * Ownership: the application owns the objects behind these interfaces and the library deletes none
+ * of them; the pointers that the accessors return must not be null and must stay valid
  * for the life of the library. The destructors are protected for that reason.
  *
  * Text: paths and work order ids that come from a URI hold one character per byte that the client
@@ -66,8 +66,14 @@ protected:
 
 /**
  * The REST server as the application and the library's own transfer code see it.
- * `RestServerModel` implements it; the application returns that object from
+ * `RestServerModel` implements it; the application returns that object, or a guard around it, from
  * `IApplicationModel::RestServer`.
+ *
+ * `Start`, `Stop` and `Running` are called by the application, on its main thread. The queues are
+ * the server's, never null, and live as long as the process. Each carries the chunks of the one
+ * transfer that is on its way, in order: whoever pushes a chunk, made with `new`, gives it away,
+ * and whoever takes it deletes it. At most one chunk waits in a queue; push when it is empty. The
+ * next request begins with emptying both, and what it finds in them is not deleted.
  */
 class IRestServerModel
 {
@@ -81,10 +87,10 @@ public:
     /** True between a successful `Start` and `Stop`. */
     virtual bool Running() = 0;
 
-    /** Upload body chunks on their way to the main thread. */
+    /** Upload body chunks, pushed by an HTTP thread and taken by the main thread. */
     virtual SharedQueue<DataChunk *> *RequestChunkQueue() = 0;
 
-    /** Download body chunks on their way to the HTTP thread. */
+    /** Download body chunks, pushed by the main thread and taken by an HTTP thread. */
     virtual SharedQueue<DataChunk *> *ResponseChunkQueue() = 0;
 
 protected:
@@ -95,10 +101,15 @@ protected:
 class IStorageModel
 {
 public:
-    /** The directory behind a key, and there are three. */
+    /** The keys that the library asks for. */
     enum DirectoryKey
     {
-        UserFilesDirectory = 9,       ///< user files; uploads and downloads stay below its path
+        /**
+         * User files. The path of an upload or a download must begin with the text of its path.
+         * That is no fence: "..", links and siblings with a longer name pass, and an upload is
+         * written without asking the application. See `hostsupport/` for a sandbox.
+         */
+        UserFilesDirectory = 9,
         TemplateDirectory = 10,       ///< work order templates
         GuardedTemplateDirectory = 11 ///< further templates, on the guarded storage
     };
@@ -115,7 +126,11 @@ public:
     /** Leaves the guarded storage. The later pieces of a download are read after this. */
     virtual void EndStorageAccess() = 0;
 
-    /** Whether `bytes` more bytes fit. Asked with the size that an upload announces, or 0. */
+    /**
+     * Whether `bytes` more bytes fit. Asked with the "fileSize" that an upload announces, of which
+     * nothing is sure: it may be negative, and is 0 where it is no number or beyond 32 bits, as for
+     * a file of 3 GiB. False refuses the upload.
+     */
     virtual bool HasFreeSpace(qint64 bytes) = 0;
 
 protected:
@@ -161,7 +176,8 @@ class IErrorReporter
 public:
     /**
      * Records one error. `sourceFile` is the bare name of the library's source file, without a
-     * path or suffix; it and `line` say where the error was noticed.
+     * path or suffix; it and `line` tell one kind of error from another. `line` is not always a
+     * line of the present source.
      */
     virtual void ReportError(QString message, const char *sourceFile, int line) = 0;
 

@@ -22,6 +22,9 @@
  * Events for each part: on_part_begin, names and values of its headers, on_headers_done, part data
  * in any number of slices (some of them empty), on_part_end. After the last part: on_body_end.
  *
+ * Header names consist of ASCII letters and hyphens; any other byte before the colon is not
+ * allowed. A line without a colon, empty or not, ends the headers of its part and is not reported.
+ *
  * One thread at a time may use a parser.
  */
 
@@ -63,8 +66,8 @@ typedef struct multipart_callbacks
 /**
  * Makes a parser for one body; there is no reset. `boundary` is copied: it is the whole delimiter
  * as it stands at the start of a line, with its leading hyphens. `settings` is not copied and must
- * outlive the parser. The caller releases the parser with multipart_parser_free. Running out of
- * memory is not checked.
+ * outlive the parser. Neither may be null. The caller releases the parser with
+ * multipart_parser_free. Running out of memory is not checked.
  */
 MULTIPART_PARSER_EXPORT multipart_parser *
 multipart_parser_init(const char *boundary, const multipart_callbacks *settings);
@@ -81,9 +84,10 @@ MULTIPART_PARSER_EXPORT void *multipart_parser_get_data(multipart_parser *parser
 /**
  * Feeds the next `length` bytes of the body. Returns `length` when all were consumed, otherwise the
  * index of the byte at which parsing stopped: one that is not allowed there, or the one during
- * which a callback asked to stop. The body must begin with the boundary; whatever follows its end
- * is ignored. A piece of 4 GiB or more is handled as if it were fed in pieces of 4 GiB less one
- * byte, so that the size of each slice fits its type.
+ * which a callback asked to stop. After a stop the parser stays where it was in the body: the rest
+ * of the piece is lost to it, so feed it nothing more. The body must begin with the boundary;
+ * whatever follows its end is ignored. A piece of 4 GiB or more is handled as if it were fed in
+ * pieces of 4 GiB less one byte, so that the size of each slice fits its type.
  */
 MULTIPART_PARSER_EXPORT size_t multipart_parser_execute(multipart_parser *parser,
                                                         const char *buffer, size_t length);

@@ -7,16 +7,6 @@ namespace {
 
 constexpr long long chunkHandOverWaitMs = 10000;
 
-// False when the HTTP thread has not taken the piece before this one in time.
-bool WaitUntilTaken(SharedQueue<DataChunk *> *queue)
-{
-    TimeStamp start = TimeStamp::GetTimeStamp();
-    while (queue->size() != 0 && !TimeStamp::CheckTimeout(&start, chunkHandOverWaitMs)) {
-        SharedQueue<DataChunk *>::PauseProcessor();
-    }
-    return !TimeStamp::CheckTimeout(&start, chunkHandOverWaitMs);
-}
-
 } // namespace
 
 RestServerFileDownloadContext::RestServerFileDownloadContext(QString filePath, int firstOffset)
@@ -44,14 +34,13 @@ void RestServerFileDownloadContext::SendExtraDownloadContent()
         bool ok = false;
         const QByteArray bytes =
             model->FileManagerModel()->ReadFileChunk(path, &ok, position, pieceSize, &lastChunk);
-        const bool wasLast = lastChunk;
-        auto chunk = std::make_unique<DataChunk>(bytes, wasLast);
+        auto chunk = std::make_unique<DataChunk>(bytes, lastChunk);
         SharedQueue<DataChunk *> *queue = model->RestServer()->ResponseChunkQueue();
-        if (!WaitUntilTaken(queue)) {
+        if (!queue->WaitUntilTaken(chunkHandOverWaitMs)) {
             return;
         }
         queue->push_back(chunk.release());
-        if (wasLast) {
+        if (lastChunk) {
             return;
         }
     }

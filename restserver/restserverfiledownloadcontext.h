@@ -10,8 +10,9 @@
  * The rest of a download: reads a file piece by piece and queues each piece as a chunk once the one
  * before it was taken, so that about two pieces are in memory at a time.
  *
- * Main thread only. Owned by the response that carries it. The HTTP thread may delete both as soon
- * as it has the last chunk, so nothing of this object is touched after that chunk was queued.
+ * Main thread only. Owned by the response that carries it, or taken out of it. The HTTP thread may
+ * delete both as soon as it has the last chunk, so nothing of this object is touched after that
+ * chunk was queued.
  */
 class RestServerFileDownloadContext : public IDownloadContext, public IConstructable
 {

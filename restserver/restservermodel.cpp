@@ -24,7 +24,7 @@ constexpr long long responseWaitMs = 10000;
 constexpr int readSize = 5000000;
 
 // The route handlers have no model pointer, so what couples the threads is reached through these.
-// They are set by the constructor, before any HTTP thread exists, and not changed after that.
+// The constructor sets them, before any HTTP thread exists; a second server would take them over.
 SharedQueue<RestServerRequestObject *> *requestQueue = nullptr;
 SharedQueue<RestServerResponseObject *> *responseQueue = nullptr;
 QMutex *httpMutex = nullptr; // held from before a body is read until its reply is written
@@ -124,19 +124,6 @@ RestServerRequestMethod ParseMethod(const char *text)
     return RestServerRequestMethod::Unknown;
 }
 
-// False when the upload side has not taken the chunk before this one in time.
-bool WaitUntilRequestChunkTaken()
-{
-    TimeStamp start = TimeStamp::GetTimeStamp();
-    while (requestChunkQueueSingleton->size() >= 1) {
-        if (TimeStamp::CheckTimeout(&start, chunkHandOverWaitMs)) {
-            return false;
-        }
-        SharedQueue<DataChunk *>::PauseProcessor();
-    }
-    return !TimeStamp::CheckTimeout(&start, chunkHandOverWaitMs);
-}
-
 // While one chunk is read the one before it may wait in the queue and the one before that be
 // parsed: the memory of the third one back is free, and the kernel need not prepare any anew.
 void StreamRestOfBody(mg_connection *conn)
@@ -147,7 +134,7 @@ void StreamRestOfBody(mg_connection *conn)
         std::unique_ptr<DataChunk> chunk(
             ReadChunk(conn, AllocateReadBufferWithPages(), &places[turn]));
         lastChunk = chunk->LastChunk();
-        if (!WaitUntilRequestChunkTaken()) {
+        if (!requestChunkQueueSingleton->WaitUntilTaken(chunkHandOverWaitMs)) {
             return;
         }
         requestChunkQueueSingleton->push_back(chunk.release());

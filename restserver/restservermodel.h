@@ -29,6 +29,9 @@ enum class RestServerRequestUri;
  * and are then answered with status 408. While a request waits for its answer one core is busy, and
  * while a large body is transferred the main thread is.
  *
+ * The HTTP threads write to Qt's log as well, so a message handler of the application must be
+ * thread-safe. The embedded server writes `error.log` in the working directory.
+ *
  * Only one may exist in a process. Its destructor does not stop the server: call `Stop` first. What
  * the constructor made is kept until the process ends.
  */

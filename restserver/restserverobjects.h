@@ -93,7 +93,8 @@ private:
  *
  * From the moment it is on the response queue it belongs to the HTTP thread that takes it, with one
  * exception: a download's context runs on the main thread until it has queued the last chunk, and
- * the HTTP thread does not delete the response before it has that chunk.
+ * the HTTP thread does not delete the response before it has that chunk. Only where the first piece
+ * is empty does the HTTP thread not wait for more; the context is taken out of such a response.
  */
 class RestServerResponseObject
 {

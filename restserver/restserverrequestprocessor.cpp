@@ -52,14 +52,12 @@ bool HasMember(const QJsonDocument &document, const QString &key)
     return document.object().contains(key);
 }
 
+// For a test that has result data.
 QJsonObject StripTestImage(const QJsonObject &test)
 {
     const QString resultsKey = QStringLiteral("results");
     const QString dataKey = QStringLiteral("data");
     QJsonObject results = test.value(resultsKey).toObject();
-    if (!results.contains(dataKey)) {
-        return test;
-    }
     QJsonObject data = results.value(dataKey).toObject();
     data.remove(QStringLiteral("imageData"));
     results.insert(dataKey, data);
@@ -327,26 +325,26 @@ RestServerResponseObject *RestServerRequestProcessor::ProcessWorkflowWorkorderBy
     if (request == nullptr) {
         return RespondNullRequest(__LINE__);
     }
+    const QString workorder = QStringLiteral("^/api/workflow/v1/workorder/([^/]+)");
     QString id;
-    UriMatch match =
-        MatchUri(QStringLiteral("^/api/workflow/v1/workorder/([^/]+)$"), *request, &id);
-    if (match == UriMatch::Path) {
+    switch (MatchUri(workorder + QStringLiteral("$"), *request, &id)) {
+    case UriMatch::None:
+        break;
+    case UriMatch::WrongCaptureCount:
+        return RespondError(404, invalidUri);
+    case UriMatch::Path:
         return ProcessWorkflowWorkorderByIdRequest(request, id);
     }
-    if (match == UriMatch::None) {
-        match = MatchUri(QStringLiteral("^/api/workflow/v1/workorder/([^/]+)/attachment$"),
-                         *request, &id);
-    } else {
+    switch (MatchUri(workorder + QStringLiteral("/attachment$"), *request, &id)) {
+    case UriMatch::None:
+        break;
+    case UriMatch::WrongCaptureCount:
         return RespondError(404, invalidUri);
+    case UriMatch::Path:
+        qDebug() << "Job Id: " << id;
+        return ProcessWorkflowWorkorderAttachmentByIdRequest(request, id);
     }
-    if (match == UriMatch::None) {
-        return RespondError(404, QStringLiteral("Inavlid URI"));
-    }
-    if (match == UriMatch::WrongCaptureCount) {
-        return RespondError(404, invalidUri);
-    }
-    qDebug() << "Job Id: " << id;
-    return ProcessWorkflowWorkorderAttachmentByIdRequest(request, id);
+    return RespondError(404, QStringLiteral("Inavlid URI"));
 }
 
 RestServerResponseObject *

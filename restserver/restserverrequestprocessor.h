@@ -60,8 +60,10 @@ public:
     RestServerResponseObject *ProcessWorkflowActiveRequest(RestServerRequestObject *request);
     RestServerResponseObject *ProcessWorkflowTemplatesRequest(RestServerRequestObject *request);
 
-    /** Appends the entries of every template file in `directory`; files it cannot read are left
-     * out. */
+    /**
+     * Appends the entries of every template file in `directory`. A file that cannot be opened is
+     * reported and left out. `templates` must not be null; a null is reported, no more.
+     */
     void AppendTemplatesInDirectory(QDir directory, QJsonArray *templates);
 
     RestServerResponseObject *ProcessSyncfilesPendingFilesRequest(RestServerRequestObject *request);

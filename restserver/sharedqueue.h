@@ -65,7 +65,7 @@ public:
     /**
      * Takes the front element off the queue into `*out`, waiting at most `timeout` milliseconds.
      *
-     * The wait polls without sleeping: it answers within a microsecond and keeps one core busy.
+     * The wait polls without sleeping: no wake-up delays it, and it keeps one core busy.
      * Returns false, with the queue untouched, when `out` is null or the time has passed; an
      * element that arrives at the very last moment then stays for the next call.
      */
@@ -86,7 +86,21 @@ public:
         return true;
     }
 
-    /** Tells the processor that the caller spins, so that a sibling hardware thread may proceed. */
+    /**
+     * Waits until the consumer has taken everything, at most `timeout` milliseconds, by polling as
+     * above. Returns false when the time has passed.
+     */
+    bool WaitUntilTaken(long long timeout)
+    {
+        TimeStamp start = TimeStamp::GetTimeStamp();
+        while (size() != 0 && !TimeStamp::CheckTimeout(&start, timeout)) {
+            PauseProcessor();
+        }
+        return !TimeStamp::CheckTimeout(&start, timeout);
+    }
+
+private:
+    // Tells the processor that the caller spins, so that a sibling hardware thread may proceed.
     static void PauseProcessor()
     {
 #if defined(__x86_64__) || defined(__i386__)
@@ -96,7 +110,6 @@ public:
 #endif
     }
 
-private:
     void WaitForElement(std::unique_lock<std::mutex> &lock)
     {
         condition.wait(lock, [this] { return !elements.empty(); });
