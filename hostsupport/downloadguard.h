@@ -43,6 +43,10 @@ public:
     /** How long the library waits until a piece was taken. */
     static constexpr int defaultHandOverWaitMs = 10000;
 
+    /**
+     * Reads files through `fileManagerModel` and looks after the downloads of the server that
+     * `serverGuard` guards. `handOverWaitMs` is another wait only for tests.
+     */
     DownloadGuard(IFileManagerModel *fileManagerModel, RestServerGuard *serverGuard,
                   int handOverWaitMs = defaultHandOverWaitMs);
 

@@ -33,16 +33,18 @@ struct Rules
     std::vector<std::string> readable; ///< read only; an entry that does not exist is passed over
 };
 
+/** What became of an attempt to confine. */
 enum class Outcome
 {
-    Confined,
+    Confined,     ///< the rules are in force, for good
     NotSupported, ///< the kernel has no Landlock, or it is switched off; nothing is restricted
     Failed        ///< a rule could not be made; nothing is restricted
 };
 
+/** The outcome, and why it is not the one that was wanted. */
 struct Result
 {
-    Outcome outcome;
+    Outcome outcome;    ///< whether the rules are in force
     std::string reason; ///< one line without a line end; empty when confined
 };
 

@@ -30,7 +30,7 @@ enum class RestServerRequestUri;
  * while a large body is transferred the main thread is.
  *
  * The HTTP threads write to Qt's log as well, so a message handler of the application must be
- * thread-safe. The embedded server writes `error.log` in the working directory.
+ * thread-safe.
  *
  * Only one may exist in a process. Its destructor does not stop the server: call `Stop` first. What
  * the constructor made is kept until the process ends.

@@ -4,7 +4,7 @@
 // else has to be as the example says.
 
 import assert from "node:assert/strict";
-import { readFileSync } from "node:fs";
+import { readFileSync, rmSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { env } from "node:process";
 
@@ -141,6 +141,16 @@ async function checkBusyDevice() {
   shown.add("Busy");
 }
 
+// The device restarts its server after an answer that came too late, so this comes last.
+async function checkLateDevice() {
+  writeFileSync(env.FAULTS, "slow-call=11000\n");
+  const { status, text } = await ask("GET", "/info");
+  rmSync(env.FAULTS);
+  assert.equal(status, 500);
+  compare("NoAnswer", text);
+  shown.add("NoAnswer");
+}
+
 // Every operation of the description is called by the workflows.
 function checkWorkflows() {
   const { workflows } = yaml.load(readFileSync("arazzo.yaml", "utf8"));
@@ -157,8 +167,8 @@ await checkWorkOrderList();
 await checkFileLists();
 await checkFiles();
 await checkBusyDevice();
+await checkLateDevice();
 
-// An answer that did not come within 10 s is not to be had from a device that is well.
 const unseen = Object.keys(examples).filter((name) => !shown.has(name));
-assert.deepEqual(unseen, ["NoAnswer"]);
+assert.deepEqual(unseen, []);
 console.log(`${shown.size} examples are what the device answers`);

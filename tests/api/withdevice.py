@@ -4,7 +4,8 @@
     withdevice.py SIMULATOR COMMAND [ARGUMENT...]
 
 The device starts with its sample content in a new folder. The command finds the folder of its user
-files in the environment variable USER_FILES. The exit status is the command's.
+files in the environment variable USER_FILES, and the file that sets its faults in FAULTS. The exit
+status is the command's.
 """
 
 import os
@@ -30,7 +31,8 @@ def run(simulator_path, command):
                                          stdout=subprocess.PIPE, stderr=log, text=True)
             try:
                 await_readiness(simulator)
-                environment = dict(os.environ, USER_FILES=str(data / "storage" / "userfiles"))
+                environment = dict(os.environ, USER_FILES=str(data / "storage" / "userfiles"),
+                                   FAULTS=str(data / "state" / "faults"))
                 return subprocess.run(command, env=environment, check=False).returncode
             finally:
                 simulator.terminate()
