@@ -424,6 +424,7 @@ TEST_P(BatchTest, AStartThatCannotFinishABatchAnswersWithItsDocuments)
     EXPECT_EQ(open.errors.messages.size(), 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, BatchTest, testing::Values(2, 20));
+INSTANTIATE_TEST_SUITE_P(Sizes, BatchTest, testing::Values(2, 20),
+                         testing::PrintToStringParamName());
 
 } // namespace

@@ -112,6 +112,7 @@ TEST_P(Differential, RandomBodiesGiveWhatSingleBytesGive)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seed, Differential, testing::Range(1U, 5U));
+INSTANTIATE_TEST_SUITE_P(Seed, Differential, testing::Range(1U, 5U),
+                         testing::PrintToStringParamName());
 
 } // namespace

@@ -104,24 +104,36 @@ TEST_F(ActiveWorkOrderTest, ANumberIsReadAsItsDecimalText)
     EXPECT_EQ(host.jobs.active->WorkOrderId(), QStringLiteral("17"));
 }
 
+struct UnknownCase
+{
+    const char *name;
+    const char *body;
+};
+
 class UnknownActiveWorkOrderTest : public ActiveWorkOrderTest,
-                                   public testing::WithParamInterface<const char *>
+                                   public testing::WithParamInterface<UnknownCase>
 {};
 
 TEST_P(UnknownActiveWorkOrderTest, IsNotFoundAndChangesAndLogsNothing)
 {
     const DebugLogCapture debugLog;
-    ExpectResponse(Put(GetParam()), 404, ErrorBody("WorkOrder not found"));
+    ExpectResponse(Put(GetParam().body), 404, ErrorBody("WorkOrder not found"));
     EXPECT_EQ(host.log.Calls(), Calls());
     EXPECT_EQ(debugLog.Lines(), Calls());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Bodies, UnknownActiveWorkOrderTest,
-    testing::Values("", "json", "{\"activeWorkOrderId\": \"X\"", "{}",
-                    "{\"ActiveWorkOrderId\": \"X\"}", "[{\"activeWorkOrderId\": \"X\"}]",
-                    "{\"activeWorkOrderId\": \"x\"}", "{\"activeWorkOrderId\": \"Y\"}",
-                    "{\"activeWorkOrderId\": null}", "{\"activeWorkOrderId\": [\"X\"]}"));
+    testing::Values(UnknownCase{"EmptyBody", ""}, UnknownCase{"NoJson", "json"},
+                    UnknownCase{"CutOff", "{\"activeWorkOrderId\": \"X\""},
+                    UnknownCase{"NoMember", "{}"},
+                    UnknownCase{"MemberInOtherCase", "{\"ActiveWorkOrderId\": \"X\"}"},
+                    UnknownCase{"Array", "[{\"activeWorkOrderId\": \"X\"}]"},
+                    UnknownCase{"IdInOtherCase", "{\"activeWorkOrderId\": \"x\"}"},
+                    UnknownCase{"OtherId", "{\"activeWorkOrderId\": \"Y\"}"},
+                    UnknownCase{"Null", "{\"activeWorkOrderId\": null}"},
+                    UnknownCase{"ListOfIds", "{\"activeWorkOrderId\": [\"X\"]}"}),
+    CaseName());
 
 TEST_F(ActiveWorkOrderTest, OtherMethodsAreRefusedWithTheTextAsErrorString)
 {

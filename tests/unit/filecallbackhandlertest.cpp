@@ -464,22 +464,35 @@ INSTANTIATE_TEST_SUITE_P(
                     RejectedCase{"Array", "[\"/x/files/a\"]", true, bothAsked, Incorrect("")}),
     CaseName());
 
-class AcceptedPathTest : public PartWriterTest, public testing::WithParamInterface<const char *>
+struct AcceptedPathCase
+{
+    const char *name;
+    const char *path;
+};
+
+class AcceptedPathTest : public PartWriterTest, public testing::WithParamInterface<AcceptedPathCase>
 {};
 
 TEST_P(AcceptedPathTest, NeedOnlyBeginWithTheDirectorysText)
 {
     host.storage.directories[9] = QStringLiteral("/x/files");
     handler.NotifyPartStart();
-    Data("{\"fileUri\": \"" + QByteArray(GetParam()) + "\"}");
+    Data("{\"fileUri\": \"" + QByteArray(GetParam().path) + "\"}");
     bool ok = false;
-    EXPECT_EQ(handler.GetFilename(&ok), QString::fromUtf8(GetParam()));
+    EXPECT_EQ(handler.GetFilename(&ok), QString::fromUtf8(GetParam().path));
     EXPECT_TRUE(ok);
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, AcceptedPathTest,
-                         testing::Values("/x/files/a", "/x/files", "/x/files2/a", "/x/files/../a",
-                                         "/x/files//a", "/x/files/gr\xc3\xbc\xc3\x9f"));
+                         testing::Values(AcceptedPathCase{"Inside", "/x/files/a"},
+                                         AcceptedPathCase{"TheDirectoryItself", "/x/files"},
+                                         AcceptedPathCase{"Sibling", "/x/files2/a"},
+                                         AcceptedPathCase{"DotDot", "/x/files/../a"},
+                                         AcceptedPathCase{"TwoSlashes", "/x/files//a"},
+                                         AcceptedPathCase{"SlashAtTheEnd", "/x/files/"},
+                                         AcceptedPathCase{"LettersOutsideAscii",
+                                                          "/x/files/gr\xc3\xbc\xc3\x9f"}),
+                         CaseName());
 
 struct SizeCase
 {

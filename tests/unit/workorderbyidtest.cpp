@@ -71,29 +71,39 @@ TEST_F(WorkOrderByIdTest, OtherMethodsAreRefused)
                   ErrorBody("Method not allowed"));
 }
 
+struct InvalidUriCase
+{
+    const char *name;
+    const char *uri;
+};
+
 class InvalidWorkOrderUriTest : public ProcessorTest,
-                                public testing::WithParamInterface<const char *>
+                                public testing::WithParamInterface<InvalidUriCase>
 {};
 
 TEST_P(InvalidWorkOrderUriTest, IsNotFoundWithTheMessageSpeltSo)
 {
     const DebugLogCapture debugLog;
-    ExpectResponse(Answer(byUri, Method::Get, GetParam()), 404, ErrorBody("Inavlid URI"));
-    ExpectResponse(Answer(byUri, Method::Post, GetParam()), 404, ErrorBody("Inavlid URI"));
+    ExpectResponse(Answer(byUri, Method::Get, GetParam().uri), 404, ErrorBody("Inavlid URI"));
+    ExpectResponse(Answer(byUri, Method::Post, GetParam().uri), 404, ErrorBody("Inavlid URI"));
     EXPECT_EQ(host.log.Calls(), Calls());
     EXPECT_EQ(debugLog.Lines(), Calls());
 }
 
-INSTANTIATE_TEST_SUITE_P(Uris, InvalidWorkOrderUriTest,
-                         testing::Values("/api/workflow/v1/workorder/",
-                                         "/api/workflow/v1/workorder/a/b",
-                                         "/api/workflow/v1/workorder//attachment",
-                                         "/api/workflow/v1/workorder/a/attachment/",
-                                         "/api/workflow/v1/workorder/a/b/attachment",
-                                         "/api/workflow/v1/workorder/a/Attachment",
-                                         "/api/workflow/v1/Workorder/a",
-                                         "http://device/api/workflow/v1/workorder/a",
-                                         "//api/workflow/v1/workorder/a", ""));
+INSTANTIATE_TEST_SUITE_P(
+    Uris, InvalidWorkOrderUriTest,
+    testing::Values(
+        InvalidUriCase{"NoId", "/api/workflow/v1/workorder/"},
+        InvalidUriCase{"MoreThanAnId", "/api/workflow/v1/workorder/a/b"},
+        InvalidUriCase{"AttachmentWithoutId", "/api/workflow/v1/workorder//attachment"},
+        InvalidUriCase{"SlashAfterAttachment", "/api/workflow/v1/workorder/a/attachment/"},
+        InvalidUriCase{"MoreThanAnIdBeforeAttachment", "/api/workflow/v1/workorder/a/b/attachment"},
+        InvalidUriCase{"AttachmentInOtherCase", "/api/workflow/v1/workorder/a/Attachment"},
+        InvalidUriCase{"OtherCase", "/api/workflow/v1/Workorder/a"},
+        InvalidUriCase{"WithTheHost", "http://device/api/workflow/v1/workorder/a"},
+        InvalidUriCase{"TwoSlashesInFront", "//api/workflow/v1/workorder/a"},
+        InvalidUriCase{"Empty", ""}),
+    CaseName());
 
 class AttachmentTest : public ProcessorTest
 {
