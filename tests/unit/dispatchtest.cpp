@@ -1,4 +1,6 @@
 #include <QJsonObject>
+#include <iterator>
+#include <set>
 
 #include "debuglogcapture.h"
 #include "exchange.h"
@@ -237,47 +239,46 @@ TEST_P(NullRequestTest, IsReportedAndAnswered)
     EXPECT_EQ(host.log.Calls(),
               Calls({"ErrorReporter.ReportError(Null request provided, returning HTTP error, "
                      "restserverrequestprocessor)"}));
-    EXPECT_GT(host.errors.reports.at(0).line, 0);
 }
 
 using Processor = RestServerRequestProcessor;
 
-INSTANTIATE_TEST_SUITE_P(
-    Handlers, NullRequestTest,
-    testing::Values(
-        NullRequestCase{"Info", &Processor::ProcessInfoRequest, inHandler, ""},
-        NullRequestCase{"TechInfo", &Processor::ProcessTechInfoRequest, "", inHandler},
-        NullRequestCase{"WorkflowList", &Processor::ProcessWorkflowListRequest, inHandler, ""},
-        NullRequestCase{"WorkflowWorkorders", &Processor::ProcessWorkflowWorkordersRequest,
-                        inHandler, ""},
-        NullRequestCase{"WorkflowWorkorderByIdGeneric",
-                        &Processor::ProcessWorkflowWorkorderByIdGenericRequest, inHandler, ""},
-        NullRequestCase{"WorkflowActive", &Processor::ProcessWorkflowActiveRequest, inHandler, ""},
-        NullRequestCase{"WorkflowTemplates", &Processor::ProcessWorkflowTemplatesRequest, inHandler,
-                        ""},
-        NullRequestCase{"SyncfilesPendingFiles", &Processor::ProcessSyncfilesPendingFilesRequest,
-                        inHandler, ""},
-        NullRequestCase{"SyncfilesPendingFilesAll",
-                        &Processor::ProcessSyncfilesPendingFilesAllRequest, inHandler, ""},
-        NullRequestCase{"SyncfilesMetadata", &Processor::ProcessSyncfilesMetadataRequest, inHandler,
-                        ""},
-        NullRequestCase{"SyncfilesUserFilesByPath",
-                        &Processor::ProcessSyncfilesUserFilesByPathRequest, inHandler, ""},
-        NullRequestCase{"SyncfilesUserFiles", &Processor::ProcessSyncfilesUserFilesRequest, "",
-                        inHandler},
-        NullRequestCase{"FilemgrUserFiles", &Processor::ProcessFilemgrUserFilesRequest, "",
-                        inHandler},
-        NullRequestCase{"FilemgrMetadata", &Processor::ProcessFilemgrMetadataRequest, "",
-                        inHandler},
-        NullRequestCase{"FilemgrUserFilesByPath", &Processor::ProcessFilemgrUserFilesByPathRequest,
-                        "", inHandler}),
-    CaseName());
+const NullRequestCase nullRequestCases[] = {
+    {"Info", &Processor::ProcessInfoRequest, inHandler, ""},
+    {"TechInfo", &Processor::ProcessTechInfoRequest, "", inHandler},
+    {"WorkflowList", &Processor::ProcessWorkflowListRequest, inHandler, ""},
+    {"WorkflowWorkorders", &Processor::ProcessWorkflowWorkordersRequest, inHandler, ""},
+    {"WorkflowWorkorderByIdGeneric", &Processor::ProcessWorkflowWorkorderByIdGenericRequest,
+     inHandler, ""},
+    {"WorkflowActive", &Processor::ProcessWorkflowActiveRequest, inHandler, ""},
+    {"WorkflowTemplates", &Processor::ProcessWorkflowTemplatesRequest, inHandler, ""},
+    {"SyncfilesPendingFiles", &Processor::ProcessSyncfilesPendingFilesRequest, inHandler, ""},
+    {"SyncfilesPendingFilesAll", &Processor::ProcessSyncfilesPendingFilesAllRequest, inHandler, ""},
+    {"SyncfilesMetadata", &Processor::ProcessSyncfilesMetadataRequest, inHandler, ""},
+    {"SyncfilesUserFilesByPath", &Processor::ProcessSyncfilesUserFilesByPathRequest, inHandler, ""},
+    {"SyncfilesUserFiles", &Processor::ProcessSyncfilesUserFilesRequest, "", inHandler},
+    {"FilemgrUserFiles", &Processor::ProcessFilemgrUserFilesRequest, "", inHandler},
+    {"FilemgrMetadata", &Processor::ProcessFilemgrMetadataRequest, "", inHandler},
+    {"FilemgrUserFilesByPath", &Processor::ProcessFilemgrUserFilesByPathRequest, "", inHandler},
+};
 
-TEST_F(DispatchTest, ReportsOfDifferentHandlersCarryDifferentLines)
+INSTANTIATE_TEST_SUITE_P(Handlers, NullRequestTest, testing::ValuesIn(nullRequestCases),
+                         CaseName());
+
+// The line of the call, which tells those who read a report which handler it was.
+TEST_F(DispatchTest, TheReportOfEveryHandlerCarriesALineOfItsOwn)
 {
-    delete processor.ProcessInfoRequest(nullptr);
-    delete processor.ProcessWorkflowListRequest(nullptr);
-    EXPECT_NE(host.errors.reports.at(0).line, host.errors.reports.at(1).line);
+    for (const NullRequestCase &nullRequest : nullRequestCases) {
+        delete (processor.*nullRequest.handler)(nullptr);
+    }
+    delete processor.ProcessWorkflowWorkorderByIdRequest(nullptr, QString());
+    delete processor.ProcessWorkflowWorkorderAttachmentByIdRequest(nullptr, QString());
+    std::set<int> lines;
+    for (const FakeErrorReporter::Report &report : host.errors.reports) {
+        EXPECT_GT(report.line, 1);
+        lines.insert(report.line);
+    }
+    EXPECT_EQ(lines.size(), std::size(nullRequestCases) + 2);
 }
 
 } // namespace
