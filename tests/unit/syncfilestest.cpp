@@ -144,34 +144,6 @@ TEST_F(SyncUserFileTest, AUriWithoutAPathIsInvalidForEveryMethod)
     EXPECT_EQ(debugLog.Lines(), Calls());
 }
 
-struct PathCase
-{
-    const char *uri;
-    const char *path;
-};
-
-class SyncPathTest : public ProcessorTest, public testing::WithParamInterface<PathCase>
-{};
-
-TEST_P(SyncPathTest, ReachesTheHostAsItStands)
-{
-    ExpectResponse(Answer(byPath, Method::Put, GetParam().uri), 200, emptyBody);
-    EXPECT_EQ(host.log.Calls(),
-              Calls({std::string("SyncFilesModel.MarkFileSynced(") + GetParam().path + ")"}));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Uris, SyncPathTest,
-    testing::Values(PathCase{"/api/syncfiles/v1/userfiles/", "/"},
-                    PathCase{"/api/syncfiles/v1/userfiles/../x", "/../x"},
-                    PathCase{"/api/syncfiles/v1/userfiles//a//b/", "//a//b/"},
-                    PathCase{"/api/syncfiles/v1/userfilesabc", "abc"},
-                    PathCase{"/api/syncfiles/v1/userfiles/a%20b c", "/a%20b c"},
-                    PathCase{"/api/syncfiles/v1/userfiles/a?b?c", "/a"},
-                    PathCase{"/api/syncfiles/v1/userfiles/a\nb", "/a\nb"},
-                    PathCase{"/x/api/syncfiles/v1/userfiles/a", "/a"},
-                    PathCase{"/api/syncfiles/v1/userfiles/\xff", "/\xc3\xbf"}));
-
 class SyncUploadTest : public ProcessorTest
 {};
 
