@@ -159,7 +159,7 @@ QByteArray FakeFileManagerModel::ReadFileChunk(QString path, bool *ok, qint64 of
         const Piece piece = pieces.front();
         pieces.pop_front();
         *ok = piece.ok;
-        *lastChunk = piece.lastChunk;
+        *lastChunk = piece.lastChunk.value_or(*lastChunk);
         return piece.bytes;
     }
     *ok = files.contains(path);

@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "calllog.h"
@@ -160,7 +161,7 @@ struct FakeFileManagerModel : IFileManagerModel
     {
         QByteArray bytes;
         bool ok;
-        bool lastChunk;
+        std::optional<bool> lastChunk; // nothing leaves the caller's as it is
     };
 
     explicit FakeFileManagerModel(CallLog &callLog)

@@ -1,10 +1,34 @@
 #include "restserverfiledownloadcontext.h"
 
+#include <cstdlib>
+#include <functional>
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
+#include <new>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include "fakehost.h"
+
+extern "C" {
+
+// NOLINTBEGIN(bugprone-reserved-identifier)
+void __real__ZNSt18condition_variable10notify_oneEv(std::condition_variable *condition);
+extern void __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable *condition);
+// NOLINTEND(bugprone-reserved-identifier)
+static std::function<void()> onNotified; // called once, at the end of the next notify_one
+
+// The linker puts this in front of the notify_one of every object in this program.
+void __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable *condition)
+{
+    __real__ZNSt18condition_variable10notify_oneEv(condition);
+    if (onNotified) {
+        std::exchange(onNotified, nullptr)();
+    }
+}
+
+} // extern "C"
 
 namespace {
 
@@ -83,6 +107,26 @@ TEST_F(DownloadContextTest, AdvancesByWholePiecesAndSendsWhateverIsRead)
     EXPECT_EQ(host.log.Calls(), Calls({Read("5000000"), Read("10000000"), Read("15000000")}));
 }
 
+TEST_F(DownloadContextTest, EndsWithTheFirstPieceWhenTheHostSaysNothingOfIt)
+{
+    host.fileManager.pieces = {{"a", true, std::nullopt}, {"never read", true, true}};
+    context.Construct(&host);
+    auto received = Receive();
+    context.SendExtraDownloadContent();
+    EXPECT_EQ(received.get().size(), 1U);
+    EXPECT_EQ(host.log.Calls(), Calls({Read("5000000")}));
+}
+
+TEST_F(DownloadContextTest, TakesALaterPieceForTheKindOfTheOneBeforeWhenTheHostSaysNothingOfIt)
+{
+    host.fileManager.pieces = {{"a", true, false}, {"b", true, std::nullopt}, {"c", true, true}};
+    context.Construct(&host);
+    auto received = Receive();
+    context.SendExtraDownloadContent();
+    EXPECT_EQ(received.get().size(), 3U);
+    EXPECT_EQ(host.log.Calls(), Calls({Read("5000000"), Read("10000000"), Read("15000000")}));
+}
+
 TEST_F(DownloadContextTest, CountsOffsetsBeyondThirtyTwoBits)
 {
     RestServerFileDownloadContext late(QStringLiteral("/f"), 2147480000);
@@ -116,19 +160,30 @@ TEST_F(DownloadContextTest, ReadsThePieceAheadAndThenWaitsUntilTheQueueIsEmpty)
     EXPECT_EQ(waitingAtSecondRead, 1);
 }
 
+// An HTTP thread that is as quick as can be: it has deleted the context before push_back returns.
+// The context lies in a page of its own, so that a read of what is gone is seen as well as a write.
 TEST_F(DownloadContextTest, TouchesNothingOfItselfAfterTheLastPiece)
 {
-    host.fileManager.pieces = {{"a", true, true}};
-    auto shortLived = std::make_unique<RestServerFileDownloadContext>(QStringLiteral("/f"), 0);
+    const auto pageSize = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    void *page =
+        mmap(nullptr, pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(page, MAP_FAILED);
+    auto *shortLived = new (page) RestServerFileDownloadContext(QStringLiteral("/f"), 0);
     shortLived->Construct(&host);
-    RestServerFileDownloadContext *running = shortLived.get();
-    auto deleter = std::async(std::launch::async, [&] {
-        Receive().get();
-        shortLived.reset();
-    });
-    running->SendExtraDownloadContent();
-    deleter.get();
-    EXPECT_EQ(shortLived, nullptr);
+    host.fileManager.pieces = {{"a", true, true}};
+    const auto sendToAQuickReceiver = [&] {
+        bool gone = false;
+        onNotified = [&] {
+            delete host.fakeRestServer.responseChunks.front();
+            shortLived->~RestServerFileDownloadContext();
+            gone = mprotect(page, pageSize, PROT_NONE) == 0;
+        };
+        shortLived->SendExtraDownloadContent();
+        std::_Exit(gone ? EXIT_SUCCESS : EXIT_FAILURE);
+    };
+    EXPECT_EXIT(sendToAQuickReceiver(), testing::ExitedWithCode(EXIT_SUCCESS), "");
+    shortLived->~RestServerFileDownloadContext();
+    munmap(page, pageSize);
 }
 
 } // namespace

@@ -341,4 +341,13 @@ TEST_F(DownloadTest, ALongerFileComesWithAContextForTheRest)
     EXPECT_TRUE(rest->LastChunk());
 }
 
+TEST_F(DownloadTest, APieceThatTheHostSaysNothingOfIsTheLast)
+{
+    host.fileManager.pieces = {{"a", true, std::nullopt}};
+    EXPECT_TRUE(Download(Target()));
+    ASSERT_NE(chunk, nullptr);
+    EXPECT_TRUE(chunk->LastChunk());
+    EXPECT_EQ(context, nullptr);
+}
+
 } // namespace
