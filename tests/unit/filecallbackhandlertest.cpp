@@ -1,12 +1,14 @@
 #include "restserverfilecallbackhandler.h"
 
 #include <QTemporaryDir>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
 
 #include "casename.h"
 #include "debuglogcapture.h"
 #include "fakehost.h"
+#include "openfiles.h"
 
 namespace {
 
@@ -256,6 +258,26 @@ TEST_F(PartWriterTest, AThirdPartReplacesTheSecond)
     EXPECT_EQ(Reports(), Reported());
 }
 
+TEST_F(PartWriterTest, AThirdPartThatCannotBeOpenedLeavesTheResultOfTheSecond)
+{
+    Part(Metadata());
+    Part("abc");
+    ASSERT_TRUE(QFile::remove(Target()) && QDir().mkdir(Target()));
+    Part("third");
+    EXPECT_EQ(StateOf(), Failed);
+    EXPECT_TRUE(handler.GetFinalResult());
+    EXPECT_EQ(Reports(), Reported());
+}
+
+TEST_F(PartWriterTest, AFileIsOpenedForReadingAndWriting)
+{
+    Part(Metadata());
+    handler.NotifyPartStart();
+    const std::vector<int> descriptors = DescriptorsOf(Target());
+    ASSERT_EQ(descriptors.size(), 1U);
+    EXPECT_EQ(fcntl(descriptors[0], F_GETFL) & O_ACCMODE, O_RDWR);
+}
+
 TEST_F(PartWriterTest, SlicesOfAnySizeArriveInOrder)
 {
     Part(Metadata());
@@ -379,6 +401,20 @@ TEST_F(PartWriterTest, ResetKeepsTheTargetPath)
     handler.NotifyPartStart();
     Part("abc");
     EXPECT_EQ(Content(), QByteArray("abc"));
+}
+
+TEST_F(PartWriterTest, RejectedMetadataLeavesNoTargetPathEither)
+{
+    Part(Metadata());
+    handler.Reset();
+    Part("json");
+    handler.Reset();
+    handler.NotifyPartStart();
+    handler.NotifyPartStart();
+    EXPECT_EQ(StateOf(), WritingFile);
+    Part("abc");
+    EXPECT_EQ(StateOf(), Failed);
+    EXPECT_EQ(Content(), QByteArray("no file"));
 }
 
 // GetFilename

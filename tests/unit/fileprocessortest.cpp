@@ -7,6 +7,7 @@
 
 #include "debuglogcapture.h"
 #include "fakehost.h"
+#include "openfiles.h"
 
 namespace {
 
@@ -24,11 +25,14 @@ protected:
     }
 
     QString Target() const { return directory.filePath(QStringLiteral("a.bin")); }
+    QString OtherTarget() const { return directory.filePath(QStringLiteral("b.bin")); }
 
-    QByteArray Body(const QByteArray &content) const
+    QByteArray Body(const QByteArray &content) const { return BodyFor(Target(), content); }
+
+    static QByteArray BodyFor(const QString &target, const QByteArray &content)
     {
         return "--b\r\nContent-Disposition: form-data; name=\"x\"\r\n\r\n{\"fileUri\": \"" +
-               Target().toUtf8() + "\", \"fileSize\": 3}\r\n--b\r\nX: y\r\n\r\n" + content +
+               target.toUtf8() + "\", \"fileSize\": 3}\r\n--b\r\nX: y\r\n\r\n" + content +
                "\r\n--b--\r\n";
     }
 
@@ -36,6 +40,14 @@ protected:
     {
         DataChunk chunk(bytes, lastChunk);
         return processor.ProcessFileUploadRequest(&chunk);
+    }
+
+    // Leaves a file with the content behind that the next upload is to close.
+    void BreakOffUpload(const QByteArray &content)
+    {
+        const QByteArray body = Body(content + "rest");
+        EXPECT_FALSE(Upload(body.left(body.indexOf("rest"))));
+        EXPECT_EQ(DescriptorsOf(Target()).size(), 1U) << "the file was closed";
     }
 
     void Queue(const QByteArray &bytes, bool lastChunk)
@@ -108,9 +120,9 @@ TEST_F(UploadTest, WithoutTheGuardedStorageNothingElseIsDone)
     EXPECT_EQ(debugLog.Lines(), Calls());
 }
 
-TEST_F(UploadTest, ABodyWithoutAFirstLineIsLoggedAndLeavesTheLastVerdict)
+TEST_F(UploadTest, ABodyWithoutAFirstLineIsLoggedAndLeavesTheLastUploadAsItStands)
 {
-    EXPECT_TRUE(Upload(Body("abc")));
+    BreakOffUpload("abc");
     for (const char *body : {"", "\r\n--b\r\n", "--b\n"}) {
         host.log.Clear();
         const DebugLogCapture debugLog;
@@ -118,7 +130,14 @@ TEST_F(UploadTest, ABodyWithoutAFirstLineIsLoggedAndLeavesTheLastVerdict)
         EXPECT_EQ(host.log.Calls(), Calls({emptyHostCall, "StorageModel.BeginStorageAccess()",
                                            "StorageModel.EndStorageAccess()"}));
         EXPECT_EQ(debugLog.Lines(), Calls({"zero boundary length"}));
+        EXPECT_EQ(DescriptorsOf(Target()).size(), 1U) << "the file was closed";
     }
+}
+
+TEST_F(UploadTest, ABodyWithoutAFirstLineFailsAfterAnUploadThatDidNot)
+{
+    EXPECT_TRUE(Upload(Body("abc")));
+    EXPECT_FALSE(Upload("--b\n"));
     EXPECT_EQ(Content(), QByteArray("abc"));
 }
 
@@ -192,12 +211,12 @@ TEST_F(UploadTest, ABodyWithTheMetadataAloneMakesNoFile)
     EXPECT_EQ(Content(), QByteArray("no file"));
 }
 
-TEST_F(UploadTest, ABodyThatBreaksOffLeavesWhatWasWritten)
+TEST_F(UploadTest, ABodyThatBreaksOffLeavesItsFileToTheNextUploadToClose)
 {
-    const QByteArray body = Body("abcdef");
-    EXPECT_FALSE(Upload(body.left(body.indexOf("def"))));
-    EXPECT_TRUE(Upload(Body("next"))); // releases the file
-    EXPECT_EQ(Content(), QByteArray("next"));
+    BreakOffUpload("abc");
+    EXPECT_TRUE(Upload(BodyFor(OtherTarget(), "next")));
+    EXPECT_EQ(DescriptorsOf(Target()).size(), 0U);
+    EXPECT_EQ(Content(), QByteArray("abc"));
 }
 
 TEST_F(UploadTest, WhatAPieceOfABodyBroughtIsInTheFileWhenItEnds)
@@ -322,6 +341,15 @@ TEST_F(DownloadTest, AnEmptyFileIsOneEmptyPiece)
     EXPECT_EQ(context, nullptr);
 }
 
+TEST_F(DownloadTest, APieceThatTheHostSaysNothingOfIsTheLast)
+{
+    host.fileManager.pieces = {{"a", true, std::nullopt}};
+    EXPECT_TRUE(Download(Target()));
+    ASSERT_NE(chunk, nullptr);
+    EXPECT_TRUE(chunk->LastChunk());
+    EXPECT_EQ(context, nullptr);
+}
+
 TEST_F(DownloadTest, ALongerFileComesWithAContextForTheRest)
 {
     host.fileManager.files[Target()] = QByteArray(5000001, 'x');
@@ -339,15 +367,6 @@ TEST_F(DownloadTest, ALongerFileComesWithAContextForTheRest)
     const std::unique_ptr<DataChunk> rest(host.fakeRestServer.responseChunks.front());
     EXPECT_EQ(rest->Data(), QByteArray("x"));
     EXPECT_TRUE(rest->LastChunk());
-}
-
-TEST_F(DownloadTest, APieceThatTheHostSaysNothingOfIsTheLast)
-{
-    host.fileManager.pieces = {{"a", true, std::nullopt}};
-    EXPECT_TRUE(Download(Target()));
-    ASSERT_NE(chunk, nullptr);
-    EXPECT_TRUE(chunk->LastChunk());
-    EXPECT_EQ(context, nullptr);
 }
 
 } // namespace

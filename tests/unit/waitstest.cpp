@@ -4,6 +4,7 @@
 #include "debuglogcapture.h"
 #include "handoff.h"
 #include "leaksbydesign.h"
+#include "openfiles.h"
 #include "restserverfiledownloadcontext.h"
 #include "restserverfileprocessor.h"
 
@@ -123,29 +124,68 @@ TEST_F(WaitsTest, ADownloadThatNobodyTakesIsGivenUpAndItsPieceDeleted)
     EXPECT_EQ(model.ResponseChunkQueue()->size(), 1);
 }
 
-TEST_F(WaitsTest, AnUploadWhoseChunksStopIsReportedAndLeftAsItStands)
+/** The upload side, waiting for a chunk that nobody sends. */
+class StoppedUploadTest : public WaitsTest
 {
-    const QTemporaryDir directory;
-    host.storage.directories[9] = directory.path();
-    const QString target = directory.filePath(QStringLiteral("a"));
-    RestServerFileProcessor processor;
-    processor.Construct(&host);
-    DataChunk firstChunk("--b\r\n\r\n{\"fileUri\": \"" + target.toUtf8() + "\"}\r\n--b\r\n\r\nabc",
-                         false);
-    EXPECT_FALSE(processor.ProcessFileUploadRequest(&firstChunk));
-    EXPECT_GT(Elapsed(), wait);
-    ASSERT_EQ(host.errors.reports.size(), 1U);
-    EXPECT_EQ(host.errors.reports[0].message, QStringLiteral("Failed to get expected data chunk"));
-    EXPECT_EQ(host.errors.reports[0].sourceFile, QStringLiteral("restserverfileprocessor"));
-    EXPECT_EQ(host.errors.reports[0].line, 139);
-    EXPECT_EQ(host.log.Calls().back(), "StorageModel.EndStorageAccess()");
+protected:
+    StoppedUploadTest()
+    {
+        host.storage.directories[9] = directory.path();
+        processor.Construct(&host);
+    }
 
-    // The next upload closes the file.
-    DataChunk nextUpload("--b\r\n", true);
-    EXPECT_FALSE(processor.ProcessFileUploadRequest(&nextUpload));
-    QFile file(target);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll(), QByteArray("abc"));
+    QString Target() const { return directory.filePath(QStringLiteral("a")); }
+
+    /** The body of an upload up to the last byte of the file. */
+    static QByteArray Body(const QString &target, const QByteArray &content)
+    {
+        return "--b\r\n\r\n{\"fileUri\": \"" + target.toUtf8() + "\"}\r\n--b\r\n\r\n" + content;
+    }
+
+    bool Upload(const QByteArray &bytes, bool lastChunk)
+    {
+        DataChunk chunk(bytes, lastChunk);
+        return processor.ProcessFileUploadRequest(&chunk);
+    }
+
+    /** That the wait ran out, once, inside the bracket. */
+    void ExpectReported()
+    {
+        EXPECT_GT(Elapsed(), wait);
+        ASSERT_EQ(host.errors.reports.size(), 1U);
+        const FakeErrorReporter::Report &report = host.errors.reports[0];
+        EXPECT_EQ(report.message, QStringLiteral("Failed to get expected data chunk"));
+        EXPECT_EQ(report.sourceFile, QStringLiteral("restserverfileprocessor"));
+        EXPECT_EQ(report.line, 139);
+        EXPECT_EQ(host.log.Calls().back(), "StorageModel.EndStorageAccess()");
+    }
+
+    QByteArray Content() const
+    {
+        QFile file(Target());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
+    }
+
+    const QTemporaryDir directory;
+    RestServerFileProcessor processor;
+};
+
+TEST_F(StoppedUploadTest, IsReportedAndLeavesItsFileToTheNextUploadToClose)
+{
+    EXPECT_FALSE(Upload(Body(Target(), "abc"), false));
+    ExpectReported();
+    EXPECT_EQ(DescriptorsOf(Target()).size(), 1U) << "the file was closed";
+    EXPECT_TRUE(Upload(Body(directory.filePath(QStringLiteral("b")), "next") + "\r\n--b--", true));
+    EXPECT_EQ(DescriptorsOf(Target()).size(), 0U);
+    EXPECT_EQ(Content(), QByteArray("abc"));
+}
+
+TEST_F(StoppedUploadTest, IsReportedAndSucceedsWhenTheFileHadCome)
+{
+    EXPECT_TRUE(Upload(Body(Target(), "abc") + "\r\n--b", false));
+    ExpectReported();
+    EXPECT_EQ(DescriptorsOf(Target()).size(), 0U);
+    EXPECT_EQ(Content(), QByteArray("abc"));
 }
 
 } // namespace
