@@ -87,6 +87,19 @@ TEST_F(ActiveWorkOrderTest, OfTwoJobsWithOneIdTheFirstIsTaken)
     EXPECT_EQ(host.jobs.active, x);
 }
 
+TEST_F(ActiveWorkOrderTest, JobsAreFetchedAnewAtEveryStep)
+{
+    int fetches = 0;
+    host.jobs.onJobs = [&] {
+        if (++fetches == 5) { // the list of two grows under the search
+            host.jobs.Add(QStringLiteral("Y"));
+        }
+    };
+    ExpectResponse(Put("{\"activeWorkOrderId\":\"Y\"}"), 200, ActiveBody("Y"));
+    ASSERT_EQ(host.jobs.jobs.size(), 3U);
+    EXPECT_EQ(host.jobs.active, host.jobs.jobs.back().get());
+}
+
 TEST_F(ActiveWorkOrderTest, TheAnswerRepeatsThePostedDocument)
 {
     ExpectResponse(Put("{\"note\":1,\"activeWorkOrderId\":\"X\"}"), 200,

@@ -113,6 +113,8 @@ INSTANTIATE_TEST_SUITE_P(
                                nullptr, "abcdefghijklmnopqrst"},
                     TechIdCase{"LettersOutsideAscii", "{\"techId\": \"J\xc3\xbcrgen\"}", nullptr,
                                "J\xc3\xbcrgen"},
+                    TechIdCase{"Mark", "{\"techId\": \"e\xcc\x81\"}", nullptr, "e\xcc\x81"},
+                    TechIdCase{"OtherDigit", "{\"techId\": \"\xd9\xa3\"}", nullptr, "\xd9\xa3"},
                     TechIdCase{"OtherMembers", "{\"techId\": \"a\", \"b\": 1}", nullptr, "a"},
                     TechIdCase{"TwentyOneCharacters", "{\"techId\": \"abcdefghijklmnopqrstu\"}",
                                "Invalid techId", nullptr},

@@ -33,11 +33,17 @@ bool FakeStorageModel::IsStorageAvailable()
 void FakeStorageModel::BeginStorageAccess()
 {
     log.Add("StorageModel.BeginStorageAccess()");
+    if (onBegin) {
+        onBegin();
+    }
 }
 
 void FakeStorageModel::EndStorageAccess()
 {
     log.Add("StorageModel.EndStorageAccess()");
+    if (onEnd) {
+        onEnd();
+    }
 }
 
 bool FakeStorageModel::HasFreeSpace(qint64 bytes)
@@ -107,6 +113,9 @@ bool FakeWorkOrderStore::UpdateWorkOrders(QJsonArray workOrders)
 QJsonObject FakeWorkOrderStore::GetWorkOrder(QString id, bool *found)
 {
     log.Add(Call("WorkOrderStore.GetWorkOrder", id));
+    if (onGet) {
+        return onGet(found);
+    }
     *found = documents.contains(id);
     return documents.value(id);
 }

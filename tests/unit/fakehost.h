@@ -56,6 +56,8 @@ struct FakeStorageModel : IStorageModel
     QMap<int, QString> directories; // by key
     bool available = true;
     bool freeSpace = true;
+    std::function<void()> onBegin; // called by `BeginStorageAccess`
+    std::function<void()> onEnd;   // called by `EndStorageAccess`
 };
 
 struct FakeModeModel : IModeModel
@@ -128,11 +130,14 @@ struct FakeWorkOrderStore : IWorkOrderStore
         : log(callLog)
     {}
     bool UpdateWorkOrders(QJsonArray workOrders) override;
+
+    /** The answer of `onGet`, where there is one; otherwise from `documents`. */
     QJsonObject GetWorkOrder(QString id, bool *found) override;
 
     CallLog &log;
     bool updateResult = true;
     QMap<QString, QJsonObject> documents;
+    std::function<QJsonObject(bool *found)> onGet;
 };
 
 struct FakeSyncFilesModel : ISyncFilesModel

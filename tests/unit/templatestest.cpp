@@ -36,6 +36,13 @@ protected:
         ASSERT_EQ(file.write(content), content.size());
     }
 
+    // The file alone; its directory can be listed by everybody.
+    void MakeUnreadable(const QString &file) const
+    {
+        ASSERT_TRUE(QFile::setPermissions(file, QFile::Permissions()));
+        ASSERT_TRUE(QFile::setPermissions(first.path(), QFile::Permissions(0x7755)));
+    }
+
     std::string Templates()
     {
         const std::unique_ptr<RestServerResponseObject> response(
@@ -143,8 +150,7 @@ TEST_F(TemplatesTest, AFileThatCannotBeOpenedIsReportedAndTheOthersAreRead)
     Write(first, "a.json", "{\"cdm\": [{\"n\": 1}]}");
     Write(first, "b.json", "{\"cdm\": [{\"n\": 2}]}");
     const QString unreadable = first.filePath(QStringLiteral("a.json"));
-    ASSERT_TRUE(QFile::setPermissions(unreadable, QFile::Permissions()));
-    ASSERT_TRUE(QFile::setPermissions(first.path(), QFile::Permissions(0x7755)));
+    MakeUnreadable(unreadable);
     const DebugLogCapture debugLog;
     {
         const WithoutFileRights user;
@@ -157,7 +163,12 @@ TEST_F(TemplatesTest, AFileThatCannotBeOpenedIsReportedAndTheOthersAreRead)
 
 TEST_F(TemplatesTest, TheGuardedStorageIsBracketed)
 {
-    EXPECT_EQ(Templates(), "[]");
+    Write(second, "a.json", "{\"cdm\": [{\"n\": 1}]}");
+    const QString away = first.filePath(QStringLiteral("away"));
+    ASSERT_TRUE(QDir().rename(second.path(), away));
+    host.storage.onBegin = [&] { EXPECT_TRUE(QDir().rename(away, second.path())); };
+    host.storage.onEnd = [&] { EXPECT_TRUE(QDir().rename(second.path(), away)); };
+    EXPECT_EQ(Templates(), "[{\"n\":1}]");
     EXPECT_EQ(host.log.Calls(),
               Calls({"StorageModel.Directory(10)", "StorageModel.IsStorageAvailable()",
                      "StorageModel.BeginStorageAccess()", "StorageModel.Directory(11)",
@@ -184,8 +195,15 @@ TEST_F(TemplatesTest, NothingIsKeptBetweenRequests)
 
 TEST_F(TemplatesTest, ANullArrayIsReportedAndTheWalkGoesOn)
 {
-    processor.AppendTemplatesInDirectory(QDir(first.path()), nullptr);
+    Write(first, "a.json", "");
+    MakeUnreadable(first.filePath(QStringLiteral("a.json")));
+    {
+        const WithoutFileRights user;
+        processor.AppendTemplatesInDirectory(QDir(first.path()), nullptr);
+    }
     EXPECT_EQ(host.log.Calls(), Calls({"ErrorReporter.ReportError(Null templates array provided, "
+                                       "restserverrequestprocessor)",
+                                       "ErrorReporter.ReportError(Failed to open template file, "
                                        "restserverrequestprocessor)"}));
 }
 

@@ -57,6 +57,36 @@ TEST_F(WorkOrderByIdTest, AnUnknownIdIsNotFound)
                    ErrorBody("Job not found"));
 }
 
+TEST_F(WorkOrderByIdTest, AStoreThatLeavesTheFlagAloneHasNotFoundIt)
+{
+    host.workOrders.onGet = [](bool *) { return QJsonObject{{"z", 1}}; };
+    ExpectResponse(Answer(byUri, Method::Get, "/api/workflow/v1/workorder/abc"), 404,
+                   ErrorBody("Job not found"));
+}
+
+TEST_F(WorkOrderByIdTest, ADocumentThatIsNotFoundIsNotGiven)
+{
+    host.workOrders.onGet = [](bool *found) {
+        *found = false;
+        return QJsonObject{{"z", 1}};
+    };
+    ExpectResponse(Answer(byUri, Method::Get, "/api/workflow/v1/workorder/abc"), 404,
+                   ErrorBody("Job not found"));
+}
+
+TEST_F(WorkOrderByIdTest, AnEmptyDocumentThatIsFoundIsGiven)
+{
+    host.workOrders.documents[QStringLiteral("abc")] = QJsonObject();
+    ExpectResponse(Answer(byUri, Method::Get, "/api/workflow/v1/workorder/abc"), 200,
+                   "{\n"
+                   "    \"cdm\": {\n"
+                   "        \"tests\": [\n"
+                   "        ]\n"
+                   "    },\n"
+                   "    \"cdmVersion\": \"2.1\"\n"
+                   "}\n");
+}
+
 TEST_F(WorkOrderByIdTest, TheIdGoesToTheStoreAsItStands)
 {
     ExpectResponse(Answer(byUri, Method::Get, "/api/workflow/v1/workorder/a b?c#%20..\xc3\xbc"),
@@ -128,10 +158,24 @@ TEST_F(AttachmentTest, IsNotFoundForAnUnknownJob)
     EXPECT_EQ(debugLog.Lines(), Calls({"Job Id:  \"abc\"", "Didn't find a job, job id:  \"abc\""}));
 }
 
-TEST_F(AttachmentTest, OtherMethodsAreRefused)
+TEST_F(AttachmentTest, FetchesTheJobsAnewAtEveryStep)
+{
+    host.jobs.Add(QStringLiteral("x"));
+    int fetches = 0;
+    host.jobs.onJobs = [&] {
+        if (++fetches == 3) { // the list grows under the search
+            host.jobs.Add(QStringLiteral("abc"));
+        }
+    };
+    ExpectResponse(Answer(byUri, Method::Post, uri), 405, ErrorBody("Not allowed"));
+}
+
+TEST_F(AttachmentTest, OtherMethodsAreRefusedAfterTheIdIsLogged)
 {
     host.jobs.Add(QStringLiteral("abc"));
+    const DebugLogCapture debugLog;
     ExpectRefused(byUri, {Method::Post}, uri, 405, ErrorBody("Method not allowed"));
+    EXPECT_EQ(debugLog.Lines(), Calls(5, "Job Id:  \"abc\""));
 }
 
 TEST_F(WorkOrderByIdTest, BothHandlersReportANullRequest)

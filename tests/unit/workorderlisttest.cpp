@@ -93,6 +93,22 @@ TEST_F(WorkOrderListTest, JobsAreFetchedAnewAtEveryStep)
     EXPECT_EQ(document["workOrderInfo"].toArray().size(), 1);
 }
 
+TEST_F(WorkOrderListTest, JobsAreFetchedAnewForTheDetailsToo)
+{
+    host.jobs.Add(QStringLiteral("a"), Moment(Qt::UTC));
+    int fetches = 0;
+    host.jobs.onJobs = [&] {
+        if (++fetches == 6) { // the identifiers took three
+            host.jobs.Add(QStringLiteral("b"), Moment(Qt::UTC));
+        }
+    };
+    const std::unique_ptr<RestServerResponseObject> response(Answer(list, Method::Get));
+    const QJsonDocument document = QJsonDocument::fromJson(response->ResponseDataChunk()->Data());
+    EXPECT_EQ(document["workOrderIds"].toArray(), QJsonArray({"a"}));
+    EXPECT_EQ(document["workOrderInfo"].toArray().size(), 2);
+    EXPECT_EQ(document["workOrderInfo"][1]["workOrderId"], QJsonValue("b"));
+}
+
 TEST_F(WorkOrderListTest, OtherMethodsAreRefused)
 {
     ExpectRefused(list, {Method::Get}, "/", 405, ErrorBody("Method not allowed"));
