@@ -16,6 +16,16 @@
 using Calls = std::vector<std::string>;
 using Uri = RestServerRequestUri;
 
+/** Bytes whose order shows. */
+inline QByteArray Pattern(int size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (int i = 0; i < size; ++i) {
+        bytes[i] = static_cast<char>(i % 251);
+    }
+    return bytes;
+}
+
 class HandOffTest : public testing::Test
 {
 protected:

@@ -10,7 +10,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "casename.h"
 #include "debuglogcapture.h"
 
 extern "C" {
@@ -58,15 +57,6 @@ namespace {
 constexpr char emptyObject[] = "{\n}\n";
 constexpr char json[] = "application/json; charset=utf-8";
 constexpr char binary[] = "application/octet-stream; charset=utf-8";
-
-QByteArray Pattern(int size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (int i = 0; i < size; ++i) {
-        bytes[i] = static_cast<char>(i % 251);
-    }
-    return bytes;
-}
 
 // Replies
 
@@ -163,96 +153,6 @@ TEST_F(HandOffTest, AFirstPieceThatIsEmptyIsAnsweredWhileItsContextStillRuns)
 
 // Requests
 
-struct MethodCase
-{
-    const char *name;
-    const char *text;
-    int code;
-    const char *uri;
-    Uri route;
-};
-
-class MethodTest : public HandOffTest, public testing::WithParamInterface<MethodCase>
-{};
-
-TEST_P(MethodTest, IsReadToTheLetter)
-{
-    mg_connection connection(GetParam().text, GetParam().uri);
-    EXPECT_EQ(Exchange(&connection, GetParam().route), GetParam().code);
-}
-
-constexpr char v1File[] = "/api/syncfiles/v1/userfiles/a";
-constexpr char v2File[] = "/api/filemgr/v2/userfiles/a";
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, MethodTest,
-    testing::Values(MethodCase{"Get", "GET", 200, "/info", Uri::Info},
-                    MethodCase{"Post", "POST", 400, "/", Uri::SyncfilesUserFiles},
-                    MethodCase{"Put", "PUT", 200, v1File, Uri::SyncfilesUserFilesByPath},
-                    MethodCase{"Delete", "DELETE", 200, v2File, Uri::FilemgrUserFilesByPath},
-                    MethodCase{"Patch", "PATCH", 405, "/info", Uri::Info},
-                    MethodCase{"LowerCase", "get", 405, "/info", Uri::Info},
-                    MethodCase{"MixedCase", "Get", 405, "/info", Uri::Info},
-                    MethodCase{"Head", "HEAD", 405, "/info", Uri::Info},
-                    MethodCase{"Longer", "GETX", 405, "/info", Uri::Info},
-                    MethodCase{"Null", nullptr, 405, "/info", Uri::Info}),
-    CaseName());
-
-// What the upload side receives of a body of a given size.
-struct BodyCase
-{
-    std::string name;
-    int size;
-    std::vector<int> chunks; // the first in the request, the others on the chunk queue
-};
-
-class BodyTest : public HandOffTest, public testing::WithParamInterface<BodyCase>
-{
-protected:
-    // The upload side, at the place where a host would see it: it is asked for the storage when the
-    // request is served, and then takes the chunks.
-    std::vector<std::pair<QByteArray, bool>> TakeFurtherChunks()
-    {
-        std::vector<std::pair<QByteArray, bool>> taken;
-        do {
-            const std::unique_ptr<DataChunk> chunk(model.RequestChunkQueue()->front());
-            model.RequestChunkQueue()->pop_front();
-            taken.emplace_back(chunk->Data(), chunk->LastChunk());
-        } while (!taken.back().second);
-        return taken;
-    }
-};
-
-TEST_P(BodyTest, ComesInChunksOfTheReadSize)
-{
-    mg_connection connection("GET", "/test", Pattern(GetParam().size));
-    auto result = Send(&connection, Uri::Test);
-    QByteArray received;
-    std::vector<int> sizes;
-    if (GetParam().chunks.size() > 1) {
-        for (const auto &[bytes, lastChunk] : TakeFurtherChunks()) {
-            sizes.push_back(bytes.size());
-            received += bytes;
-        }
-    }
-    EXPECT_EQ(TickUntil(std::move(result)), 200);
-    const int first = GetParam().chunks.front();
-    sizes.insert(sizes.begin(), first);
-    EXPECT_EQ(sizes, GetParam().chunks);
-    EXPECT_TRUE(received == connection.body.mid(first));
-    EXPECT_EQ(connection.reads, static_cast<int>(GetParam().chunks.size()));
-}
-
-INSTANTIATE_TEST_SUITE_P(Sizes, BodyTest,
-                         testing::Values(BodyCase{"None", 0, {0}}, BodyCase{"One", 1, {1}},
-                                         BodyCase{"OneLess", 4999999, {4999999}},
-                                         BodyCase{"Full", 5000000, {5000000, 0}},
-                                         BodyCase{"OneMore", 5000001, {5000000, 1}},
-                                         BodyCase{"TwoFull", 10000000, {5000000, 5000000, 0}},
-                                         BodyCase{
-                                             "Several", 12000000, {5000000, 5000000, 2000000}}),
-                         CaseName());
-
 // The first chunk is seen in the log line of the route that is served by the dispatcher itself.
 TEST_F(HandOffTest, TheFirstChunkTravelsWithTheRequestAndItsUri)
 {
@@ -347,59 +247,6 @@ TEST_F(HandOffTest, OfAReadBufferOnlyPagesThatItSharesStayInMemory)
     EXPECT_EQ(std::count(resident.begin(), resident.end(), 1), shared);
 }
 
-TEST_F(HandOffTest, EveryRouteHandlerPassesItsRoute)
-{
-    struct Expected
-    {
-        mg_request_handler handler;
-        const char *method;
-        const char *uri;
-        const char *body;
-        std::string lastCall;
-        int code;
-    };
-    const Expected expected[] = {
-        {RestServerModel::InfoHandler, "GET", "/info", "", "AssetModel.GetAssetInfo()", 200},
-        {RestServerModel::WorkflowWorkordersHandler, "POST", "/", "{\"cdm\": []}",
-         "JobModel.RefreshJobs()", 200},
-        {RestServerModel::WorkflowListHandler, "GET", "/", "", "", 200},
-        {RestServerModel::WorkflowTemplatesHandler, "GET", "/", "",
-         "StorageModel.EndStorageAccess()", 200},
-        {RestServerModel::WorkflowActiveHandler, "GET", "/", "", "JobModel.ActiveJob()", 200},
-        {RestServerModel::WorkflowWorkorderByIdHandler, "GET", "/api/workflow/v1/workorder/a", "",
-         "WorkOrderStore.GetWorkOrder(a)", 404},
-        {RestServerModel::SyncfilesPendingFilesHandler, "GET", "/", "",
-         "SyncFilesModel.GetPendingFiles()", 200},
-        {RestServerModel::SyncfilesPendingFilesAllHandler, "GET", "/", "",
-         "SyncFilesModel.GetAllPendingFiles()", 200},
-        {RestServerModel::SyncfilesMetadataHandler, "GET", "/api/syncfiles/v1/metadata/a", "",
-         "AssetModel.GetFileMetadata(/a)", 200},
-        {RestServerModel::SyncfilesUserFilesByPathHandler, "PUT", v1File, "",
-         "SyncFilesModel.MarkFileSynced(/a)", 200},
-        {RestServerModel::SyncfilesUserFilesHandler, "POST", "/", "",
-         "StorageModel.EndStorageAccess()", 400},
-        {RestServerModel::FilemgrUserFilesHandler, "GET", "/", "",
-         "FileManagerModel.GetUserFiles()", 200},
-        {RestServerModel::FilemgrUserMetadataHandler, "GET", "/api/filemgr/v2/metadata/a", "",
-         "AssetModel.GetFileMetadata(/a)", 200},
-        {RestServerModel::FilemgrUserFilesByPathHandler, "DELETE", v2File, "",
-         "FileManagerModel.DeleteUserFile(/a)", 200},
-        {RestServerModel::TechInfoHandler, "POST", "/", "{\"techId\": \"A\"}",
-         "RootModel.SyncFilesModel.SetTechId(A)", 200},
-        {RestServerModel::TestHandler, "GET", "/", "", "", 200},
-    };
-    for (const Expected &route : expected) {
-        SCOPED_TRACE(&route - expected);
-        host.log.Clear();
-        mg_connection connection(route.method, route.uri, route.body);
-        EXPECT_EQ(TickUntil(std::async(std::launch::async,
-                                       [&] { return route.handler(&connection, nullptr); })),
-                  route.code);
-        const Calls calls = host.log.Calls();
-        EXPECT_EQ(calls.empty() ? "" : calls.back(), route.lastCall);
-    }
-}
-
 // Queues
 
 TEST_F(HandOffTest, ClearChunkQueuesEmptiesBothAndDeletesNothing)
@@ -424,18 +271,6 @@ TEST_F(HandOffTest, ARequestClearsWhatTheOneBeforeItLeft)
     EXPECT_EQ(Exchange(&connection, Uri::Test), 200);
     EXPECT_EQ(model.RequestChunkQueue()->size(), 0);
     EXPECT_EQ(model.ResponseChunkQueue()->size(), 0);
-}
-
-TEST_F(HandOffTest, OnlyOneRequestAtATimeIsRead)
-{
-    mg_connection first("GET", "/first");
-    mg_connection second("GET", "/second");
-    auto firstResult = Send(&first, Uri::Test);
-    auto secondResult = Send(&second, Uri::Test);
-    EXPECT_EQ(TickUntil(std::move(firstResult)), 200);
-    EXPECT_EQ(TickUntil(std::move(secondResult)), 200);
-    EXPECT_EQ(first.sent, QByteArray(emptyObject));
-    EXPECT_EQ(second.sent, QByteArray(emptyObject));
 }
 
 TEST_F(HandOffTest, ATickWithoutRequestsDoesNothing)
