@@ -27,6 +27,7 @@ protected:
     /** A request that nobody serves in time. */
     static void TimeOut(Uri uri)
     {
+        const DebugLogCapture debugLog;
         mg_connection connection("GET", "/late");
         std::thread([&] {
             const LeaksByDesign dropped;
@@ -34,6 +35,7 @@ protected:
         }).join();
         EXPECT_EQ(connection.replies,
                   Calls({"error 500 %s | {\"errorString\":\"internal timeout\"}"}));
+        EXPECT_EQ(debugLog.Lines(), Calls());
     }
 
     std::chrono::steady_clock::time_point start;
@@ -101,10 +103,12 @@ TEST_F(WaitsTest, ARequestThatCannotEnterIsAnsweredWithoutBeingRead)
 
 TEST_F(WaitsTest, ABodyThatNobodyTakesIsNotReadOn)
 {
+    const DebugLogCapture debugLog;
     mg_connection connection("POST", "/test", QByteArray(20000000, '\0'));
     EXPECT_EQ(Exchange(&connection, Uri::Test), 200);
     EXPECT_GT(Elapsed(), wait);
     EXPECT_EQ(connection.reads, 3) << "one chunk with the request, one queued, one dropped";
+    EXPECT_EQ(debugLog.Lines(), Calls({"Got test URI:  \"/test\"", "Got test body:  "}));
     ASSERT_EQ(model.RequestChunkQueue()->size(), 1);
     delete model.RequestChunkQueue()->front();
 }
