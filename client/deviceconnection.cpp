@@ -1,6 +1,5 @@
 #include "deviceconnection.h"
 
-#include <QEventLoop>
 #include <QFile>
 #include <QHttpMultiPart>
 #include <QNetworkProxy>
@@ -10,20 +9,13 @@
 #include <algorithm>
 #include <memory>
 
-#include "clienterror.h"
+#include "devicerefusal.h"
 
 namespace {
 
 constexpr int statusDone = 200;
 constexpr int statusBusy = 408;
 constexpr int statusFailed = 500;
-// How much Qt reads ahead of us: enough for speed, and what bounds the memory of a download.
-constexpr qint64 readAhead = 4 << 20;
-
-int StatusOf(const QNetworkReply &reply)
-{
-    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-}
 
 // The first part of an error page, on one line.
 QString Excerpt(const QByteArray &page)
@@ -39,52 +31,11 @@ bool IsBusy(int status, const QByteArray &page)
     return status == statusBusy || (status == statusFailed && page.contains("internal timeout"));
 }
 
-ClientError Refusal(int status, const QByteArray &page)
+ClientError NotServed(int status, const QByteArray &page)
 {
     const QString text = Excerpt(page);
     return {ExitStatus::DeviceRefused,
             text.isEmpty() ? QString("the device answered with status %1").arg(status) : text};
-}
-
-// True for failures of the transport; false for answers whose status is not one of success.
-bool BrokeOff(const QNetworkReply &reply)
-{
-    if (reply.error() == QNetworkReply::NoError) {
-        return false;
-    }
-    const int status = StatusOf(reply);
-    return status == 0 || status == statusDone;
-}
-
-QString Reason(const QNetworkReply &reply)
-{
-    switch (reply.error()) {
-    case QNetworkReply::OperationCanceledError:
-        return QStringLiteral("nothing arrived for too long");
-    case QNetworkReply::UnknownNetworkError:
-        return QStringLiteral("the connection was closed");
-    default:
-        return reply.errorString();
-    }
-}
-
-// Only a request of which nothing has passed may never have reached the device.
-bool NeverConnected(const QNetworkReply &reply, bool bytesPassed)
-{
-    return !bytesPassed && StatusOf(reply) == 0 &&
-           reply.error() != QNetworkReply::RemoteHostClosedError &&
-           reply.error() < QNetworkReply::ContentAccessDenied;
-}
-
-ClientError TransportFailure(const QNetworkReply &reply, bool bytesPassed)
-{
-    const QString device = reply.url().authority();
-    if (NeverConnected(reply, bytesPassed)) {
-        return {ExitStatus::CannotConnect,
-                QString("cannot connect to %1: %2").arg(device, Reason(reply))};
-    }
-    return {ExitStatus::TransferCorrupt,
-            QString("the transfer with %1 broke off: %2").arg(device, Reason(reply))};
 }
 
 QHttpPart FormPart(const char *disposition, const char *contentType)
@@ -147,9 +98,9 @@ void DeviceConnection::DeleteForEmptyAnswer(const QByteArray &route)
 void DeviceConnection::Download(const QByteArray &route, QIODevice &sink, const Progress &progress)
 {
     const auto start = [&] { return manager.get(RequestFor(route)); };
-    const Answer answer = Exchange(start, BreakOff::Fails, &sink, progress);
+    const Transfer::Answer answer = Exchange(start, BreakOff::Fails, &sink, progress);
     if (answer.status != statusDone) {
-        throw Refusal(answer.status, answer.body);
+        throw NotServed(answer.status, answer.body);
     }
 }
 
@@ -192,15 +143,15 @@ QNetworkReply *DeviceConnection::StartUpload(const QByteArray &route,
     return reply;
 }
 
-DeviceConnection::Answer DeviceConnection::Exchange(const Start &start, BreakOff breakOff,
-                                                    QIODevice *sink, const Progress &progress)
+Transfer::Answer DeviceConnection::Exchange(const Start &start, BreakOff breakOff, QIODevice *sink,
+                                            const Progress &progress)
 {
     for (int attempt = 0;; ++attempt) {
         // The device closes each connection. One that Qt has not seen closed yet would take the
         // next request and send it twice.
         manager.clearConnectionCache();
         try {
-            Answer answer = Attempt(start(), sink, progress);
+            Transfer::Answer answer = Transfer(start(), sink, progress).Await();
             if (!IsBusy(answer.status, answer.body) || attempt >= settings.retries) {
                 return answer;
             }
@@ -215,60 +166,10 @@ DeviceConnection::Answer DeviceConnection::Exchange(const Start &start, BreakOff
     }
 }
 
-DeviceConnection::Answer DeviceConnection::Attempt(QNetworkReply *startedReply, QIODevice *sink,
-                                                   const Progress &progress) const
-{
-    Answer answer;
-    qint64 received = 0;
-    bool bytesPassed = false;
-    bool sinkFailed = false;
-    QEventLoop loop;
-    const std::unique_ptr<QNetworkReply> reply(startedReply);
-    const auto take = [&] {
-        const QByteArray bytes = reply->readAll();
-        bytesPassed = bytesPassed || !bytes.isEmpty();
-        if (sink == nullptr || StatusOf(*reply) != statusDone) {
-            answer.body += bytes;
-            return;
-        }
-        sinkFailed = sinkFailed || sink->write(bytes) != bytes.size();
-        if (sinkFailed && reply->isRunning()) {
-            reply->abort();
-            return;
-        }
-        received += bytes.size();
-        progress(received);
-    };
-    QObject::connect(reply.get(), &QNetworkReply::readyRead, take);
-    QObject::connect(reply.get(), &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    QObject::connect(reply.get(), &QNetworkReply::uploadProgress, [&](qint64 sent, qint64) {
-        bytesPassed = bytesPassed || sent > 0;
-        if (progress && sink == nullptr) {
-            progress(sent);
-        }
-    });
-    if (sink != nullptr) {
-        reply->setReadBufferSize(readAhead);
-    }
-    loop.exec();
-    if (!sinkFailed) {
-        take();
-    }
-    if (sinkFailed) {
-        throw ClientError(ExitStatus::LocalFailure,
-                          QString("cannot write the file: %1").arg(sink->errorString()));
-    }
-    if (BrokeOff(*reply)) {
-        throw TransportFailure(*reply, bytesPassed);
-    }
-    answer.status = StatusOf(*reply);
-    return answer;
-}
-
-QJsonDocument DeviceConnection::Json(const Answer &answer) const
+QJsonDocument DeviceConnection::Json(const Transfer::Answer &answer) const
 {
     if (answer.status != statusDone) {
-        throw Refusal(answer.status, answer.body);
+        throw NotServed(answer.status, answer.body);
     }
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(answer.body, &error);
@@ -277,14 +178,12 @@ QJsonDocument DeviceConnection::Json(const Answer &answer) const
                           QString("the answer is not JSON: %1").arg(error.errorString()));
     }
     if (IsErrorObject(document)) {
-        const QString text = document.object().value("errorMessage").toString();
-        throw ClientError(ExitStatus::DeviceRefused,
-                          text.isEmpty() ? QString("the device gave no reason") : text);
+        throw DeviceRefusal(document.object().value("errorMessage").toString());
     }
     return document;
 }
 
-void DeviceConnection::ExpectEmptyObject(const Answer &answer) const
+void DeviceConnection::ExpectEmptyObject(const Transfer::Answer &answer) const
 {
     const QJsonDocument document = Json(answer);
     if (!document.isObject() || !document.object().isEmpty()) {

@@ -7,7 +7,8 @@
 #include <QUrl>
 #include <functional>
 
-class ClientError;
+#include "transfer.h"
+
 class QFile;
 class QIODevice;
 class QNetworkReply;
@@ -18,10 +19,11 @@ class QNetworkRequest;
  * a `QCoreApplication` and runs its event loop while it waits.
  *
  * The device answers failures with status 200 and the object `{"errorMessage": ...}`; here they are
- * a `ClientError` of status `DeviceRefused` with that text. It serves one request at a time and
- * answers 408 when others take too long, and 500 when its own answer does; such a request is sent
- * again after a pause, as often as the settings allow. No answer at all is `CannotConnect`; an
- * answer that is cut short or is not what the route answers is `TransferCorrupt`.
+ * a `DeviceRefusal` with that text. It serves one request at a time and answers 408 when others
+ * take too long, and 500 when its own answer does; such a request is sent again after a pause, as
+ * often as the settings allow. A device that stays busy, and any other status, is a `ClientError`
+ * of status `DeviceRefused`. No answer at all is `CannotConnect`; an answer that is cut short or is
+ * not what the route answers is `TransferCorrupt`.
  *
  * A connection that is closed without a byte of an answer makes Qt send the request again. Every
  * request here can be sent twice without harm; who deletes looks before and afterwards.
@@ -37,8 +39,7 @@ public:
         std::function<void(const QString &)> notice; ///< told before each pause; may be empty
     };
 
-    /** Called with the bytes of the body that have passed so far. Must not throw. */
-    using Progress = std::function<void(qint64 done)>;
+    using Progress = Transfer::Progress;
 
     explicit DeviceConnection(Settings connectionSettings);
 
@@ -70,11 +71,6 @@ public:
                 const Progress &progress);
 
 private:
-    struct Answer
-    {
-        int status = 0;
-        QByteArray body;
-    };
     using Start = std::function<QNetworkReply *()>;
     enum class BreakOff
     {
@@ -85,11 +81,10 @@ private:
     QNetworkRequest RequestFor(const QByteArray &route) const;
     QNetworkReply *StartUpload(const QByteArray &route, const QJsonObject &description,
                                QFile &source);
-    Answer Exchange(const Start &start, BreakOff breakOff, QIODevice *sink,
-                    const Progress &progress);
-    Answer Attempt(QNetworkReply *reply, QIODevice *sink, const Progress &progress) const;
-    QJsonDocument Json(const Answer &answer) const;
-    void ExpectEmptyObject(const Answer &answer) const;
+    Transfer::Answer Exchange(const Start &start, BreakOff breakOff, QIODevice *sink,
+                              const Progress &progress);
+    QJsonDocument Json(const Transfer::Answer &answer) const;
+    void ExpectEmptyObject(const Transfer::Answer &answer) const;
     void Pause(int attempt, const QString &reason) const;
 
     Settings settings;
