@@ -142,13 +142,19 @@ ExitStatus Program::RunSelected()
         return selected->Run(connection, output);
     } catch (const ClientError &error) {
         return Report(error);
+    } catch (const std::exception &error) {
+        return Report({ExitStatus::LocalFailure, QString::fromLocal8Bit(error.what())});
     }
 }
 
 ExitStatus Program::Report(const ClientError &error) const
 {
     output.Error(error.Message());
-    output.Json(QJsonDocument(
-        QJsonObject{{"error", error.Message()}, {"exitStatus", static_cast<int>(error.Status())}}));
+    try {
+        output.Json(QJsonDocument(QJsonObject{{"error", error.Message()},
+                                              {"exitStatus", static_cast<int>(error.Status())}}));
+    } catch (const ClientError &) {
+        // Standard output takes nothing. Standard error has been told, and the status tells it too.
+    }
     return error.Status();
 }

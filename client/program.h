@@ -8,6 +8,8 @@
 
 #include "command.h"
 
+class ClientError;
+
 /** The command line: global options, all commands, and what the exit status is. */
 class Program
 {

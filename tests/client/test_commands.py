@@ -105,6 +105,16 @@ class CommandLine(ClientTest):
                                        check=False)
         self.assertEqual(completed.returncode, LOCAL_FAILURE)
 
+    def test_full_standard_output_ends_with_the_same_status_in_both_formats(self):
+        for command in (["info"], ["tech", "a-b"], ["workorders", "get", "no"],
+                        ["templates"], ["sync", "out"]):
+            with self.subTest(command=command), open("/dev/full", "wb") as full:
+                text, as_json = (
+                    subprocess.run([CLIENT, *command, *form], stdout=full, cwd=self.local,
+                                   stderr=subprocess.PIPE, check=False)
+                    for form in ([], ["--json"]))
+                self.assertIn(text.returncode, (LOCAL_FAILURE, DEVICE_REFUSED))
+                self.assertEqual(as_json.returncode, text.returncode, as_json.stderr)
 
 class WorkOrders(ClientTest):
     def put(self, *documents, name="orders.json", status=DONE):
