@@ -34,6 +34,13 @@ QJsonObject AsSent(QJsonObject document)
     return document;
 }
 
+void RequireId(const QString &id)
+{
+    if (id.isEmpty()) {
+        throw ClientError(ExitStatus::Usage, QStringLiteral("ID: a work order's id is not empty"));
+    }
+}
+
 } // namespace
 
 WorkOrders::WorkOrders(DeviceConnection &deviceConnection)
@@ -42,11 +49,20 @@ WorkOrders::WorkOrders(DeviceConnection &deviceConnection)
 
 QJsonObject WorkOrders::Get(const QString &id)
 {
+    RequireId(id);
     const QByteArray route = byId + QUrl::toPercentEncoding(id);
     const QJsonObject answer = connection.Get(route).object();
-    if (!answer.value("cdm").isObject()) {
+    const QJsonValue document = answer.value("cdm");
+    if (!document.isObject()) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no work order"));
+    }
+    const QString answered = IdOf(document.toObject());
+    if (answered != id) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QString("the device was asked for the work order \"%1\" and answers "
+                                  "with \"%2\": the request was corrupted on its way")
+                              .arg(id, answered));
     }
     return answer;
 }
@@ -63,6 +79,7 @@ QString WorkOrders::Active()
 
 void WorkOrders::SetActive(const QString &id)
 {
+    RequireId(id);
     const QJsonDocument body(QJsonObject{{"activeWorkOrderId", id}});
     connection.Put(active, body.toJson(QJsonDocument::Compact));
     const QString now = Active();

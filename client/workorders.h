@@ -7,13 +7,16 @@
 
 #include "deviceconnection.h"
 
-/** The work orders of a device. Every operation throws `ClientError`. */
+/** The work orders of a device. Every operation throws `ClientError`; an empty id is `Usage`. */
 class WorkOrders
 {
 public:
     explicit WorkOrders(DeviceConnection &deviceConnection);
 
-    /** The device's answer: the work order, without images, under "cdm". */
+    /**
+     * The device's answer: the work order, without images, under "cdm". An answer with the work
+     * order of another id is `TransferCorrupt`.
+     */
     QJsonObject Get(const QString &id);
 
     /** The id of the active work order, empty when none is. */

@@ -10,13 +10,13 @@ WorkOrdersActiveCommand::WorkOrdersActiveCommand()
 
 void WorkOrdersActiveCommand::AddArguments(CLI::App &parser)
 {
-    parser.add_option("ID", id, "Make this work order the active one");
+    idOption = parser.add_option("ID", id, "Make this work order the active one");
 }
 
 ExitStatus WorkOrdersActiveCommand::Run(DeviceConnection &connection, const Output &output)
 {
     WorkOrders orders(connection);
-    if (!id.empty()) {
+    if (idOption->count() > 0) {
         orders.SetActive(QString::fromStdString(id));
     }
     const QString active = orders.Active();

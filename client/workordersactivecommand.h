@@ -5,6 +5,10 @@
 
 #include "command.h"
 
+namespace CLI {
+class Option;
+}
+
 /** Prints or sets the work order that the device works on. */
 class WorkOrdersActiveCommand : public Command
 {
@@ -15,6 +19,7 @@ public:
 
 private:
     std::string id;
+    const CLI::Option *idOption = nullptr; ///< owned by the parser
 };
 
 #endif // WORKORDERSACTIVECOMMAND_H

@@ -18,6 +18,11 @@ QJsonArray DocumentsOf(const QVector<WorkOrderElement> &batch)
     return documents;
 }
 
+ClientError NotReadBack(const ClientError &error)
+{
+    return {ExitStatus::TransferCorrupt, "cannot be read back: " + error.Message()};
+}
+
 } // namespace
 
 WorkOrderUpload::WorkOrderUpload(WorkOrders &workOrders, Failed whenFailed)
@@ -63,11 +68,8 @@ int WorkOrderUpload::SendBatch(const QVector<WorkOrderElement> &batch)
 {
     try {
         orders.Store(DocumentsOf(batch));
-    } catch (const ClientError &error) {
-        if (error.Status() != ExitStatus::DeviceRefused) {
-            throw;
-        }
-        return SendHalves(batch, error);
+    } catch (const DeviceRefusal &refusal) {
+        return SendHalves(batch, refusal);
     }
     int stored = 0;
     for (const WorkOrderElement &element : batch) {
@@ -76,7 +78,8 @@ int WorkOrderUpload::SendBatch(const QVector<WorkOrderElement> &batch)
     return stored;
 }
 
-int WorkOrderUpload::SendHalves(const QVector<WorkOrderElement> &batch, const ClientError &refusal)
+int WorkOrderUpload::SendHalves(const QVector<WorkOrderElement> &batch,
+                                const DeviceRefusal &refusal)
 {
     if (batch.size() == 1) {
         failed(batch.first(), refusal);
@@ -94,11 +97,13 @@ bool WorkOrderUpload::Verify(const WorkOrderElement &element)
         }
         failed(element,
                {ExitStatus::TransferCorrupt, QStringLiteral("the device has something else now")});
+    } catch (const DeviceRefusal &refusal) {
+        failed(element, NotReadBack(refusal));
     } catch (const ClientError &error) {
-        if (error.Status() == ExitStatus::CannotConnect) {
+        if (error.Status() != ExitStatus::TransferCorrupt) {
             throw;
         }
-        failed(element, {ExitStatus::TransferCorrupt, "cannot be read back: " + error.Message()});
+        failed(element, NotReadBack(error));
     }
     return false;
 }

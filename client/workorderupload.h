@@ -4,7 +4,7 @@
 #include <QVector>
 #include <functional>
 
-#include "clienterror.h"
+#include "devicerefusal.h"
 #include "workorderelement.h"
 #include "workorders.h"
 
@@ -12,6 +12,7 @@
  * Sends work orders in batches as long as the device takes them. The device stores a batch whole or
  * not at all and does not say which element it refuses, so a refused batch is sent again in halves
  * until the element stands alone: all others are stored. What was stored is read back and compared.
+ * A busy device has not looked at the elements, so that nothing is learnt from sending fewer.
  */
 class WorkOrderUpload
 {
@@ -23,7 +24,7 @@ public:
 
     /**
      * Returns how many were stored. Throws a `ClientError` when the device cannot be reached any
-     * more.
+     * more or does not get to the request; what was stored until then stays stored.
      */
     int Send(const QVector<WorkOrderElement> &elements);
 
@@ -33,7 +34,7 @@ public:
 
 private:
     int SendBatch(const QVector<WorkOrderElement> &batch);
-    int SendHalves(const QVector<WorkOrderElement> &batch, const ClientError &refusal);
+    int SendHalves(const QVector<WorkOrderElement> &batch, const DeviceRefusal &refusal);
     bool Verify(const WorkOrderElement &element);
 
     WorkOrders &orders;

@@ -144,6 +144,34 @@ class WorkOrders(ClientTest):
     def test_unknown_active_work_order(self):
         self.expect(DEVICE_REFUSED, "workorders", "active", "nobody")
 
+    def test_empty_id(self):
+        for command in ("active", "get"):
+            with self.subTest(command=command):
+                self.expect(USAGE, "workorders", command, "")
+        self.assertEqual(self.proxy.requests(), [])
+
+    def test_device_that_cannot_take_a_batch_is_not_asked_with_less(self):
+        self.here("many.json", json.dumps([{"workOrderId": "b%d" % i} for i in range(8)]).encode())
+        for status_line in (b"408 Request Timeout", b"500 Internal Server Error", b"404 Not Found",
+                            b"503 Service Unavailable"):
+            with self.subTest(status=status_line):
+                self.proxy.faults.clear()
+                self.proxy.connections.clear()
+                self.proxy.add("answer", request=rb"^POST", answer=b"HTTP/1.1 %s\r\n"
+                               b"Content-Length: 7\r\nConnection: close\r\n\r\nno time"
+                               % status_line)
+                result = self.expect(DEVICE_REFUSED, "workorders", "put", "many.json", "--json",
+                                     "--retries", 0)
+                self.assertEqual(result.json(), {"error": "no time", "exitStatus": DEVICE_REFUSED})
+                self.assertEqual(len(self.proxy.requests()), 1)
+
+    def test_device_that_cannot_be_asked_for_what_it_stored_is_no_fault_of_the_element(self):
+        self.here("two.json", json.dumps([{"workOrderId": "v%d" % i} for i in range(2)]).encode())
+        self.proxy.add("answer", request=rb"^GET", answer=b"HTTP/1.1 408 Request Timeout\r\n"
+                       b"Content-Length: 4\r\nConnection: close\r\n\r\nbusy")
+        result = self.expect(DEVICE_REFUSED, "workorders", "put", "two.json", "--retries", 0)
+        self.assertEqual(result.err, "parlowenctl: busy\n")
+
     def test_every_form_of_a_file(self):
         forms = {"single": {"workOrderId": "single"},
                  "array": [{"workOrderId": "array"}],
