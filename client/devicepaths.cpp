@@ -30,7 +30,7 @@ QString CutAfterUserFiles(const QString &folder)
     return position < 0 ? folder : folder.left(position + name.size());
 }
 
-QString Cleaned(const QString &path)
+QString CleanedRelative(const QString &path)
 {
     const QString cleaned = QDir::cleanPath(path);
     return cleaned == "." ? QString() : cleaned;
@@ -51,6 +51,20 @@ DevicePaths::DevicePaths(const QVector<FileRecord> &listing)
     folders = seen.values().toVector();
 }
 
+QString DevicePaths::Cleaned(const QString &absolutePath)
+{
+    QStringList names;
+    const QStringList all = absolutePath.split('/', Qt::SkipEmptyParts);
+    for (const QString &name : all) {
+        if (name == "..") {
+            names = names.mid(0, names.size() - 1);
+        } else if (name != ".") {
+            names.append(name);
+        }
+    }
+    return '/' + names.join('/');
+}
+
 QString DevicePaths::Root() const
 {
     return root;
@@ -58,7 +72,7 @@ QString DevicePaths::Root() const
 
 QString DevicePaths::File(const QString &path) const
 {
-    return path.startsWith('/') ? path : Find(Cleaned(path), files, "file");
+    return path.startsWith('/') ? path : Find(CleanedRelative(path), files, "file");
 }
 
 QString DevicePaths::Folder(const QString &path) const
@@ -66,7 +80,7 @@ QString DevicePaths::Folder(const QString &path) const
     if (path.startsWith('/')) {
         return path;
     }
-    const QString cleaned = Cleaned(path);
+    const QString cleaned = CleanedRelative(path);
     return cleaned.isEmpty() && !root.isEmpty() ? root : Find(cleaned, folders, "folder");
 }
 

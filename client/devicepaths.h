@@ -16,6 +16,9 @@ class DevicePaths
 public:
     explicit DevicePaths(const QVector<FileRecord> &listing);
 
+    /** An absolute path as the device writes it: without empty names, "." and "..". */
+    static QString Cleaned(const QString &absolutePath);
+
     /** The folder of the user files without a slash at its end; empty when no file is listed. */
     QString Root() const;
 

@@ -20,9 +20,10 @@ ExitStatus FilesConfirmCommand::Run(DeviceConnection &connection, const Output &
     UserFiles files(connection);
     const QString resolved = files.Resolve(QString::fromStdString(path));
     files.Confirm(resolved);
+    const QString written = DevicePaths::Cleaned(resolved);
     const QVector<FileRecord> pending = files.Pending(true);
     if (std::any_of(pending.begin(), pending.end(),
-                    [&](const FileRecord &record) { return record.path == resolved; })) {
+                    [&](const FileRecord &record) { return record.path == written; })) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           resolved + " is still pending: it changed meanwhile, or the "
                                      "confirmation went astray");

@@ -3,7 +3,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 
-#include "clienterror.h"
+#include "devicerefusal.h"
 #include "stagedfile.h"
 
 namespace {
@@ -14,6 +14,8 @@ constexpr char metadata[] = "/api/syncfiles/v1/metadata";
 constexpr char confirmation[] = "/api/syncfiles/v1/userfiles";
 constexpr char pendingFiles[] = "/api/syncfiles/v1/pendingfiles";
 constexpr char allPendingFiles[] = "/api/syncfiles/v1/pendingfiles/all";
+// The only refusal of metadata that tells anything of the file.
+constexpr char noSuchFile[] = "File not found";
 
 QByteArray RouteTo(const char *prefix, const QString &path)
 {
@@ -37,8 +39,24 @@ void ThrowIfRefusal(const QString &fileName)
     }
     const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
     if (DeviceConnection::IsErrorObject(document)) {
-        throw ClientError(ExitStatus::DeviceRefused,
-                          document.object().value("errorMessage").toString());
+        throw DeviceRefusal(document.object().value("errorMessage").toString());
+    }
+}
+
+void OpenForReading(QFile &file)
+{
+    const QFileInfo information(file);
+    QString problem;
+    if (!information.exists()) {
+        problem = QStringLiteral("no such file");
+    } else if (!information.isFile()) {
+        problem = QStringLiteral("it is no regular file");
+    } else if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        problem = file.errorString();
+    }
+    if (!problem.isEmpty()) {
+        throw ClientError(ExitStatus::LocalFailure,
+                          QString("cannot read %1: %2").arg(file.fileName(), problem));
     }
 }
 
@@ -81,21 +99,31 @@ QString UserFiles::Resolve(const QString &path)
 
 QString UserFiles::ResolveFolder(const QString &path)
 {
-    const QString folder = path.startsWith('/') ? path : DevicePaths(List()).Folder(path);
-    return folder.endsWith('/') ? folder.chopped(1) : folder;
+    const QString folder =
+        DevicePaths::Cleaned(path.startsWith('/') ? path : DevicePaths(List()).Folder(path));
+    return folder == "/" ? QString() : folder;
 }
 
 FileRecord UserFiles::Metadata(const QString &path)
 {
-    return FileRecord::FromMetadata(connection.Get(RouteTo(metadata, path)).object());
+    const FileRecord record =
+        FileRecord::FromMetadata(connection.Get(RouteTo(metadata, path)).object());
+    // A request that was corrupted on its way asks for another file, and gets a good answer.
+    if (DevicePaths::Cleaned(record.path) != DevicePaths::Cleaned(path)) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QString("the device was asked for %1 and answers for %2: the request was "
+                                  "corrupted on its way")
+                              .arg(path, record.path));
+    }
+    return record;
 }
 
 std::optional<FileRecord> UserFiles::Find(const QString &path)
 {
     try {
         return Metadata(path);
-    } catch (const ClientError &error) {
-        if (error.Status() == ExitStatus::DeviceRefused) {
+    } catch (const DeviceRefusal &refusal) {
+        if (refusal.Message() == noSuchFile) {
             return std::nullopt;
         }
         throw;
@@ -140,14 +168,7 @@ bool UserFiles::TryFetch(const FileRecord &expected, const QString &target, cons
 FileRecord UserFiles::Store(const QString &localFile, const QString &path, const Progress &progress)
 {
     HashingFile source(localFile);
-    if (!QFileInfo(localFile).isFile() ||
-        !source.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        throw ClientError(ExitStatus::LocalFailure,
-                          QString("cannot read %1: %2")
-                              .arg(localFile, QFileInfo(localFile).exists()
-                                                  ? source.errorString()
-                                                  : QStringLiteral("no such file")));
-    }
+    OpenForReading(source);
     RouteTo(metadata, path);
     const QJsonObject description{{"fileUri", path}, {"fileSize", source.size()}};
     connection.Upload(listing, description, source, progress);

@@ -29,9 +29,10 @@ public:
     QString Resolve(const QString &path);
     QString ResolveFolder(const QString &path);
 
+    /** The record is of this path: an answer that names another file is `TransferCorrupt`. */
     FileRecord Metadata(const QString &path);
 
-    /** Nothing when the device knows no such file. */
+    /** Nothing when the device says that it has no such file. */
     std::optional<FileRecord> Find(const QString &path);
 
     /**

@@ -79,4 +79,20 @@ TEST(DevicePaths, FoldersAreThoseOfListedFiles)
     EXPECT_THROW(paths.Folder("z"), ClientError);
 }
 
+TEST(DevicePaths, CleanedHasNoEmptyNamesAndNoDots)
+{
+    EXPECT_EQ(DevicePaths::Cleaned("/d/a"), "/d/a");
+    EXPECT_EQ(DevicePaths::Cleaned("//d///a/"), "/d/a");
+    EXPECT_EQ(DevicePaths::Cleaned("/d/./a/."), "/d/a");
+    EXPECT_EQ(DevicePaths::Cleaned("/d/../a"), "/a");
+    EXPECT_EQ(DevicePaths::Cleaned("/d/.../a.."), "/d/.../a..");
+}
+
+TEST(DevicePaths, CleanedDoesNotLeaveTheTop)
+{
+    EXPECT_EQ(DevicePaths::Cleaned("/../d"), "/d");
+    EXPECT_EQ(DevicePaths::Cleaned("/d/../../.."), "/");
+    EXPECT_EQ(DevicePaths::Cleaned("/"), "/");
+}
+
 } // namespace

@@ -5,6 +5,7 @@ import json
 import os
 import re
 import signal
+import stat
 import subprocess
 import unittest
 
@@ -13,6 +14,12 @@ from clienttest import (CLIENT, DEVICE_REFUSED, DONE, LOCAL_FAILURE, SEVERAL_PIE
 
 ODD_NAME = "ä ö%41+&#;=@!$,'~()[]{}|^`\"<>\\日本.txt"
 ERROR_OBJECT = b'{\n    "errorMessage": "File not found"\n}\n'
+
+
+def answer(body):
+    body = body if isinstance(body, bytes) else json.dumps(body).encode()
+    return (b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\nConnection: close\r\n\r\n%s"
+            % (len(body), body))
 
 
 class Get(ClientTest):
@@ -74,6 +81,65 @@ class Get(ClientTest):
         self.here("own.txt", b"old and longer")
         self.expect(DONE, "files", "get", self.on_device("own.txt", b"new"))
         self.assertEqual(self.tree("."), {"own.txt": b"new"})
+
+    def test_name_is_the_one_that_was_asked_for(self):
+        record = {"path": "/u/userfiles/.bashrc", "size": 4, "modifiedTime": "2026-01-01T00:00:00Z",
+                  "sha256": hashlib.sha256(b"evil").hexdigest()}
+        self.here(".bashrc", b"as it was")
+        for asked in ("/u/userfiles/report.txt", "/u/userfiles/../userfiles/report.txt"):
+            with self.subTest(asked=asked):
+                self.proxy.faults.clear()
+                self.proxy.add("answer", request=rb"metadata", answer=answer(record))
+                self.proxy.add("answer", request=rb"^GET /api/filemgr", answer=answer(b"evil"))
+                self.expect(TRANSFER_CORRUPT, "files", "get", asked)
+                self.assertEqual(self.tree("."), {".bashrc": b"as it was"})
+
+    def test_path_that_the_device_writes_differently(self):
+        self.on_device("sub/f", b"1")
+        for asked in ("//sub/f", "/./sub/f", "/sub/../sub/f", "/../userfiles/sub//./f"):
+            with self.subTest(asked=asked):
+                self.expect(DONE, "files", "get", str(self.user_files) + asked)
+                self.assertEqual(self.tree("."), {"f": b"1"})
+
+    def test_target_that_is_no_regular_file_stays(self):
+        path = self.on_device("f", b"1")
+        (self.local / "folder" / "f").mkdir(parents=True)
+        os.mkfifo(self.local / "fifo")
+        os.mknod(self.local / "node", 0o600 | stat.S_IFSOCK)
+        (self.local / "nowhere").symlink_to("missing")
+        (self.local / "link").symlink_to("fifo")
+        for target in ("folder", "fifo", "node", "nowhere", "link"):
+            with self.subTest(target=target):
+                self.proxy.connections.clear()
+                before = os.lstat(self.local / target)
+                result = self.expect(LOCAL_FAILURE, "files", "get", path, "-o", target)
+                self.assertIn("is no regular file", result.err)
+                self.assertEqual(os.lstat(self.local / target), before)
+                self.assertEqual(self.proxy.requests(), [])
+
+    def test_standard_stream_as_target(self):
+        path = self.on_device("f", b"1")
+        self.here("own", b"")
+        (self.local / "link").symlink_to("own")
+        for target in ("-", "own", "link"):
+            with self.subTest(target=target), open(self.local / "own", "ab") as own:
+                before = os.fstat(own.fileno())
+                completed = subprocess.run(
+                    [CLIENT, "--host", self.proxy.host, "files", "get", path, "-o", target],
+                    cwd=self.local, stdout=own, stderr=subprocess.PIPE, check=False)
+                self.assertEqual(completed.returncode, LOCAL_FAILURE)
+                self.assertIn(b"standard stream", completed.stderr)
+                self.assertEqual(os.stat(self.local / "own"), before)
+        self.assertTrue((self.local / "link").is_symlink())
+        self.assertEqual(self.proxy.requests(), [])
+
+    def test_link_to_a_regular_file_is_replaced_itself(self):
+        path = self.on_device("f", b"new")
+        self.here("precious", b"precious")
+        (self.local / "f").symlink_to("precious")
+        self.expect(DONE, "files", "get", path)
+        self.assertFalse((self.local / "f").is_symlink())
+        self.assertEqual(self.tree("."), {"f": b"new", "precious": b"precious"})
 
     def test_missing_file(self):
         missing = str(self.user_files / "missing")
@@ -202,7 +268,8 @@ class Put(ClientTest):
 
     def test_folder_in_place_of_a_file(self):
         (self.local / "folder").mkdir()
-        self.expect(LOCAL_FAILURE, "files", "put", "folder", self.user_files)
+        result = self.expect(LOCAL_FAILURE, "files", "put", "folder", self.user_files)
+        self.assertIn("cannot read folder: it is no regular file", result.err)
 
     def test_folder_that_the_device_lacks(self):
         self.here("a", b"a")
@@ -250,6 +317,15 @@ class Other(ClientTest):
         self.expect(DONE, "files", "confirm", path)
         self.assertEqual(self.pending(), [])
 
+    def test_confirmation_of_a_path_that_the_device_writes_differently_is_checked(self):
+        self.on_device("a", b"abc")
+        self.proxy.add("answer", request=rb"^PUT", answer=answer({}))
+        for asked in ("//a", "/./a", "/../userfiles/a"):
+            with self.subTest(asked=asked):
+                result = self.expect(TRANSFER_CORRUPT, "files", "confirm",
+                                     str(self.user_files) + asked)
+                self.assertIn("still pending", result.err)
+
     def test_confirm_unknown_file(self):
         self.expect(DEVICE_REFUSED, "files", "confirm", self.user_files / "missing")
 
@@ -265,6 +341,23 @@ class Other(ClientTest):
         self.expect(DONE, "files", "rm", path)
         self.assertFalse(os.path.exists(path))
         self.expect(DEVICE_REFUSED, "files", "rm", path)
+
+    def test_refused_rm_is_done_only_when_the_device_says_that_the_file_is_gone(self):
+        path = self.on_device("a", b"abc")
+        refusal = answer({"errorMessage": "Delete failed"})
+        busy = (b"HTTP/1.1 408 Request Timeout\r\nContent-Length: 4\r\nConnection: close\r\n\r\n"
+                b"busy")
+        other = answer({"errorMessage": "Method not allowed"})
+        for question in (busy, busy.replace(b"408", b"404"), other):
+            with self.subTest(question=question):
+                self.proxy.faults.clear()
+                deletion = self.proxy.add("answer", request=rb"^DELETE", answer=refusal)
+                # The first question passes.
+                self.proxy.add("delay", request=rb"metadata", times=1)
+                self.proxy.add("answer", request=rb"metadata", answer=question)
+                self.expect(DEVICE_REFUSED, "files", "rm", path, "--retries", 0)
+                self.assertEqual(deletion.happened, 1)
+                self.assertTrue(os.path.exists(path))
 
     def test_rm_whose_answer_is_lost(self):
         path = self.on_device("a", b"abc")
