@@ -3,6 +3,7 @@
 #include <memory>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -15,8 +16,9 @@
 namespace {
 
 /**
- * A path that must not be served. "ROOT" stands for the user-files directory, and "BARE" for its
- * path without the first slash.
+ * A path that must not be served. "ROOT" stands for the user-files directory, "BARE" for its path
+ * without the first slash, and "BASE" for the folder around it. Nothing outside that folder is
+ * named: a file that is served by mistake is one that the test has made.
  */
 struct Escape
 {
@@ -51,12 +53,13 @@ protected:
                                   {"../other", "linked-folder"},
                                   {"folder", "linked-inner-folder"},
                                   {"/", "linked-top"},
-                                  {"/dev/zero", "linked-device"}};
+                                  {"../device", "linked-device"}};
         for (const auto &link : links) {
             EXPECT_EQ(symlink(link[0], OnDisk(link[1]).constData()), 0);
         }
         EXPECT_EQ(mkfifo(OnDisk("fifo").constData(), 0644), 0);
         MakeSocket();
+        MakeDevice();
         // A blocking open would otherwise wait for ever.
         alarm(20);
     }
@@ -76,11 +79,22 @@ protected:
             0);
     }
 
+    /** Endless like /dev/zero, or a fifo for those who may not make devices. */
+    void MakeDevice() const
+    {
+        const QByteArray path = OnDisk("../device");
+        if (mknod(path.constData(), S_IFCHR | 0644, makedev(1, 5)) != 0) {
+            ASSERT_EQ(mkfifo(path.constData(), 0644), 0);
+        }
+    }
+
     QString EscapingPath() const
     {
         QString path = GetParam().path;
-        return path.replace("ROOT", root).replace("BARE", root.mid(1));
+        return path.replace("ROOT", root).replace("BARE", root.mid(1)).replace("BASE", base.path());
     }
+
+    void SetUp() override { ExpectNothingChanged(); }
 
     /** Everything is where it was. */
     void ExpectNothingChanged() const
@@ -90,8 +104,9 @@ protected:
         }
         EXPECT_EQ(Content("inside.txt"), "inside");
         EXPECT_EQ(Content("folder/nested.txt"), "nested");
-        for (const char *name : {"link-to-outside", "link-to-inside", "linked-folder",
-                                 "linked-inner-folder", "fifo", "socket"}) {
+        for (const char *name :
+             {"link-to-outside", "link-to-inside", "linked-folder", "linked-inner-folder",
+              "linked-top", "linked-device", "fifo", "socket", "../device"}) {
             EXPECT_TRUE(Exists(name)) << name;
         }
         EXPECT_FALSE(Exists("../state/confirmed-files.json"));
@@ -171,23 +186,23 @@ const Escape escapes[] = {
     {"ParentFolderFromASubFolder", "ROOT/folder/../../outside.txt"},
     {"ParentFolderFromAMissingFolder", "ROOT/missing/../../outside.txt"},
     {"ParentFolderAfterDoubleSlashes", "ROOT//..//outside.txt"},
-    {"ManyParentFolders", "ROOT/../../../../../../../../etc/passwd"},
+    {"ManyParentFolders", "ROOT/../../../../../../../..BASE/outside.txt"},
     {"SiblingWhoseNameStartsAlike", "ROOT-sibling/secret.txt"},
     {"SiblingWithTheNameOfAFileInside", "ROOT-sibling/inside.txt"},
     {"AnotherFolderWithTheNameOfAFileInside", "ROOT/../other/inside.txt"},
     {"SiblingThroughTheParent", "ROOT/../userfiles-sibling/secret.txt"},
-    {"AnotherAbsolutePath", "/etc/passwd"},
+    {"AnotherAbsolutePath", "BASE/outside.txt"},
     {"LinkToAFileOutside", "ROOT/link-to-outside"},
     {"LinkToAFileInside", "ROOT/link-to-inside"},
     {"LinkedFolderOutside", "ROOT/linked-folder/secret.txt"},
     {"LinkedFolderInside", "ROOT/linked-inner-folder/nested.txt"},
     {"LinkedFolderAndParent", "ROOT/linked-folder/../outside.txt"},
-    {"LinkToTheTop", "ROOT/linked-top/etc/passwd"},
+    {"LinkToTheTop", "ROOT/linked-topBASE/outside.txt"},
     {"LinkToADevice", "ROOT/linked-device"},
     {"Fifo", "ROOT/fifo"},
     {"Socket", "ROOT/socket"},
-    {"Device", "/dev/null"},
-    {"DeviceThroughTheParent", "ROOT/../../../../../../dev/zero"},
+    {"Device", "BASE/device"},
+    {"DeviceThroughTheParent", "ROOT/../device"},
     {"TheDirectoryItself", "ROOT"},
     {"TheDirectoryWithASlash", "ROOT/"},
     {"TheDirectoryAsADot", "ROOT/."},

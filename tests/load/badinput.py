@@ -2,8 +2,12 @@
 
 A row is (name, bytes, expected). `expected` is a pair of the status and a text that the body holds,
 or CLOSED where the server ends the connection without an answer. No row may change what is stored.
+
+Rows that reach for a file outside the device name a secret that was planted for them: what is deleted
+or overwritten by mistake is nobody's.
 """
 import json
+import os
 
 from device import BOUNDARY, request
 
@@ -35,6 +39,26 @@ LENGTH_REQUIRED = 411, b"Error 411"
 UPLOAD_FAILED = error("Upload failed")
 
 
+class Secrets:
+    """A file, a link to it and a fifo in a folder outside the device."""
+
+    CONTENT = b"precious"
+
+    def __init__(self, folder):
+        self.file, self.link, self.fifo = (os.path.join(folder, name)
+                                           for name in ("secret", "secret-link", "secret-fifo"))
+        with open(self.file, "wb") as file:
+            file.write(self.CONTENT)
+        os.symlink(self.file, self.link)
+        os.mkfifo(self.fifo)
+
+    def unchanged(self):
+        if not (os.path.islink(self.link) and os.path.exists(self.fifo) and os.path.isfile(self.file)):
+            return False
+        with open(self.file, "rb") as file:
+            return file.read() == self.CONTENT
+
+
 def methods():
     """Every route with the methods that it does not serve."""
     others = ("PROPFIND", "MKCOL", "OPTIONS", "HEAD")
@@ -63,19 +87,20 @@ def methods():
         yield f"method {method!r}", request(method, "/info"), BAD_REQUEST
 
 
-def uris():
+def uris(secrets):
     """Paths that lead nowhere."""
     absent = error("File not found")
     unread = error("File read failure")
     invalid = error("Invalid URI")
     long_name = "/" + "a" * 4096
-    names = ("/none", "/../../../etc/passwd", "/%2e%2e/%2e%2e/etc/passwd", "/..%2f..%2fetc/passwd",
-             "//etc/passwd", "/etc/passwd", "/./././etc/passwd", "/a%0ab", "/a%0d%0aX:%20y", "/%01%02%1f",
-             "/%ff%fe", "/%c3%28", "/%f0%9f%92%a9", "/%7f", "/" + "../" * 300 + "etc/passwd",
+    secret = secrets.file
+    names = ("/none", "/../../.." + secret, "/%2e%2e/%2e%2e" + secret, "/..%2f..%2f" + secret[1:],
+             "/" + secret, secret, "/./././" + secret, "/a%0ab", "/a%0d%0aX:%20y", "/%01%02%1f",
+             "/%ff%fe", "/%c3%28", "/%f0%9f%92%a9", "/%7f", "/" + "../" * 300 + secret[1:],
              long_name, "/" + "%41" * 1300, "/" + "a/" * 2000, "/*", "/'", "/%22", "/%5c..%5c", "/~root",
-             "/dev/zero", "/proc/self/mem", "/sys/power/state", "/ ".strip() + "%20", "/%25%30%30")
+             secrets.fifo, secrets.link, secret + "/", "/ ".strip() + "%20", "/%25%30%30")
     # Those that climb out of their route never reach it: the HTTP server answers for itself.
-    climbing = names[1:4] + ("/" + "../" * 300 + "etc/passwd",)
+    climbing = names[1:4] + ("/" + "../" * 300 + secret[1:],)
     for name in names:
         shown = name if len(name) < 60 else f"{name[:20]}... ({len(name)} bytes)"
         if name in climbing:
@@ -91,7 +116,7 @@ def uris():
         yield f"delete {shown}", request("DELETE", FILES + name), invalid
         yield f"confirm {shown}", request("PUT", SYNC_FILES + name), absent
     for path in ("/", "/api", "/api/", "/INF", "/info/x", "/infos", "/api/workflow/v2/list",
-                 "/api/workflow/v1/", "/index.html", "/error.log", "/..", "/../../etc/passwd",
+                 "/api/workflow/v1/", "/index.html", "/error.log", "/..", "/../.." + secret,
                  "/%2e%2e/error.log", "/api/syncfiles/v1/pendingfiles/none", "/cgi-bin/x"):
         yield f"no route {path}", request("GET", path), NOT_FOUND
     for name in ("a/b", "a/b/attachment", "", "a/attachment/x"):
@@ -213,7 +238,7 @@ def documents():
             yield f"workorders: {batch[:60]}", request("POST", WORKORDERS, body), error("Error in request handler")
 
 
-def uploads(root):
+def uploads(root, secrets):
     """Multipart bodies of every wrong shape. The one target that is accepted cannot be made."""
     target = f"{root}/none/file"
 
@@ -249,7 +274,7 @@ def uploads(root):
                           "null as target": b'{"fileUri":null}', "an array as target": b'{"fileUri":["x"]}',
                           "another case": b'{"FILEURI":"%s"}' % target.encode()}.items():
         rows[f"metadata: {name}"] = body(content, b"abc")
-    for uri in ("", "/", "/etc/passwd", "relative", "../x", root[:-1], root.upper() + "/x", " " + root + "/x", "/" + root + "/x",
+    for uri in ("", "/", secrets.file, "relative", "../x", root[:-1], root.upper() + "/x", " " + root + "/x", "/" + root + "/x",
                 "file://" + root + "/x", root, root + "/", root + "/none/" + "a" * 4096, root + "/" + "a" * 300, root + "/none/x\0/y",
                 root + "/none/\n", root + "/none/\u0001", root + "/./none/x", root + "//none/x", root + "/none/../none/x",
                 root + "/../../outside/none/x", root + "-sibling/x", root + "/none/ü\ud7ff", "\0" + root, root + "/" + "a/" * 2000 + "x"):
@@ -259,11 +284,11 @@ def uploads(root):
             yield f"upload to {route}: {name}", request("POST", route, content), UPLOAD_FAILED
 
 
-def table(root):
-    """All rows; `root` is the user-files directory of the device."""
+def table(root, secrets):
+    """All rows; `root` is the user-files directory of the device, `secrets` lie outside of it."""
     yield from methods()
-    yield from uris()
+    yield from uris(secrets)
     yield from heads()
     yield from chunked()
     yield from documents()
-    yield from uploads(root)
+    yield from uploads(root, secrets)
