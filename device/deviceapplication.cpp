@@ -3,7 +3,6 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include "devicefolder.h"
 #include "devicemodels.h"
 #include "faultymodels.h"
 #include "filedescriptor.h"
@@ -67,15 +66,22 @@ bool DeviceApplication::Start(QString *error)
 bool DeviceApplication::OpenFolder(QString *error)
 {
     const DeviceFolder folder(options.dataFolder);
-    const bool fresh = folder.IsUnused();
-    if (!folder.MakeFolders(fileSystem, error) ||
-        (fresh && !SampleContent::Write(fileSystem, folder, error))) {
+    if (!folder.Make(fileSystem, error) || !folderLock.Take(folder.Path(), error) ||
+        !FillFolder(folder, error)) {
         return false;
     }
     models = std::make_unique<DeviceModels>(options, fileSystem, errorReporter, viewOutput);
     faultyModels = std::make_unique<FaultyModels>(*models, faults, errorReporter);
     downloadGuard = std::make_unique<DownloadGuard>(&faultyModels->fileManager, &serverGuard);
     return true;
+}
+
+bool DeviceApplication::FillFolder(const DeviceFolder &folder, QString *error)
+{
+    const bool samplesDue = SampleContent::IsDue(folder);
+    return (!samplesDue || SampleContent::Begin(fileSystem, folder, error)) &&
+           folder.MakeFolders(fileSystem, error) &&
+           (!samplesDue || SampleContent::Write(fileSystem, folder, error));
 }
 
 void DeviceApplication::Stop()

@@ -4,11 +4,13 @@
 #include <cstdio>
 #include <memory>
 
+#include "devicefolder.h"
 #include "deviceoptions.h"
 #include "downloadguard.h"
 #include "errorreporter.h"
 #include "faultplan.h"
 #include "faultyfilesystem.h"
+#include "folderlock.h"
 #include "hostmodel.h"
 #include "restserverguard.h"
 #include "restservermodel.h"
@@ -41,7 +43,8 @@ public:
      * come meanwhile are served when the event loop runs.
      *
      * The port comes first: as long as another simulator has it, the folder may be in use too. On
-     * failure nothing is served, and `*error` is one line that names the port or the path.
+     * failure nothing is served, and `*error` is one line that names the port or the path. A
+     * folder that another process serves from is a failure, too.
      */
     bool Start(QString *error);
 
@@ -66,12 +69,14 @@ public:
 
 private:
     bool OpenFolder(QString *error);
+    bool FillFolder(const DeviceFolder &folder, QString *error);
 
     DeviceOptions options;
     std::FILE *viewOutput;
     ::ErrorReporter errorReporter;
     FaultPlan faults;
     FaultyFileSystem fileSystem;
+    FolderLock folderLock; // from the first look into the folder until the models are gone
     RestServerModel server;
     RestServerGuard serverGuard;
 

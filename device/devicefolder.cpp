@@ -3,7 +3,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <unistd.h>
 
 #include "durablefile.h"
@@ -39,6 +41,11 @@ bool CheckAccess(const QString &path, QString *error)
     return false;
 }
 
+bool MakeUsable(FileSystem &fileSystem, const QString &path, QString *error)
+{
+    return MakeFolder(fileSystem, path, error) && CheckAccess(path, error);
+}
+
 } // namespace
 
 DeviceFolder::DeviceFolder(const QString &path)
@@ -56,17 +63,17 @@ bool DeviceFolder::IsUnused() const
                               QDir::NoDotAndDotDot);
 }
 
+bool DeviceFolder::Make(FileSystem &fileSystem, QString *error) const
+{
+    return MakeParents(fileSystem, root, error) && MakeUsable(fileSystem, root, error);
+}
+
 bool DeviceFolder::MakeFolders(FileSystem &fileSystem, QString *error) const
 {
-    if (!MakeParents(fileSystem, root, error)) {
-        return false;
-    }
-    const QString folders[] = {root,      WorkOrders(),       Templates(), State(),
-                               Storage(), GuardedTemplates(), UserFiles()};
-    for (const QString &folder : folders) {
-        if (!MakeFolder(fileSystem, folder, error) || !CheckAccess(folder, error)) {
-            return false;
-        }
-    }
-    return true;
+    const QString folders[] = {WorkOrders(), Templates(),        State(),
+                               Storage(),    GuardedTemplates(), UserFiles()};
+    return Make(fileSystem, error) &&
+           std::all_of(std::begin(folders), std::end(folders), [&](const QString &folder) {
+               return MakeUsable(fileSystem, folder, error);
+           });
 }

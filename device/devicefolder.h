@@ -25,6 +25,9 @@ public:
     /** True when the folder is missing or has nothing in it, hidden files included. */
     bool IsUnused() const;
 
+    /** Makes the folder and its parents when they are missing. On failure `*error` names one. */
+    bool Make(FileSystem &fileSystem, QString *error) const;
+
     /**
      * Makes the folder and every sub-folder that is missing; what is there stays as it is. False
      * when one of them cannot be made or not be used; `*error` then names it.

@@ -5,13 +5,6 @@
 
 namespace {
 
-// A fixed name: a file left behind by a loss of power is overwritten by the next attempt.
-QString TemporaryPath(const QString &path)
-{
-    const QFileInfo file(path);
-    return file.path() + QLatin1String("/.") + file.fileName() + QLatin1String(".new");
-}
-
 bool WriteAll(FileSystem &fileSystem, int descriptor, const QByteArray &content)
 {
     int offset = 0;
@@ -41,6 +34,13 @@ bool WriteAndClose(FileSystem &fileSystem, int descriptor, const QByteArray &con
 }
 
 } // namespace
+
+// A fixed name: a file left behind by a loss of power is overwritten by the next attempt.
+QString TemporaryPath(const QString &path)
+{
+    const QFileInfo file(path);
+    return file.path() + QLatin1String("/.") + file.fileName() + QLatin1String(".new");
+}
 
 QString DescribeFailure(const char *action, const QString &path)
 {

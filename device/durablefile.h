@@ -32,6 +32,9 @@ bool WriteFile(FileSystem &fileSystem, const QString &path, const QByteArray &co
 bool WriteDurably(FileSystem &fileSystem, const QString &path, const QByteArray &content,
                   QString *error);
 
+/** Where the content of `path` is written before it takes that name: a hidden name beside it. */
+QString TemporaryPath(const QString &path);
+
 /** One line for people: what could not be done with which path, and `errno` in words. */
 QString DescribeFailure(const char *action, const QString &path);
 

@@ -1,8 +1,11 @@
 #include "samplecontent.h"
 
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QVector>
+#include <cerrno>
 
 #include "durablefile.h"
 #include "workorderid.h"
@@ -12,7 +15,23 @@ namespace {
 constexpr int workOrderCount = 12;
 constexpr int imageEdge = 32;
 
-/** Writes files until one cannot be written. */
+bool Exists(const QString &path)
+{
+    const QFileInfo file(path);
+    return file.exists() || file.isSymLink();
+}
+
+// There from before the first file until all are complete.
+QString Mark(const DeviceFolder &folder)
+{
+    return folder.Path() + QLatin1String("/.unfinished-sample-content");
+}
+
+/**
+ * Writes files until one cannot be written. All are written under another name first and get their
+ * own once they are on the disk: a file with its own name is complete, and one that has it already
+ * stays as it is.
+ */
 class Writer
 {
 public:
@@ -22,7 +41,11 @@ public:
 
     void Write(const QString &path, const QByteArray &content)
     {
-        succeeded = succeeded && WriteFile(fileSystem, path, content, Flushing::Later, &failure);
+        if (succeeded && !Exists(path)) {
+            succeeded =
+                WriteFile(fileSystem, TemporaryPath(path), content, Flushing::Later, &failure);
+            written.append(path);
+        }
     }
 
     void Write(const QString &path, const QJsonObject &content)
@@ -32,21 +55,35 @@ public:
 
     void MakeFolder(const QString &path)
     {
-        if (succeeded && fileSystem.MakeFolder(path) != 0) {
+        if (succeeded && fileSystem.MakeFolder(path) != 0 && errno != EEXIST) {
             Fail("make", path);
         }
     }
 
-    bool Finish(const QString &folder, QString *error)
+    bool Finish(const DeviceFolder &folder, QString *error)
     {
-        if (succeeded && fileSystem.FlushFileSystem(folder) != 0) {
-            Fail("flush", folder);
+        Flush(folder.Path());
+        for (const QString &path : qAsConst(written)) {
+            if (succeeded && fileSystem.Rename(TemporaryPath(path), path) != 0) {
+                Fail("make", path);
+            }
+        }
+        Flush(folder.Path());
+        if (succeeded && fileSystem.Unlink(Mark(folder)) != 0) {
+            Fail("delete", Mark(folder));
         }
         *error = failure;
         return succeeded;
     }
 
 private:
+    void Flush(const QString &folder)
+    {
+        if (succeeded && fileSystem.FlushFileSystem(folder) != 0) {
+            Fail("flush", folder);
+        }
+    }
+
     void Fail(const char *action, const QString &path)
     {
         failure = DescribeFailure(action, path);
@@ -54,6 +91,7 @@ private:
     }
 
     FileSystem &fileSystem;
+    QVector<QString> written; // wait for their own names
     QString failure;
     bool succeeded = true;
 };
@@ -167,6 +205,23 @@ void WriteUserFiles(Writer *writer, const DeviceFolder &folder)
 
 } // namespace
 
+bool SampleContent::IsDue(const DeviceFolder &folder)
+{
+    return folder.IsUnused() || Exists(Mark(folder));
+}
+
+bool SampleContent::Begin(FileSystem &fileSystem, const DeviceFolder &folder, QString *error)
+{
+    if (!WriteFile(fileSystem, Mark(folder), QByteArray(), Flushing::AtOnce, error)) {
+        return false;
+    }
+    if (fileSystem.FlushFolder(folder.Path()) != 0) {
+        *error = DescribeFailure("flush", folder.Path());
+        return false;
+    }
+    return true;
+}
+
 bool SampleContent::Write(FileSystem &fileSystem, const DeviceFolder &folder, QString *error)
 {
     Writer writer(fileSystem);
@@ -174,5 +229,5 @@ bool SampleContent::Write(FileSystem &fileSystem, const DeviceFolder &folder, QS
     WriteWorkOrders(&writer, folder);
     WriteTemplates(&writer, folder);
     WriteUserFiles(&writer, folder);
-    return writer.Finish(folder.Path(), error);
+    return writer.Finish(folder, error);
 }

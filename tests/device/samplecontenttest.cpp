@@ -11,6 +11,7 @@
 
 #include "recordingerrorreporter.h"
 #include "scriptedfilesystem.h"
+#include "storefolder.h"
 #include "workorderstore.h"
 
 namespace {
@@ -26,8 +27,32 @@ class SampleContentTest : public testing::Test
 protected:
     void Make()
     {
-        ASSERT_TRUE(device.MakeFolders(fileSystem, &error));
-        ASSERT_TRUE(SampleContent::Write(fileSystem, device, &error)) << error.toStdString();
+        EXPECT_TRUE(SampleContent::IsDue(device));
+        EXPECT_TRUE(MakeWith(&fileSystem)) << error.toStdString();
+    }
+
+    bool MakeWith(FileSystem *files)
+    {
+        return SampleContent::Begin(*files, device, &error) && device.MakeFolders(*files, &error) &&
+               SampleContent::Write(*files, device, &error);
+    }
+
+    void Clear() const
+    {
+        ASSERT_TRUE(QDir(folder.path()).removeRecursively());
+        ASSERT_TRUE(QDir().mkpath(folder.path()));
+    }
+
+    /** Every file with its content, hidden ones included. */
+    QMap<QString, QByteArray> Files() const
+    {
+        QMap<QString, QByteArray> files;
+        QDirIterator entry(folder.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (entry.hasNext()) {
+            const QString path = entry.next();
+            files[path] = ContentOf(path);
+        }
+        return files;
     }
 
     static int TemplatesIn(const QString &path)
@@ -103,25 +128,81 @@ TEST_F(SampleContentTest, UserFilesLargeAndWithANameThatNeedsEncoding)
 TEST_F(SampleContentTest, IsTheSameEveryTime)
 {
     Make();
-    const QByteArray first = ContentOf(device.UserFiles() + "/traces/waveform.bin");
-    ASSERT_TRUE(QDir(device.UserFiles() + "/traces").removeRecursively());
+    const QMap<QString, QByteArray> first = Files();
+    EXPECT_EQ(first.size(), 20);
+    EXPECT_EQ(first[device.UserFiles() + "/traces/waveform.bin"].size(),
+              SampleContent::largeFileSize);
+    Clear();
     Make();
-    EXPECT_EQ(first.size(), SampleContent::largeFileSize);
-    EXPECT_EQ(ContentOf(device.UserFiles() + "/traces/waveform.bin"), first);
+    EXPECT_EQ(Files(), first);
 }
 
-TEST_F(SampleContentTest, AFullDiskIsReportedAtEveryStep)
+TEST_F(SampleContentTest, IsDueInAnUnusedFolderUntilItIsComplete)
 {
+    EXPECT_TRUE(SampleContent::IsDue(device));
+    ASSERT_TRUE(SampleContent::Begin(fileSystem, device, &error));
+    EXPECT_TRUE(SampleContent::IsDue(device));
+    ASSERT_TRUE(device.MakeFolders(fileSystem, &error));
+    EXPECT_TRUE(SampleContent::IsDue(device));
+    ASSERT_TRUE(SampleContent::Write(fileSystem, device, &error));
+    EXPECT_FALSE(SampleContent::IsDue(device));
+}
+
+TEST_F(SampleContentTest, IsNotDueInAFolderWithContentOfItsOwn)
+{
+    ASSERT_TRUE(device.MakeFolders(fileSystem, &error));
+    EXPECT_FALSE(SampleContent::IsDue(device));
+}
+
+TEST_F(SampleContentTest, WhatIsThereStays)
+{
+    ASSERT_TRUE(device.MakeFolders(fileSystem, &error));
+    QFile own(device.AssetFile());
+    ASSERT_TRUE(own.open(QIODevice::WriteOnly));
+    own.write("{}");
+    own.close();
+    ASSERT_TRUE(QFile::link("nowhere", device.UserFiles() + "/readme.txt"));
+    ASSERT_TRUE(MakeWith(&fileSystem)) << error.toStdString();
+    EXPECT_EQ(ContentOf(device.AssetFile()), "{}");
+    EXPECT_TRUE(QFileInfo(device.UserFiles() + "/readme.txt").isSymLink());
+    EXPECT_TRUE(QFile::exists(device.UserFiles() + "/traces/waveform.bin"));
+}
+
+TEST_F(SampleContentTest, AFullDiskIsReportedAtEveryStepAndTheNextStartCompletesIt)
+{
+    Make();
+    const QMap<QString, QByteArray> complete = Files();
     bool reached = true;
     for (int step = 1; reached; ++step) {
-        QDir(device.Storage()).removeRecursively();
-        ASSERT_TRUE(device.MakeFolders(fileSystem, &error));
+        Clear();
         error.clear();
         ScriptedFileSystem full(FailAt(step));
-        const bool written = SampleContent::Write(full, device, &error);
+        const bool written = MakeWith(&full);
         reached = full.Steps() >= step;
         EXPECT_EQ(written, !reached) << step;
         EXPECT_EQ(error.isEmpty(), !reached) << step;
+        if (reached) {
+            Make();
+        }
+        EXPECT_EQ(Files(), complete) << step;
+    }
+}
+
+TEST_F(SampleContentTest, AKillAtAnyStepIsMadeUpForByTheNextStart)
+{
+    Make();
+    const QMap<QString, QByteArray> complete = Files();
+    bool finished = false;
+    for (int step = 1; !finished; step += 3) {
+        Clear();
+        finished = FinishesInChild([&] {
+            ScriptedFileSystem killed(KillAt(step));
+            MakeWith(&killed);
+        });
+        if (SampleContent::IsDue(device)) {
+            Make();
+        }
+        EXPECT_EQ(Files(), complete) << step;
     }
 }
 

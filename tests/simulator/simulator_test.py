@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """The simulator from outside: its program and everything that a client can ask of it."""
+import fcntl
 import json
 import os
 import random
@@ -48,6 +49,36 @@ class Program(SimulatorTest):
         self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertEqual(result.stderr.count("\n"), 1)
         self.assertIn("/proc/none", result.stderr)
+
+    def test_first_start_that_failed_is_made_up_for_by_the_next_one(self):
+        data = os.path.join(self.folder, "device")
+        for room in ("0", "3000", "100000"):
+            result = run("--data", data, "--fault", "write-fails=" + room)
+            self.assertEqual((result.returncode, result.stderr.count("\n")), (1, 1), result.stderr)
+        self.start()
+        orders = ask_json("GET", WORKFLOW + "list")["workOrderIds"]
+        files = ask_json("GET", MANAGER + "userfiles")["files"]
+        self.assertEqual((len(orders), len(files)), (12, 4))
+        self.assertEqual(self.device.stop(), (0, "", ""))
+        for _, _, names in os.walk(data):
+            self.assertFalse([name for name in names if name.startswith(".")])
+
+    def test_folder_that_another_program_serves_from_is_one_line_that_names_it_and_status_1(self):
+        data = os.path.join(self.folder, "device")
+        os.mkdir(data)
+        holder = os.open(data, os.O_RDONLY)
+        self.addCleanup(os.close, holder)
+        fcntl.flock(holder, fcntl.LOCK_EX)
+        result = run("--data", data)
+        self.assertEqual((result.returncode, result.stdout, os.listdir(data)), (1, "", []))
+        self.assertEqual(result.stderr.count("\n"), 1)
+        self.assertIn(data + ": another program serves from it", result.stderr)
+        fcntl.flock(holder, fcntl.LOCK_UN)
+        self.start()
+        with self.assertRaises(BlockingIOError):
+            fcntl.flock(holder, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        self.device.kill()
+        fcntl.flock(holder, fcntl.LOCK_EX | fcntl.LOCK_NB)
 
     def test_file_in_place_of_the_folder_is_left_alone(self):
         path = os.path.join(self.folder, "file")
