@@ -25,6 +25,7 @@ DeviceApplication::DeviceApplication(const DeviceOptions &deviceOptions, std::FI
     , viewOutput(view)
     , faults(options.faults, DeviceFolder(options.dataFolder).FaultsFile(), errorReporter)
     , fileSystem(faults)
+    , requestDelay(faults)
     , serverGuard(&server)
 {
     server.Construct(this);
@@ -96,16 +97,19 @@ IRootModel *DeviceApplication::RootModel()
 
 IStorageModel *DeviceApplication::StorageModel()
 {
+    requestDelay.Wait();
     return &faultyModels->storage;
 }
 
 IModeModel *DeviceApplication::ModeModel()
 {
+    requestDelay.Wait();
     return &models->mode;
 }
 
 IJobPanelModel *DeviceApplication::JobPanelModel()
 {
+    requestDelay.Wait();
     return &models->jobPanel;
 }
 
@@ -121,6 +125,7 @@ IErrorReporter *DeviceApplication::ErrorReporter()
 
 IJobModel *DeviceApplication::JobModel()
 {
+    requestDelay.Wait();
     return &models->jobs;
 }
 
@@ -131,25 +136,25 @@ IRestServerModel *DeviceApplication::RestServer()
 
 IWorkOrderStore *DeviceApplication::WorkOrderStore()
 {
-    faults.DelayCall();
+    requestDelay.Wait();
     return &faultyModels->workOrders;
 }
 
 ISyncFilesModel *DeviceApplication::SyncFilesModel()
 {
-    faults.DelayCall();
-    return &models->syncFiles;
+    requestDelay.Wait();
+    return &faultyModels->syncFiles;
 }
 
 IFileManagerModel *DeviceApplication::FileManagerModel()
 {
-    faults.DelayCall();
+    requestDelay.Wait();
     return downloadGuard.get();
 }
 
 IAssetModel *DeviceApplication::AssetModel()
 {
-    faults.DelayCall();
+    requestDelay.Wait();
     return &models->asset;
 }
 

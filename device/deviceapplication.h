@@ -12,6 +12,7 @@
 #include "faultyfilesystem.h"
 #include "folderlock.h"
 #include "hostmodel.h"
+#include "requestdelay.h"
 #include "restserverguard.h"
 #include "restservermodel.h"
 
@@ -76,6 +77,7 @@ private:
     ::ErrorReporter errorReporter;
     FaultPlan faults;
     FaultyFileSystem fileSystem;
+    RequestDelay requestDelay;
     FolderLock folderLock; // from the first look into the folder until the models are gone
     RestServerModel server;
     RestServerGuard serverGuard;

@@ -12,11 +12,19 @@
 /** What can go wrong on purpose. */
 enum class Fault
 {
-    SlowCall,      ///< slow-call=MS: each call of a model takes so many milliseconds longer
-    StorageAway,   ///< storage-away: the guarded storage cannot be entered
-    NoSpace,       ///< no-space: there is no room for an upload
-    WriteFails,    ///< write-fails=BYTES: the stores' disk is full after so many more bytes
-    ReadFails,     ///< read-fails=OFFSET: files cannot be read from this position on
+    /**
+     * slow-call=MS: the first call of a model in each request, and that for each further piece of a
+     * download, takes so many milliseconds longer
+     */
+    SlowCall,
+    StorageAway, ///< storage-away: the guarded storage cannot be entered
+    NoSpace,     ///< no-space: there is no room for an upload
+    /**
+     * write-fails=BYTES: the disk of the work orders and of the state is full after so many more
+     * bytes; user files, which the library writes by itself, are no part of it
+     */
+    WriteFails,
+    ReadFails,     ///< read-fails=OFFSET: downloads cannot read files from this position on
     DeleteRefused, ///< delete-refused: no user file can be deleted
     StoreFails     ///< store-fails: no work order can be stored
 };

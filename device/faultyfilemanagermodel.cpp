@@ -15,6 +15,9 @@ QJsonObject FaultyFileManagerModel::GetUserFiles()
 QByteArray FaultyFileManagerModel::ReadFileChunk(QString path, bool *ok, qint64 offset,
                                                  qint64 maxLength, bool *lastChunk)
 {
+    if (offset > 0) {
+        faults.DelayCall();
+    }
     QByteArray piece = fileManager.ReadFileChunk(path, ok, offset, maxLength, lastChunk);
     const std::optional<qint64> failure = faults.Value(Fault::ReadFails);
     if (*ok && failure && offset + piece.size() > *failure) {

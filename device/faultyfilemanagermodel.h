@@ -13,7 +13,11 @@ public:
 
     QJsonObject GetUserFiles() override;
 
-    /** A piece that reaches the position of the fault cannot be read, and is the last. */
+    /**
+     * Each piece but the first is late while calls are slow; the first one is part of its request,
+     * which is late as a whole. A piece that reaches the position of the fault cannot be read, and
+     * is the last.
+     */
     QByteArray ReadFileChunk(QString path, bool *ok, qint64 offset, qint64 maxLength,
                              bool *lastChunk) override;
     bool DeleteUserFile(QString path) override;

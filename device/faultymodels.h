@@ -4,6 +4,7 @@
 #include "devicemodels.h"
 #include "faultyfilemanagermodel.h"
 #include "faultystoragemodel.h"
+#include "faultysyncfilesmodel.h"
 #include "faultyworkorderstore.h"
 
 /** The models of a device that can fail on purpose, in front of the real ones. */
@@ -14,11 +15,13 @@ public:
     FaultyModels(DeviceModels &models, FaultPlan &faults, IErrorReporter &errors)
         : storage(models.storage, faults)
         , fileManager(models.fileManager, faults, errors)
+        , syncFiles(models.syncFiles, faults, errors)
         , workOrders(models.workOrders, faults, errors)
     {}
 
     FaultyStorageModel storage;
     FaultyFileManagerModel fileManager;
+    FaultySyncFilesModel syncFiles;
     FaultyWorkOrderStore workOrders;
 };
 

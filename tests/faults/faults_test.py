@@ -33,11 +33,33 @@ class Faults(BadDay):
     def test_the_asset_information_says_that_this_is_a_simulator(self):
         self.assertIs(ask_json("GET", "/info")["assetInfo"]["simulator"], True)
 
-    def test_a_slow_call_takes_its_time(self):
+    def test_a_slow_call_makes_every_request_late(self):
+        self.upload(self.path("a"))
         self.faults("slow-call=300")
+        requests = [("GET", "/info"), ("POST", "/api/v1/techinfo", '{"techId":"x"}'),
+                    ("GET", MANAGER + "userfiles"),
+                    ("POST", MANAGER + "userfiles", upload_body(self.path("b"), b"abc"))]
+        requests += [("GET", WORKFLOW + name)
+                     for name in ("list", "active", "templates", "workorder/WO-1001")]
+        requests += [("POST", WORKFLOW + "workorders", '{"cdm":[]}'),
+                     ("PUT", WORKFLOW + "active", '{"activeWorkOrderId":"WO-1001"}')]
+        requests += [("GET", by_path(route, self.path("a")))
+                     for route in (SYNC + "userfiles", SYNC + "metadata", MANAGER + "userfiles",
+                                   MANAGER + "metadata")]
+        requests += [("GET", SYNC + "pendingfiles"), ("GET", SYNC + "pendingfiles/all"),
+                     ("PUT", by_path(SYNC + "userfiles", self.path("a"))),
+                     ("DELETE", by_path(MANAGER + "userfiles", self.path("a")))]
+        for request in requests:
+            before = time.monotonic()
+            self.assertEqual(ask(*request)[0], 200)
+            self.assertGreaterEqual(time.monotonic() - before, 0.3, request[:2])
+
+    def test_a_slow_call_makes_each_further_piece_of_a_download_late(self):
+        self.upload(self.path("a"), b"x" * 11_000_000)
+        self.faults("slow-call=200")
         before = time.monotonic()
-        ask("GET", "/info")
-        self.assertGreaterEqual(time.monotonic() - before, 0.3)
+        self.assertEqual(len(ask("GET", by_path(MANAGER + "userfiles", self.path("a")))[1]), 11_000_000)
+        self.assertGreaterEqual(time.monotonic() - before, 0.6)
 
     def test_without_the_guarded_storage_uploads_and_downloads_fail(self):
         self.assertEqual(self.upload(self.path("a")), {})
@@ -47,6 +69,19 @@ class Faults(BadDay):
                          error("File read failure"))
         self.faults()
         self.assertEqual(self.upload(self.path("b")), {})
+
+    def test_without_the_guarded_storage_everything_else_works(self):
+        self.assertEqual(self.upload(self.path("a")), {})
+        templates = ask_json("GET", WORKFLOW + "templates")["templates"]
+        self.faults("storage-away")
+        self.assertLess(len(ask_json("GET", WORKFLOW + "templates")["templates"]), len(templates))
+        self.assertEqual(ask("GET", by_path(SYNC + "userfiles", self.path("a")))[1], b"abc")
+        for route in (SYNC, MANAGER):
+            self.assertEqual(ask_json("GET", by_path(route + "metadata", self.path("a")))["size"], 3)
+        self.assertIn(self.path("a"), str(ask_json("GET", MANAGER + "userfiles")))
+        self.assertIn(self.path("a"), str(ask_json("GET", SYNC + "pendingfiles/all")))
+        self.assertEqual(ask_json("PUT", by_path(SYNC + "userfiles", self.path("a"))), {})
+        self.assertEqual(ask_json("DELETE", by_path(MANAGER + "userfiles", self.path("a"))), {})
 
     def test_without_free_space_uploads_fail_and_leave_the_file_before(self):
         self.assertEqual(self.upload(self.path("a"), b"old"), {})
@@ -82,6 +117,16 @@ class Faults(BadDay):
         self.faults("read-fails=11000000")
         content = ask("GET", by_path(MANAGER + "userfiles", self.path("a")))[1]
         self.assertEqual(len(content), 10_000_000)
+
+    def test_a_whole_file_that_cannot_be_read_to_its_end_is_not_found(self):
+        self.assertEqual(self.upload(self.path("a"), b"x" * 100), {})
+        route = by_path(SYNC + "userfiles", self.path("a"))
+        self.faults("read-fails=99")
+        self.assertEqual(ask_json("GET", route), error("File not found"))
+        self.faults("read-fails=100")
+        self.assertEqual(ask("GET", route)[1], b"x" * 100)
+        self.faults("read-fails=0")
+        self.assertEqual(ask_json("PUT", route), {})
 
     def test_a_delete_is_refused_and_the_file_stays(self):
         self.assertEqual(self.upload(self.path("a")), {})

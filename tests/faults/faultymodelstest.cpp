@@ -1,11 +1,15 @@
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <cerrno>
 #include <faultyfilemanagermodel.h>
 #include <faultyfilesystem.h>
 #include <faultystoragemodel.h>
+#include <faultysyncfilesmodel.h>
 #include <faultyworkorderstore.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <requestdelay.h>
 
 #include "fakehost.h"
 
@@ -34,6 +38,7 @@ protected:
     FaultPlan plan{{}, controlFile, host.errors};
     FaultyStorageModel storage{host.storage, plan};
     FaultyFileManagerModel files{host.fileManager, plan, host.errors};
+    FaultySyncFilesModel syncFiles{host.syncFiles, plan, host.errors};
     FaultyWorkOrderStore store{host.workOrders, plan, host.errors};
     FaultyFileSystem fileSystem{plan};
     bool ok = false;
@@ -97,6 +102,74 @@ TEST_F(FaultyModelsTest, APieceWithTheFailingPositionCannotBeReadAndIsTheLast)
     EXPECT_FALSE(ok);
     EXPECT_TRUE(last);
     EXPECT_EQ(host.errors.reports.size(), 1U);
+}
+
+TEST_F(FaultyModelsTest, EachFurtherPieceIsLateAndTheFirstIsLateWithItsRequest)
+{
+    host.fileManager.files[path] = QByteArrayLiteral("0123456789");
+    Set("slow-call=600000");
+    Read(0, 4); // a wait would be longer than the test may take
+    Set("slow-call=50");
+    QElapsedTimer elapsed;
+    elapsed.start();
+    EXPECT_EQ(Read(4, 4), QByteArrayLiteral("4567"));
+    EXPECT_GE(elapsed.elapsed(), 50);
+}
+
+TEST_F(FaultyModelsTest, WithoutAFaultTheModelOfTheFilesToConfirmIsAsked)
+{
+    host.syncFiles.pendingFiles = {1};
+    host.syncFiles.allPendingFiles = {1, 2};
+    host.syncFiles.fileData = QByteArrayLiteral("0123456789");
+    EXPECT_EQ(syncFiles.GetPendingFiles(), host.syncFiles.pendingFiles);
+    EXPECT_EQ(syncFiles.GetAllPendingFiles(), host.syncFiles.allPendingFiles);
+    EXPECT_EQ(syncFiles.GetFileData(path, &ok), host.syncFiles.fileData);
+    EXPECT_TRUE(ok);
+    EXPECT_TRUE(syncFiles.MarkFileSynced(path));
+    syncFiles.SetTechId(QStringLiteral("A"));
+    EXPECT_EQ(host.log.Calls().size(), 5U);
+}
+
+TEST_F(FaultyModelsTest, AWholeFileWithTheFailingPositionIsNotFound)
+{
+    host.syncFiles.fileData = QByteArrayLiteral("0123456789");
+    Set("read-fails=9");
+    EXPECT_EQ(syncFiles.GetFileData(path, &ok), QByteArray());
+    EXPECT_FALSE(ok);
+    ASSERT_EQ(host.errors.reports.size(), 1U);
+    EXPECT_EQ(host.errors.reports.front().message,
+              QStringLiteral("fault: cannot read /files/a at 9"));
+}
+
+TEST_F(FaultyModelsTest, AWholeFileBeforeTheFailingPositionIsRead)
+{
+    host.syncFiles.fileData = QByteArrayLiteral("0123456789");
+    Set("read-fails=10");
+    EXPECT_EQ(syncFiles.GetFileData(path, &ok), host.syncFiles.fileData);
+    EXPECT_TRUE(ok);
+}
+
+TEST_F(FaultyModelsTest, AWholeFileThatIsNotFoundIsNoFault)
+{
+    host.syncFiles.fileFound = false;
+    Set("read-fails=0");
+    EXPECT_EQ(syncFiles.GetFileData(path, &ok), QByteArray());
+    EXPECT_FALSE(ok);
+    EXPECT_TRUE(host.errors.reports.empty());
+}
+
+TEST_F(FaultyModelsTest, OnlyTheFirstCallOfATurnWaits)
+{
+    RequestDelay delay{plan};
+    Set("slow-call=30");
+    QElapsedTimer elapsed;
+    elapsed.start();
+    EXPECT_TRUE(delay.Wait());
+    EXPECT_GE(elapsed.elapsed(), 30);
+    EXPECT_FALSE(delay.Wait());
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(delay.Wait());
+    EXPECT_FALSE(delay.Wait());
 }
 
 TEST_F(FaultyModelsTest, ADeleteIsRefused)
