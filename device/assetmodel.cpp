@@ -33,6 +33,13 @@ QJsonObject AssetModel::GetFileMetadata(QString fileName, bool *found)
 
 QJsonObject AssetModel::GetAssetInfo()
 {
+    QJsonObject information = ReadDocument();
+    information.insert(QStringLiteral("simulator"), true);
+    return information;
+}
+
+QJsonObject AssetModel::ReadDocument() const
+{
     QFile file(documentPath);
     if (!file.open(QIODevice::ReadOnly)) {
         errorReporter.ReportError(

@@ -20,12 +20,15 @@ public:
     QJsonObject GetFileMetadata(QString fileName, bool *found) override;
 
     /**
-     * The document's object, read anew at each call so that a change shows at once. Empty, with a
-     * report, when the document is missing or holds no object.
+     * The document's object, read anew at each call so that a change shows at once, and the member
+     * "simulator", which is true whatever the document says. Nothing but that, with a report, when
+     * the document is missing or holds no object.
      */
     QJsonObject GetAssetInfo() override;
 
 private:
+    QJsonObject ReadDocument() const;
+
     QString documentPath;
     const UserFileDirectory &directory;
     FileDigestCache &digestCache;

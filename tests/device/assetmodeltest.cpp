@@ -10,17 +10,18 @@ namespace {
 class AssetModelTest : public UserFilesTest
 {
 protected:
+    const QJsonObject onlySimulator = {{"simulator", true}};
     RecordingErrorReporter errors;
     UserFileDirectory directory{root};
     FileDigestCache digests;
     AssetModel model{base.filePath("asset.json"), directory, digests, errors};
 };
 
-TEST_F(AssetModelTest, TheInformationIsTheObjectOfTheDocument)
+TEST_F(AssetModelTest, TheInformationIsTheObjectOfTheDocumentAndSaysThatThisIsASimulator)
 {
     Write("../asset.json", "{\"serialNumber\": \"7\", \"model\": {\"name\": \"Prüfgerät\"}}");
-    const QJsonObject expected = {{"serialNumber", "7"},
-                                  {"model", QJsonObject{{"name", "Prüfgerät"}}}};
+    const QJsonObject expected = {
+        {"serialNumber", "7"}, {"model", QJsonObject{{"name", "Prüfgerät"}}}, {"simulator", true}};
     EXPECT_EQ(model.GetAssetInfo(), expected);
     EXPECT_EQ(errors.messages, QStringList());
 }
@@ -30,22 +31,22 @@ TEST_F(AssetModelTest, AChangeOfTheDocumentShowsAtOnce)
     Write("../asset.json", "{\"a\": 1}");
     model.GetAssetInfo();
     Write("../asset.json", "{\"a\": 2}");
-    EXPECT_EQ(model.GetAssetInfo(), (QJsonObject{{"a", 2}}));
+    EXPECT_EQ(model.GetAssetInfo(), (QJsonObject{{"a", 2}, {"simulator", true}}));
 }
 
-TEST_F(AssetModelTest, AMissingDocumentIsAnEmptyObjectAndReported)
+TEST_F(AssetModelTest, AMissingDocumentIsReportedAndOnlyTheSimulatorIsLeft)
 {
-    EXPECT_EQ(model.GetAssetInfo(), QJsonObject());
+    EXPECT_EQ(model.GetAssetInfo(), onlySimulator);
     ASSERT_EQ(errors.messages.size(), 1);
     EXPECT_TRUE(errors.messages.first().contains(base.filePath("asset.json")));
 }
 
-TEST_F(AssetModelTest, ADamagedDocumentIsAnEmptyObjectAndReported)
+TEST_F(AssetModelTest, ADamagedDocumentIsReportedAndOnlyTheSimulatorIsLeft)
 {
     for (const char *content : {"", "{\"a\": 1", "[1]", "7", "\xFF"}) {
         errors.messages.clear();
         Write("../asset.json", content);
-        EXPECT_EQ(model.GetAssetInfo(), QJsonObject()) << content;
+        EXPECT_EQ(model.GetAssetInfo(), onlySimulator) << content;
         ASSERT_EQ(errors.messages.size(), 1) << content;
         EXPECT_TRUE(errors.messages.first().contains(base.filePath("asset.json")));
     }
@@ -54,8 +55,15 @@ TEST_F(AssetModelTest, ADamagedDocumentIsAnEmptyObjectAndReported)
 TEST_F(AssetModelTest, AnEmptyObjectIsNoError)
 {
     Write("../asset.json", "{}");
-    EXPECT_EQ(model.GetAssetInfo(), QJsonObject());
+    EXPECT_EQ(model.GetAssetInfo(), onlySimulator);
     EXPECT_EQ(errors.messages, QStringList());
+}
+
+TEST_F(AssetModelTest, ADocumentCannotDenyTheSimulatorAndStaysAsItIs)
+{
+    Write("../asset.json", "{\"simulator\": false}");
+    EXPECT_EQ(model.GetAssetInfo(), onlySimulator);
+    EXPECT_EQ(Content("../asset.json"), "{\"simulator\": false}");
 }
 
 TEST_F(AssetModelTest, MetadataHasPathSizeTimeAndDigest)

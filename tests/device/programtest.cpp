@@ -186,7 +186,10 @@ TEST_F(ProgramTest, AFolderInUseGetsNoSampleContent)
     asset.close();
     Program program(Arguments());
     ExpectListening(&program);
-    EXPECT_EQ(Ask({}, "/info")["assetInfo"].toObject(), (QJsonObject{{"serialNumber", "mine"}}));
+    EXPECT_EQ(Ask({}, "/info")["assetInfo"].toObject(),
+              (QJsonObject{{"serialNumber", "mine"}, {"simulator", true}}));
+    ASSERT_TRUE(asset.open(QIODevice::ReadOnly));
+    EXPECT_EQ(asset.readAll(), "{\"serialNumber\": \"mine\"}");
     EXPECT_TRUE(Ask({}, "/api/workflow/v1/list")["workOrderIds"].toArray().isEmpty());
     EXPECT_TRUE(QFileInfo(device + "/workorders").isDir());
     EXPECT_EQ(program.Signal(SIGTERM), 0);
