@@ -53,8 +53,9 @@ QString LocalFolder::Target(const QString &relative) const
             EnterSubFolder(path, relative);
         }
     }
-    if (QFileInfo(path).isDir() && !QFileInfo(path).isSymLink()) {
-        throw Failure(QString("%1 is a folder").arg(path));
+    const QFileInfo present(path);
+    if (present.exists() && !present.isSymLink() && !present.isFile()) {
+        throw Failure(QString("%1 is there and is no regular file").arg(path));
     }
     return path;
 }

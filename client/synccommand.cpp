@@ -1,15 +1,15 @@
 #include "synccommand.h"
 
 #include <CLI/CLI.hpp>
-#include <QDateTime>
 #include <QFileInfo>
-#include <QHash>
+#include <algorithm>
+#include <iterator>
 
 #include "clienterror.h"
-#include "filelines.h"
 #include "hashingfile.h"
 #include "localfolder.h"
 #include "progressdisplay.h"
+#include "syncreport.h"
 #include "userfiles.h"
 
 namespace {
@@ -19,20 +19,6 @@ bool IsThere(const QString &target, const FileRecord &record)
     const QFileInfo information(target);
     return information.isFile() && !information.isSymLink() &&
            record.Describes(information.size(), HashingFile::Sha256Of(target));
-}
-
-// Afterwards no confirmed file may be pending with the content that it had: its confirmation has
-// then reached another file.
-void LookAtWhatIsLeft(const QVector<FileRecord> &left, const QHash<QString, FileRecord> &confirmed)
-{
-    for (const FileRecord &record : left) {
-        const auto known = confirmed.find(record.path);
-        if (known != confirmed.end() && known->size == record.size &&
-            known->modifiedTime == record.modifiedTime) {
-            throw ClientError(ExitStatus::TransferCorrupt,
-                              record.path + " is still pending after its confirmation");
-        }
-    }
 }
 
 } // namespace
@@ -55,39 +41,21 @@ ExitStatus SyncCommand::Run(DeviceConnection &connection, const Output &output)
     UserFiles files(connection);
     const LocalFolder local(QString::fromStdString(folder));
     const QVector<FileRecord> pending = files.Pending(all);
-    root = pending.isEmpty() ? QString() : RootFor(files);
-    QHash<QString, FileRecord> confirmed;
-    QJsonArray fetched;
-    QJsonArray failed;
-    ExitStatus status = ExitStatus::Done;
-    for (const FileRecord &waiting : pending) {
-        try {
-            const FileRecord record = SyncOne(files, local, waiting.path, output);
-            fetched.append(FileLines::Json(record));
-            confirmed.insert(record.path, record);
-        } catch (const ClientError &error) {
-            output.Error(waiting.path + ": " + error.Message());
-            failed.append(QJsonObject{{"path", waiting.path}, {"error", error.Message()}});
-            status = status == ExitStatus::Done ? error.Status() : status;
-            if (error.Status() == ExitStatus::CannotConnect) {
-                break;
-            }
-        }
+    const QVector<FileRecord> wanted = Wanted(files, pending);
+    if (wanted.size() < pending.size()) {
+        output.Notice(QString("%1 pending files are not below %2")
+                          .arg(pending.size() - wanted.size())
+                          .arg(root));
     }
-    if (status != ExitStatus::CannotConnect) {
-        const QVector<FileRecord> left = files.Pending(true);
-        LookAtWhatIsLeft(left, confirmed);
-        if (left.size() > failed.size()) {
-            output.Notice(QString("%1 changed just now and are left for the next run")
-                              .arg(left.size() - failed.size()));
-        }
+    SyncReport report(output);
+    SyncAll(files, local, wanted, output, report);
+    try {
+        report.CompareWith(Wanted(files, files.Pending(true)));
+    } catch (const ClientError &error) {
+        report.NotCompared(error);
     }
-    output.Line(pending.isEmpty() ? QStringLiteral("nothing to do")
-                                  : QString("%1 fetched, verified and confirmed, %2 failed")
-                                        .arg(fetched.size())
-                                        .arg(failed.size()));
-    output.Json(QJsonDocument(QJsonObject{{"synchronised", fetched}, {"failed", failed}}));
-    return status;
+    report.Print();
+    return report.Status();
 }
 
 QString SyncCommand::RootFor(UserFiles &files) const
@@ -96,6 +64,36 @@ QString SyncCommand::RootFor(UserFiles &files) const
         return files.ResolveFolder(QString::fromStdString(rootOption));
     }
     return DevicePaths(files.List()).Root();
+}
+
+QVector<FileRecord> SyncCommand::Wanted(UserFiles &files, const QVector<FileRecord> &pending)
+{
+    if (root.isNull() && !pending.isEmpty()) {
+        root = RootFor(files);
+    }
+    if (rootOption.empty()) {
+        return pending;
+    }
+    QVector<FileRecord> wanted;
+    std::copy_if(pending.begin(), pending.end(), std::back_inserter(wanted),
+                 [this](const FileRecord &record) { return record.path.startsWith(root + '/'); });
+    return wanted;
+}
+
+void SyncCommand::SyncAll(UserFiles &files, const LocalFolder &local,
+                          const QVector<FileRecord> &wanted, const Output &output,
+                          SyncReport &report) const
+{
+    for (const FileRecord &waiting : wanted) {
+        try {
+            report.Confirmed(SyncOne(files, local, waiting.path, output));
+        } catch (const ClientError &error) {
+            report.Failed(waiting.path, error);
+            if (error.Status() == ExitStatus::CannotConnect) {
+                return;
+            }
+        }
+    }
 }
 
 FileRecord SyncCommand::SyncOne(UserFiles &files, const LocalFolder &local, const QString &path,
@@ -109,9 +107,11 @@ FileRecord SyncCommand::SyncOne(UserFiles &files, const LocalFolder &local, cons
     constexpr int attempts = 3;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         const FileRecord record = files.Metadata(path);
+        if (record.path != path) {
+            throw ClientError(ExitStatus::TransferCorrupt, "the device answers for " + record.path);
+        }
         if (CopyAndConfirm(files, record, target, local, output)) {
-            output.Line(
-                QString("%1: %2 bytes, verified and confirmed").arg(relative).arg(record.size));
+            output.Line(QString("%1: %2 bytes, verified").arg(relative).arg(record.size));
             return record;
         }
     }

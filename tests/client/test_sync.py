@@ -139,7 +139,36 @@ class Sync(ClientTest):
         self.on_device("f0", b"zero", age=0)
         self.proxy.add("flip", "up", request=CONFIRMATION,
                        at=len("PUT /api/syncfiles/v1/userfiles") + len(path) - 1)
-        self.expect(TRANSFER_CORRUPT, "sync", "out")
+        result = self.expect(TRANSFER_CORRUPT, "sync", "out")
+        self.assertIn("f1: still pending after its confirmation", result.err)
+        self.assertIn("0 fetched, verified and confirmed, 1 failed", result.out)
+        self.assertNotIn("bytes, verified and confirmed", result.out)
+        self.proxy.faults.clear()
+        result = self.expect(DONE, "sync", "out", "--json").json()
+        self.assertEqual([r["path"] for r in result["synchronised"]], [path])
+
+    def test_question_that_reaches_another_file_confirms_nothing(self):
+        path = self.on_device("f1", b"one")
+        self.on_device("f0", b"zero", age=0)
+        for times in (1, 2, 3, None):
+            with self.subTest(times=times):
+                self.proxy.faults.clear()
+                self.proxy.add("flip", "up", request=rb"metadata.*f1", times=times,
+                               at=len("GET /api/syncfiles/v1/metadata") + len(path) - 1)
+                self.expect(TRANSFER_CORRUPT, "sync", "out")
+                self.assertNotIn(b"zero", self.tree("out").values())
+                self.assertIn("f0", self.pending())
+                self.on_device("f1", b"one more %d" % (times or 0))
+
+    def test_device_that_does_not_tell_what_is_left(self):
+        path = self.on_device("f", b"1")
+        self.proxy.add("cut", request=rb"pendingfiles/all", at=0)
+        result = self.expect(TRANSFER_CORRUPT, "sync", "out", "--json")
+        self.assertIn("1 files are not known to be confirmed", result.err)
+        self.assertEqual(result.json()["synchronised"], [])
+        self.assertEqual([f["path"] for f in result.json()["failed"]], [path])
+        self.assertIn("broke off", self.expect(TRANSFER_CORRUPT, "sync", "out", "--json")
+                      .json()["error"])
 
     def test_file_that_changes_after_its_download_is_not_confirmed_unseen(self):
         path = self.on_device("f", b"first")
@@ -164,6 +193,31 @@ class Sync(ClientTest):
         self.on_device("jobs/f", b"1")
         self.expect(DONE, "sync", "--root", self.user_files / "jobs", "out")
         self.assertEqual(self.tree("out"), {"f": b"1"})
+
+    def test_files_outside_of_the_root_stay_pending(self):
+        self.on_device("jobs/f", b"1")
+        self.on_device("jobs2/g", b"2")
+        self.on_device("h", b"3")
+        self.on_device("new", b"3", age=0)
+        result = self.expect(DONE, "sync", "--root", "jobs", "out")
+        self.assertIn("1 fetched, verified and confirmed, 0 failed", result.out)
+        self.assertIn("2 pending files are not below %s/jobs" % self.user_files, result.err)
+        self.assertNotIn("next run", result.err)
+        self.assertEqual((self.tree("out"), self.pending()), ({"f": b"1"}, ["h", "jobs2/g", "new"]))
+        self.assertIn("nothing to do", self.expect(DONE, "sync", "--root", "jobs", "out").out)
+
+    def test_files_outside_of_the_root_that_are_being_written_are_not_told(self):
+        self.on_device("jobs/f", b"being written", age=0)
+        self.on_device("new", b"being written", age=0)
+        result = self.expect(DONE, "sync", "--root", "jobs", "out")
+        self.assertIn("1 changed just now", result.err)
+
+    def test_root_that_the_device_writes_differently(self):
+        for root in ("//jobs", "/jobs/", "/jobs/.", "/jobs/../jobs"):
+            with self.subTest(root=root):
+                self.on_device("jobs/f", root.encode())
+                self.expect(DONE, "sync", "--root", str(self.user_files) + root, "out")
+                self.assertEqual(self.tree("out"), {"f": root.encode()})
 
     def test_second_synchronisation_of_a_folder_is_kept_out(self):
         self.on_device("f", b"locked")
@@ -226,6 +280,11 @@ class Escapes(ClientTest):
         self.expect(DONE, "sync", "--root", os.path.dirname(path), "out")
         self.assertEqual((self.local / "precious").read_bytes(), b"precious")
         self.assertEqual(self.tree("out"), {"f": b"device"})
+
+    def test_fifo_in_place_of_the_file(self):
+        (self.local / "inner" / "out").mkdir(parents=True)
+        os.mkfifo(self.local / "inner" / "out" / "f")
+        self.sync("/u/userfiles/f")
 
     def test_folder_in_place_of_the_file(self):
         (self.local / "inner" / "out" / "f").mkdir(parents=True)
