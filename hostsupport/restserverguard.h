@@ -26,7 +26,8 @@
  *   visibly for their clients. Long uploads and downloads are no late answers and do not restart.
  * - A thread that waits for a piece of a download which nobody will send keeps `Stop` waiting
  *   without end. The guard releases it; its client sees a connection that broke off, not a
- *   shorter file.
+ *   shorter file, unless the main thread is held up for more than 50 ms on its way into the
+ *   server's `Stop`: nothing tells the guard when the server has ceased to send.
  *
  * What it does not do: a client whose request was already waiting when the late answer came may get
  * that answer; the guard acts when the event loop turns. A client that sends its body slowly keeps

@@ -92,6 +92,12 @@ TEST(DeviceOptionsTest, HelpNamesEveryOption)
     }
 }
 
+TEST(DeviceOptionsTest, HelpAndVersionComeBeforeTheValuesOfTheOthers)
+{
+    EXPECT_EQ(Parse({"--mode", "two", "--help"}).action, Action::Explain);
+    EXPECT_EQ(Parse({"--fault", "none", "--version"}).action, Action::Explain);
+}
+
 TEST(DeviceOptionsTest, VersionNamesTheProgram)
 {
     QCoreApplication::setApplicationName("parlowen-device");
