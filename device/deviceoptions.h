@@ -26,8 +26,8 @@ struct DeviceOptions
 
     /**
      * Reads the arguments, the program's name first. An unknown option or a surplus argument is
-     * refused even beside `--help` and `--version`; the values of the others are not looked at then.
-     * A `QCoreApplication` with the program's name and version must exist.
+     * refused even beside `--help` and `--version`; the values of the others are not looked at
+     * then. A `QCoreApplication` with the program's name and version must exist.
      */
     static DeviceOptions Parse(const QStringList &arguments);
 };
