@@ -22,6 +22,12 @@ def answer(body):
             % (len(body), body))
 
 
+def state(path):
+    """What tells that a file is the one it was, unwritten: all but the time of its last reading."""
+    status = os.lstat(path)
+    return (status.st_dev, status.st_ino, status.st_mode, status.st_size, status.st_mtime_ns)
+
+
 class Get(ClientTest):
     def get(self, name, data):
         path = self.on_device(name, data)
@@ -111,10 +117,10 @@ class Get(ClientTest):
         for target in ("folder", "fifo", "node", "nowhere", "link"):
             with self.subTest(target=target):
                 self.proxy.connections.clear()
-                before = os.lstat(self.local / target)
+                before = state(self.local / target)
                 result = self.expect(LOCAL_FAILURE, "files", "get", path, "-o", target)
                 self.assertIn("is no regular file", result.err)
-                self.assertEqual(os.lstat(self.local / target), before)
+                self.assertEqual(state(self.local / target), before)
                 self.assertEqual(self.proxy.requests(), [])
 
     def test_standard_stream_as_target(self):
@@ -123,13 +129,13 @@ class Get(ClientTest):
         (self.local / "link").symlink_to("own")
         for target in ("-", "own", "link"):
             with self.subTest(target=target), open(self.local / "own", "ab") as own:
-                before = os.fstat(own.fileno())
+                before = state(self.local / "own")
                 completed = subprocess.run(
                     [CLIENT, "--host", self.proxy.host, "files", "get", path, "-o", target],
                     cwd=self.local, stdout=own, stderr=subprocess.PIPE, check=False)
                 self.assertEqual(completed.returncode, LOCAL_FAILURE)
                 self.assertIn(b"standard stream", completed.stderr)
-                self.assertEqual(os.stat(self.local / "own"), before)
+                self.assertEqual(state(self.local / "own"), before)
         self.assertTrue((self.local / "link").is_symlink())
         self.assertEqual(self.proxy.requests(), [])
 
