@@ -22,8 +22,10 @@ struct CloseFolder
 
 using FolderStream = std::unique_ptr<DIR, CloseFolder>;
 
-bool IsValidUtf8(const QByteArray &bytes)
+// Qt drops a byte order mark at the start of a text; behind the slash it stays the letter it is.
+bool IsValidUtf8(const QByteArray &name)
 {
+    const QByteArray bytes = '/' + name;
     return QString::fromUtf8(bytes).toUtf8() == bytes;
 }
 

@@ -118,6 +118,18 @@ TEST_F(UserFileDirectoryTest, ANameThatIsNoUtf8IsNeitherListedNorServed)
     EXPECT_TRUE(Exists("bad\xFF"));
 }
 
+TEST_F(UserFileDirectoryTest, ANameThatBeginsWithAByteOrderMarkIsListedAndServed)
+{
+    const QByteArray mark = "\xEF\xBB\xBF";
+    Write(mark + "a", "first");
+    MakeFolder(mark + "folder");
+    Write(mark + "folder/" + mark + "b", "second");
+    EXPECT_EQ(Listed(),
+              QStringList({Path("/" + mark + "a"), Path("/" + mark + "folder/" + mark + "b")}));
+    EXPECT_EQ(Read(ClientPath(mark + "a")), "first");
+    EXPECT_EQ(Read(ClientPath(mark + "folder/" + mark + "b")), "second");
+}
+
 TEST_F(UserFileDirectoryTest, AByteThatIsNoUtf8IsTakenAsItsCharacter)
 {
     Write("\xC3\xBF.txt", "content");
