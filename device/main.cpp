@@ -59,12 +59,12 @@ int Serve(const DeviceOptions &options)
         }
     }
     const TerminationSignals termination([] { QCoreApplication::quit(); });
-    WarnAboutPath(options.dataFolder);
     DeviceApplication device(options, stdout);
     if (!device.Start(&error)) {
         PrintError(error);
         return exitFailure;
     }
+    WarnAboutPath(options.dataFolder);
     PrintLine(stdout, QStringLiteral("listening on http://127.0.0.1:8081"));
     const int status = QCoreApplication::exec();
     device.Stop();

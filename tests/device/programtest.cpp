@@ -151,7 +151,7 @@ TEST_F(ProgramTest, AnUnusableFolderIsNamedAndEndsWithStatus1)
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write("a file");
     file.close();
-    for (const QString &path : {device, device + "/below"}) {
+    for (const QString &path : {device, device + "/below", device + "/Gerät"}) {
         Program program({"--data", path});
         EXPECT_EQ(program.ExitStatus(), 1);
         const QString errors = program.Errors();
