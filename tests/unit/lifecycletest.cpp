@@ -213,6 +213,21 @@ TEST_F(LifecycleTest, MessagesOfTheHttpServerAreLoggedAndHandled)
               Calls({"Civet Log Message:  gr\xc3\xbc\xc3\x9f", "Civet Log Message:  "}));
 }
 
+TEST_F(LifecycleTest, TheDestructorNeitherStopsTheServerNorReleasesTheQueues)
+{
+    auto other = std::make_unique<RestServerModel>();
+    other->Start();
+    SharedQueue<DataChunk *> *const queue = other->RequestChunkQueue();
+    server.calls.clear();
+    other.reset();
+    EXPECT_EQ(server.calls, Calls());
+    DataChunk chunk("text", true);
+    queue->push_back(&chunk);
+    DataChunk *taken = nullptr;
+    EXPECT_TRUE(queue->FrontWithTimeout(&taken, 1000));
+    EXPECT_EQ(taken, &chunk);
+}
+
 TEST_F(LifecycleTest, AnswersToTheNamesOfItsInterfaces)
 {
     EXPECT_EQ(model.qt_metacast("RestServerModel"), &model);

@@ -1,4 +1,5 @@
 #include <QTemporaryDir>
+#include <stdexcept>
 #include <thread>
 
 #include "debuglogcapture.h"
@@ -57,6 +58,19 @@ TEST_F(WaitsTest, ALateAnswerGoesToTheNextRequestAndOneTickServesAllThatAreQueue
               Calls({"SyncFilesModel.GetPendingFiles()", "SyncFilesModel.GetAllPendingFiles()"}));
     EXPECT_EQ(result.get(), 200);
     EXPECT_EQ(connection.sent, QByteArray("[\n    \"late\"\n]\n"));
+}
+
+TEST_F(WaitsTest, AnExceptionOfTheHostReachesTheCallerOfTheTickAndLeavesItsRequestWithoutAnswer)
+{
+    TimeOut(Uri::WorkflowList);
+    host.jobs.onJobs = [] { throw std::runtime_error("host"); };
+    {
+        const LeaksByDesign dropped;
+        EXPECT_THROW(model.ServerUpdateTickHandler(), std::runtime_error);
+    }
+    mg_connection connection("GET", "/next");
+    EXPECT_EQ(Exchange(&connection, Uri::Test), 200);
+    EXPECT_EQ(connection.sent, QByteArray("{\n}\n"));
 }
 
 TEST_F(WaitsTest, StartDropsWhatWasLeftInTheQueues)

@@ -158,6 +158,13 @@ TEST_F(AttachmentTest, IsNotFoundForAnUnknownJob)
     EXPECT_EQ(debugLog.Lines(), Calls({"Job Id:  \"abc\"", "Didn't find a job, job id:  \"abc\""}));
 }
 
+TEST_F(AttachmentTest, AnIdBeyondAsciiIsComparedByteForCharacterAndNotFound)
+{
+    host.jobs.Add(QString::fromUtf8("\xC3\xBC"));
+    ExpectResponse(Answer(byUri, Method::Post, "/api/workflow/v1/workorder/\xC3\xBC/attachment"),
+                   404, ErrorBody("Job not found"));
+}
+
 TEST_F(AttachmentTest, FetchesTheJobsAnewAtEveryStep)
 {
     host.jobs.Add(QStringLiteral("x"));
