@@ -33,7 +33,8 @@ public:
 
     /**
      * Stores `state` in one step; true once it is on the disk. On failure, which is reported, the
-     * former state stays stored. Always fails after `Load` could not set a damaged file aside.
+     * former state stays stored, or, where only the folder could not be flushed, the new one is in
+     * its place. Always fails after `Load` could not set a damaged file aside.
      */
     bool Store(const QJsonObject &state);
 

@@ -48,8 +48,8 @@ public:
     QJsonArray GetAllPendingFiles() override;
 
     /**
-     * The whole content of a user file of up to 64 MiB. A larger one, and one that cannot be read,
-     * is reported and counts as not found.
+     * The whole content of a user file of up to 64 MiB. A larger one, and one whose reading fails,
+     * is reported and counts as not found, as one that cannot be opened does.
      */
     QByteArray GetFileData(QString path, bool *found) override;
 

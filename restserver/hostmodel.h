@@ -10,8 +10,9 @@
  *
  * Threads: every operation that the application implements is called on its Qt main thread, from a
  * timer slot of the library, one call at a time. Implementations need no locks for the library's
- * sake. While an operation runs, the client waits: a request that keeps the main thread for more
- * than 10 s is answered with an internal time-out, and its late answer goes to the next client.
+ * sake. While an operation runs, the client waits: when there is no answer 10 s after its body was
+ * taken, it is told of an internal time-out, and the late answer goes to the next client. The
+ * pieces of a transfer have 10 s each.
  *
  * Ownership: the application owns the objects behind these interfaces and the library deletes none
  * of them; the pointers that the accessors return must not be null and must stay valid
@@ -276,10 +277,11 @@ public:
     /**
      * Up to `maxLength` bytes of a file from `offset`. Must set `*ok`, whether the file could be
      * read, and `*lastChunk`, whether these bytes reach its end. Only the first piece's `*ok` is
-     * looked at: later the stream ends at `*lastChunk` and at nothing else, so report the last
-     * piece on a read error and past the end too. Only the last piece may be empty. `path` begins
-     * with the text of the user-files directory's path and is otherwise unchecked: it may hold
-     * "..". The calls for the later pieces come outside the storage bracket.
+     * looked at: later the stream ends at `*lastChunk`, so report the last piece on a read error
+     * and past the end too. It also ends, without another call, when the client does not take a
+     * piece within 10 s. Only the last piece may be empty. `path` begins with the text of the
+     * user-files directory's path and is otherwise unchecked: it may hold "..". The calls for the
+     * later pieces come outside the storage bracket.
      */
     virtual QByteArray ReadFileChunk(QString path, bool *ok, qint64 offset, qint64 maxLength,
                                      bool *lastChunk) = 0;
@@ -333,7 +335,7 @@ public:
     /** The work orders in memory. */
     virtual IJobModel *JobModel() = 0;
 
-    /** The `RestServerModel` that the application created. */
+    /** The `RestServerModel` that the application created, or a guard around it. */
     virtual IRestServerModel *RestServer() = 0;
 
     /** The work orders on disk. */

@@ -23,7 +23,8 @@
  * in any number of slices (some of them empty), on_part_end. After the last part: on_body_end.
  *
  * Header names consist of ASCII letters and hyphens; any other byte before the colon is not
- * allowed. A line without a colon, empty or not, ends the headers of its part and is not reported.
+ * allowed. A line without a colon, empty or not, ends the headers of its part. It is not reported,
+ * but for what of it stands at the end of a piece: a name that no value follows means nothing.
  *
  * One thread at a time may use a parser.
  */

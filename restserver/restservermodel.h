@@ -33,7 +33,7 @@ enum class RestServerRequestUri;
  * thread-safe.
  *
  * Only one may exist in a process. Its destructor does not stop the server: call `Stop` first. What
- * the constructor made is kept until the process ends.
+ * the constructor made, the timer excepted, is kept until the process ends.
  */
 class __attribute__((visibility("default"))) RestServerModel : public QObject,
                                                                public IApplicationSubModel,
@@ -52,16 +52,17 @@ public:
     void Shutdown() override;
 
     /**
-     * Starts to serve on port 8081, on all addresses. Requests left over from an earlier run are
-     * dropped. On failure, most often because the port is taken, it logs "Failed to start REST
-     * server" and `Running` stays false. When already running it only logs so.
+     * Starts to serve on port 8081, on all IPv4 addresses. Requests left over from an earlier run
+     * are dropped. On failure, most often because the port is taken, it logs "Failed to start REST
+     * server" and `Running` stays false. When already running it only logs so. From then on the
+     * process ignores SIGPIPE.
      */
     void Start() override;
 
     /**
-     * Stops to serve and returns when the requests in flight have ended: at once, after up to 20 s
-     * with a request on its way, never while a download waits for a piece that nobody will send.
-     * Does nothing when not running. `Start` may follow.
+     * Stops to serve and returns when the requests in flight have ended: within 2 s when there is
+     * none, after up to 20 s with a request on its way, never while a download waits for a piece
+     * that nobody will send. Does nothing when not running. `Start` may follow.
      */
     void Stop() override;
 
