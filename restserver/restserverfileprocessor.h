@@ -48,7 +48,7 @@ public:
      */
     bool ProcessFileDownloadRequest(QString path, DataChunk **chunk, IDownloadContext **context);
 
-private:
+    // The callbacks that the parser gets. All return 0: an upload never stops its parser.
     static int MultipartReceiveUnusedDataCallback(multipart_parser *parser, const char *data,
                                                   unsigned int length);
     static int MultipartReceivePartDataCallback(multipart_parser *parser, const char *data,
@@ -56,6 +56,8 @@ private:
     static int MultipartNotifyPartStart(multipart_parser *parser);
     static int MultipartNotifyPartEnd(multipart_parser *parser);
     static int MultipartNotifyCallback(multipart_parser *parser);
+
+private:
     static multipart_callbacks Callbacks();
 
     void ParseUpload(const DataChunk &firstChunk, int boundaryLength);

@@ -63,7 +63,8 @@ public:
     }
 
     /**
-     * Takes the front element off the queue into `*out`, waiting at most `timeout` milliseconds.
+     * Takes the front element off the queue into `*out`, waiting at most `timeout` milliseconds; a
+     * `timeout` of 0 takes an element that is there.
      *
      * The wait polls without sleeping: no wake-up delays it, and it keeps one core busy.
      * Returns false, with the queue untouched, when `out` is null or the time has passed; an

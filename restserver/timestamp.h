@@ -19,19 +19,16 @@ public:
     static TimeStamp GetTimeStamp() { return TimeStamp(std::chrono::steady_clock::now()); }
 
     /**
-     * True when more than `timeoutMs` milliseconds have passed since `*start`. Never blocks.
-     * Any number is allowed: a negative one has always passed. `start` must not be null.
+     * True when more than `timeoutMs` whole milliseconds have passed since `*start`, so that a
+     * time-out of 0 leaves the first millisecond for one look: a poll. Never blocks. Any number is
+     * allowed: a negative one has always passed. `start` must not be null.
      */
     static bool CheckTimeout(TimeStamp *start, long long timeoutMs)
     {
         using std::chrono::milliseconds;
         const auto elapsed = std::chrono::steady_clock::now() - start->moment;
-        const auto wholeMilliseconds = std::chrono::duration_cast<milliseconds>(elapsed);
-        // Compared in milliseconds, because the largest time-outs do not fit into nanoseconds.
-        if (wholeMilliseconds.count() != timeoutMs) {
-            return wholeMilliseconds.count() > timeoutMs;
-        }
-        return elapsed > wholeMilliseconds;
+        // Counted, not compared as durations: the largest time-outs do not fit into nanoseconds.
+        return std::chrono::duration_cast<milliseconds>(elapsed).count() > timeoutMs;
     }
 
 private:

@@ -253,6 +253,22 @@ TEST_F(UploadTest, TheHandlerOfTheProcessorConstructedLastIsUsed)
     EXPECT_EQ(other.log.Calls().at(0), "StorageModel.HasFreeSpace(3)");
 }
 
+TEST_F(UploadTest, TheParsersCallbacksReachTheHandlerAndNeverStopTheParser)
+{
+    using Processor = RestServerFileProcessor;
+    const auto sendPart = [](const QByteArray &bytes) {
+        const auto length = static_cast<unsigned int>(bytes.size());
+        return Processor::MultipartNotifyPartStart(nullptr) +
+               Processor::MultipartReceiveUnusedDataCallback(nullptr, "X", 1) +
+               Processor::MultipartNotifyCallback(nullptr) +
+               Processor::MultipartReceivePartDataCallback(nullptr, bytes.constData(), length) +
+               Processor::MultipartNotifyPartEnd(nullptr);
+    };
+    EXPECT_EQ(sendPart("{\"fileUri\": \"" + Target().toUtf8() + "\"}"), 0);
+    EXPECT_EQ(sendPart("abc"), 0);
+    EXPECT_EQ(Content(), QByteArray("abc"));
+}
+
 TEST_F(UploadTest, ShutdownChangesNothing)
 {
     processor.Shutdown();

@@ -126,6 +126,27 @@ TEST(SharedQueueTest, FrontWithTimeoutLeavesAnElementThatComesAfterTheTime)
     EXPECT_EQ(taken, &first);
 }
 
+// A thread that is not run for a millisecond may miss its look, so it looks as often as it needs.
+TEST(SharedQueueTest, FrontWithTimeoutOfZeroTakesAnElementThatIsThere)
+{
+    SharedQueue<int *> queue;
+    queue.push_back(&first);
+    int *taken = nullptr;
+    for (int look = 0; look < 100 && taken == nullptr; ++look) {
+        queue.FrontWithTimeout(&taken, 0);
+    }
+    EXPECT_EQ(taken, &first);
+    EXPECT_EQ(queue.size(), 0);
+}
+
+TEST(SharedQueueTest, FrontWithTimeoutOfZeroGivesUpOnAnEmptyQueue)
+{
+    SharedQueue<int *> queue;
+    int *taken = &first;
+    EXPECT_FALSE(queue.FrontWithTimeout(&taken, 0));
+    EXPECT_EQ(taken, &first) << "the output was touched";
+}
+
 TEST(SharedQueueTest, FrontWithTimeoutWaitsForAnotherThreadsPush)
 {
     SharedQueue<int *> queue;
