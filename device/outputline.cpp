@@ -1,20 +1,8 @@
 #include "outputline.h"
 
 #include <QDateTime>
-#include <algorithm>
 
-namespace {
-
-QString OnOneLine(QString text)
-{
-    std::replace_if(
-        text.begin(), text.end(),
-        [](QChar character) { return character.category() == QChar::Other_Control; },
-        QLatin1Char(' '));
-    return text;
-}
-
-} // namespace
+#include "printabletext.h"
 
 void PrintLine(std::FILE *output, const QString &text)
 {

@@ -10,6 +10,7 @@
 
 #include "clienttext.h"
 #include "durablefile.h"
+#include "pathnames.h"
 
 namespace {
 
@@ -27,22 +28,6 @@ bool IsValidUtf8(const QByteArray &name)
 {
     const QByteArray bytes = '/' + name;
     return QString::fromUtf8(bytes).toUtf8() == bytes;
-}
-
-/** The names of an absolute path, with ".", ".." and empty ones resolved as text. */
-QList<QByteArray> ResolvedNames(const QByteArray &path)
-{
-    QList<QByteArray> names;
-    for (const QByteArray &name : path.split('/')) {
-        if (name == "..") {
-            if (!names.isEmpty()) {
-                names.removeLast();
-            }
-        } else if (!name.isEmpty() && name != ".") {
-            names.append(name);
-        }
-    }
-    return names;
 }
 
 bool NamesAFolder(const QByteArray &path)
@@ -118,7 +103,7 @@ QVector<UserFile> UserFileDirectory::Files() const
     QVector<UserFile> files;
     // A list of what is left to do rather than a recursion: a deep tree needs neither a deep stack
     // nor many descriptors.
-    QList<QByteArray> folders = {QByteArray()};
+    QByteArrayList folders = {QByteArray()};
     while (!folders.isEmpty()) {
         ListFolder(folders.takeLast(), &folders, &files);
     }
@@ -127,23 +112,23 @@ QVector<UserFile> UserFileDirectory::Files() const
     return files;
 }
 
-std::optional<QList<QByteArray>> UserFileDirectory::NamesBelow(const QString &clientPath) const
+std::optional<QByteArrayList> UserFileDirectory::NamesBelow(const QString &clientPath) const
 {
     const QByteArray path = TextFromClient(clientPath).toUtf8();
     if (!path.startsWith('/') || path.contains('\0') || NamesAFolder(path)) {
         return std::nullopt;
     }
-    const QList<QByteArray> names = ResolvedNames(path);
+    const QByteArrayList names = ResolvedNames(path);
     if (names.size() <= rootNames.size() || names.mid(0, rootNames.size()) != rootNames) {
         return std::nullopt;
     }
     return names.mid(rootNames.size());
 }
 
-FileDescriptor UserFileDirectory::OpenFolder(const QList<QByteArray> &names) const
+FileDescriptor UserFileDirectory::OpenFolder(const QByteArrayList &names) const
 {
-    const QByteArray root = '/' + rootNames.join('/');
-    FileDescriptor folder(open(root.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    FileDescriptor folder(
+        open(JoinedPath(rootNames).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     for (const QByteArray &name : names) {
         if (!folder.IsOpen()) {
             break;
@@ -156,7 +141,7 @@ FileDescriptor UserFileDirectory::OpenFolder(const QList<QByteArray> &names) con
 std::optional<UserFileDirectory::Location>
 UserFileDirectory::Locate(const QString &clientPath) const
 {
-    std::optional<QList<QByteArray>> names = NamesBelow(clientPath);
+    std::optional<QByteArrayList> names = NamesBelow(clientPath);
     if (!names) {
         return std::nullopt;
     }
@@ -171,11 +156,10 @@ UserFileDirectory::Locate(const QString &clientPath) const
 
 QString UserFileDirectory::PathOf(const QByteArray &relativePath) const
 {
-    const QList<QByteArray> names = rootNames + QList<QByteArray>{relativePath};
-    return QString::fromUtf8('/' + names.join('/'));
+    return QString::fromUtf8(JoinedPath(rootNames + QByteArrayList{relativePath}));
 }
 
-void UserFileDirectory::ListFolder(const QByteArray &folder, QList<QByteArray> *folders,
+void UserFileDirectory::ListFolder(const QByteArray &folder, QByteArrayList *folders,
                                    QVector<UserFile> *files) const
 {
     const FileDescriptor place = OpenFolder(ResolvedNames(folder));

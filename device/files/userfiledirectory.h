@@ -1,9 +1,8 @@
 #ifndef USERFILEDIRECTORY_H
 #define USERFILEDIRECTORY_H
 
-#include <QByteArray>
+#include <QByteArrayList>
 #include <QJsonObject>
-#include <QList>
 #include <QString>
 #include <QVector>
 #include <optional>
@@ -80,15 +79,15 @@ private:
         QString path;
     };
 
-    std::optional<QList<QByteArray>> NamesBelow(const QString &clientPath) const;
-    FileDescriptor OpenFolder(const QList<QByteArray> &names) const;
+    std::optional<QByteArrayList> NamesBelow(const QString &clientPath) const;
+    FileDescriptor OpenFolder(const QByteArrayList &names) const;
     std::optional<Location> Locate(const QString &clientPath) const;
     QString PathOf(const QByteArray &relativePath) const;
-    void ListFolder(const QByteArray &folder, QList<QByteArray> *folders,
+    void ListFolder(const QByteArray &folder, QByteArrayList *folders,
                     QVector<UserFile> *files) const;
     static std::optional<FileStatus> RegularFileStatus(const Location &location);
 
-    QList<QByteArray> rootNames;
+    QByteArrayList rootNames;
 };
 
 #endif

@@ -32,6 +32,14 @@ bool WriteFile(FileSystem &fileSystem, const QString &path, const QByteArray &co
 bool WriteDurably(FileSystem &fileSystem, const QString &path, const QByteArray &content,
                   QString *error);
 
+/**
+ * The last steps of that: gives the file at `written`, which is flushed, the name `path` beside it
+ * in place of whatever has that name, and flushes the folder. False with `*error` when one of them
+ * fails; when it was the first, the file at `written` is removed.
+ */
+bool ReplaceDurably(FileSystem &fileSystem, const QString &written, const QString &path,
+                    QString *error);
+
 /** Where the content of `path` is written before it takes that name: a hidden name beside it. */
 QString TemporaryPath(const QString &path);
 

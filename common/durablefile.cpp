@@ -64,16 +64,12 @@ bool WriteFile(FileSystem &fileSystem, const QString &path, const QByteArray &co
     return true;
 }
 
-bool WriteDurably(FileSystem &fileSystem, const QString &path, const QByteArray &content,
-                  QString *error)
+bool ReplaceDurably(FileSystem &fileSystem, const QString &written, const QString &path,
+                    QString *error)
 {
-    const QString temporary = TemporaryPath(path);
-    if (!WriteFile(fileSystem, temporary, content, Flushing::AtOnce, error)) {
-        return false;
-    }
-    if (fileSystem.Rename(temporary, path) != 0) {
+    if (fileSystem.Rename(written, path) != 0) {
         *error = DescribeFailure("replace", path);
-        fileSystem.Unlink(temporary);
+        fileSystem.Unlink(written);
         return false;
     }
     const QString folder = QFileInfo(path).path();
@@ -82,4 +78,12 @@ bool WriteDurably(FileSystem &fileSystem, const QString &path, const QByteArray 
         return false;
     }
     return true;
+}
+
+bool WriteDurably(FileSystem &fileSystem, const QString &path, const QByteArray &content,
+                  QString *error)
+{
+    const QString temporary = TemporaryPath(path);
+    return WriteFile(fileSystem, temporary, content, Flushing::AtOnce, error) &&
+           ReplaceDurably(fileSystem, temporary, path, error);
 }
