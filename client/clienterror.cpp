@@ -19,3 +19,8 @@ const char *ClientError::what() const noexcept
 {
     return message.constData();
 }
+
+DeviceRefusal::DeviceRefusal(const QString &reason)
+    : ClientError(ExitStatus::DeviceRefused,
+                  reason.isEmpty() ? QStringLiteral("the device gave no reason") : reason)
+{}

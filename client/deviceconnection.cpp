@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "devicerefusal.h"
+#include "clienterror.h"
 
 namespace {
 
@@ -172,7 +172,7 @@ QJsonDocument DeviceConnection::Json(const Transfer::Answer &answer) const
         throw NotServed(answer.status, answer.body);
     }
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(answer.body, &error);
+    QJsonDocument document = QJsonDocument::fromJson(answer.body, &error);
     if (error.error != QJsonParseError::NoError) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QString("the answer is not JSON: %1").arg(error.errorString()));

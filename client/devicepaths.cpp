@@ -87,7 +87,7 @@ QString DevicePaths::Folder(const QString &path) const
 QString DevicePaths::Find(const QString &path, const QVector<QString> &candidates,
                           const char *kind) const
 {
-    const QString belowRoot = root + '/' + path;
+    QString belowRoot = root + '/' + path;
     if (candidates.contains(belowRoot)) {
         return belowRoot;
     }

@@ -26,4 +26,13 @@ struct FileRecord
     static QVector<FileRecord> FromListing(const QJsonArray &array);
 };
 
+/** How files are printed: size, time of the last change and path. */
+namespace FileLines {
+
+QString Line(const FileRecord &record);
+QJsonObject Json(const FileRecord &record);
+QJsonArray Json(const QVector<FileRecord> &records);
+
+} // namespace FileLines
+
 #endif // FILERECORD_H

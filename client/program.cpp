@@ -1,21 +1,10 @@
 #include "program.h"
 
 #include "clienterror.h"
-#include "filesconfirmcommand.h"
-#include "filesgetcommand.h"
-#include "fileslistcommand.h"
-#include "filespendingcommand.h"
-#include "filesputcommand.h"
-#include "filesremovecommand.h"
-#include "filesstatcommand.h"
-#include "infocommand.h"
+#include "filecommands.h"
+#include "infocommands.h"
 #include "synccommand.h"
-#include "techcommand.h"
-#include "templatescommand.h"
-#include "workordersactivecommand.h"
-#include "workordersgetcommand.h"
-#include "workorderslistcommand.h"
-#include "workordersputcommand.h"
+#include "workordercommands.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "clienterror.h"
-#include "filelines.h"
+#include "filerecord.h"
 #include "output.h"
 
 SyncReport::SyncReport(const Output &reportOutput)

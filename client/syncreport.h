@@ -5,7 +5,7 @@
 #include <QSet>
 #include <QVector>
 
-#include "exitstatus.h"
+#include "clienterror.h"
 #include "filerecord.h"
 
 class ClientError;

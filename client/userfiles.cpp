@@ -3,7 +3,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 
-#include "devicerefusal.h"
+#include "clienterror.h"
 #include "stagedfile.h"
 
 namespace {
@@ -106,8 +106,7 @@ QString UserFiles::ResolveFolder(const QString &path)
 
 FileRecord UserFiles::Metadata(const QString &path)
 {
-    const FileRecord record =
-        FileRecord::FromMetadata(connection.Get(RouteTo(metadata, path)).object());
+    FileRecord record = FileRecord::FromMetadata(connection.Get(RouteTo(metadata, path)).object());
     // A request that was corrupted on its way asks for another file, and gets a good answer.
     if (DevicePaths::Cleaned(record.path) != DevicePaths::Cleaned(path)) {
         throw ClientError(ExitStatus::TransferCorrupt,
@@ -172,7 +171,7 @@ FileRecord UserFiles::Store(const QString &localFile, const QString &path, const
     RouteTo(metadata, path);
     const QJsonObject description{{"fileUri", path}, {"fileSize", source.size()}};
     connection.Upload(listing, description, source, progress);
-    const FileRecord stored = Metadata(path);
+    FileRecord stored = Metadata(path);
     if (!stored.Describes(source.Count(), source.Sha256())) {
         throw Mismatch(path);
     }

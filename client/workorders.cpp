@@ -51,7 +51,7 @@ QJsonObject WorkOrders::Get(const QString &id)
 {
     RequireId(id);
     const QByteArray route = byId + QUrl::toPercentEncoding(id);
-    const QJsonObject answer = connection.Get(route).object();
+    QJsonObject answer = connection.Get(route).object();
     const QJsonValue document = answer.value("cdm");
     if (!document.isObject()) {
         throw ClientError(ExitStatus::TransferCorrupt,

@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "clienterror.h"
 #include "deviceconnection.h"
-#include "exitstatus.h"
 #include "output.h"
 
 namespace CLI {

@@ -6,9 +6,9 @@
 #include <iterator>
 
 #include "clienterror.h"
-#include "hashingfile.h"
 #include "localfolder.h"
 #include "progressdisplay.h"
+#include "stagedfile.h"
 #include "syncreport.h"
 #include "userfiles.h"
 
@@ -106,7 +106,7 @@ FileRecord SyncCommand::SyncOne(UserFiles &files, const LocalFolder &local, cons
     const QString target = local.Target(relative);
     constexpr int attempts = 3;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        const FileRecord record = files.Metadata(path);
+        FileRecord record = files.Metadata(path);
         if (record.path != path) {
             throw ClientError(ExitStatus::TransferCorrupt, "the device answers for " + record.path);
         }

@@ -1,5 +1,6 @@
-#include "infocommand.h"
+#include "infocommands.h"
 
+#include <CLI/CLI.hpp>
 #include <QJsonArray>
 #include <QStringList>
 
@@ -52,5 +53,38 @@ ExitStatus InfoCommand::Run(DeviceConnection &connection, const Output &output)
         output.Line(member.key() + ": " + Text(member.value()));
     }
     output.Json(document);
+    return ExitStatus::Done;
+}
+
+TechCommand::TechCommand()
+    : Command("tech", "Set the technician who works with the device")
+{}
+
+void TechCommand::AddArguments(CLI::App &parser)
+{
+    parser.add_option("ID", id, "1 to 20 letters, digits and underscores")->required();
+}
+
+ExitStatus TechCommand::Run(DeviceConnection &connection, const Output &output)
+{
+    const QJsonDocument body(QJsonObject{{"techId", QString::fromStdString(id)}});
+    connection.PostForEmptyAnswer("/api/v1/techinfo", body.toJson(QJsonDocument::Compact));
+    output.Line(QString("technician set to %1").arg(QString::fromStdString(id)));
+    output.Json(body);
+    return ExitStatus::Done;
+}
+
+TemplatesCommand::TemplatesCommand()
+    : Command("templates", "Print the work order templates of the device")
+{}
+
+ExitStatus TemplatesCommand::Run(DeviceConnection &connection, const Output &output)
+{
+    const QJsonDocument document = connection.Get("/api/workflow/v1/templates");
+    if (!document.object().value("templates").isArray()) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QStringLiteral("the answer is no list of templates"));
+    }
+    output.Document(document);
     return ExitStatus::Done;
 }

@@ -1,8 +1,11 @@
-#include "workordersputcommand.h"
+#include "workordercommands.h"
 
 #include <CLI/CLI.hpp>
 #include <QHash>
+#include <QJsonArray>
 
+#include "clienterror.h"
+#include "workorders.h"
 #include "workorderupload.h"
 
 namespace {
@@ -31,6 +34,43 @@ QVector<WorkOrderElement> ReadAll(const std::vector<std::string> &files)
 
 } // namespace
 
+WorkOrdersListCommand::WorkOrdersListCommand()
+    : Command("list", "List the work orders with the time of their last change")
+{}
+
+ExitStatus WorkOrdersListCommand::Run(DeviceConnection &connection, const Output &output)
+{
+    const QJsonDocument document = connection.Get("/api/workflow/v1/list");
+    const QJsonValue orders = document.object().value("workOrderInfo");
+    if (!orders.isArray()) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QStringLiteral("the answer is no list of work orders"));
+    }
+    const QJsonArray array = orders.toArray();
+    for (const QJsonValue &order : array) {
+        output.Line(order.toObject().value("modifiedTime").toString() + "  " +
+                    order.toObject().value("workOrderId").toString());
+    }
+    output.Json(document);
+    return ExitStatus::Done;
+}
+
+WorkOrdersGetCommand::WorkOrdersGetCommand()
+    : Command("get", "Print one work order, without the images of its tests")
+{}
+
+void WorkOrdersGetCommand::AddArguments(CLI::App &parser)
+{
+    parser.add_option("ID", id, "The work order's id")->required();
+}
+
+ExitStatus WorkOrdersGetCommand::Run(DeviceConnection &connection, const Output &output)
+{
+    const QJsonObject answer = WorkOrders(connection).Get(QString::fromStdString(id));
+    output.Document(QJsonDocument(answer));
+    return ExitStatus::Done;
+}
+
 WorkOrdersPutCommand::WorkOrdersPutCommand()
     : Command("put", "Send the work orders of JSON files and read them back")
 {}
@@ -57,4 +97,25 @@ ExitStatus WorkOrdersPutCommand::Run(DeviceConnection &connection, const Output 
     output.Line(QString("%1 stored and verified, %2 failed").arg(stored).arg(failures.size()));
     output.Json(QJsonDocument(QJsonObject{{"stored", stored}, {"failed", failures}}));
     return status;
+}
+
+WorkOrdersActiveCommand::WorkOrdersActiveCommand()
+    : Command("active", "Print the work order that the device works on, or set it")
+{}
+
+void WorkOrdersActiveCommand::AddArguments(CLI::App &parser)
+{
+    idOption = parser.add_option("ID", id, "Make this work order the active one");
+}
+
+ExitStatus WorkOrdersActiveCommand::Run(DeviceConnection &connection, const Output &output)
+{
+    WorkOrders orders(connection);
+    if (idOption->count() > 0) {
+        orders.SetActive(QString::fromStdString(id));
+    }
+    const QString active = orders.Active();
+    output.Line(active.isEmpty() ? QStringLiteral("no work order is active") : active);
+    output.Json(QJsonDocument(QJsonObject{{"activeWorkOrderId", active}}));
+    return ExitStatus::Done;
 }
