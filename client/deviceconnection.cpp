@@ -5,6 +5,7 @@
 #include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QRegularExpression>
 #include <QThread>
 #include <algorithm>
 #include <memory>
@@ -17,11 +18,13 @@ constexpr int statusDone = 200;
 constexpr int statusBusy = 408;
 constexpr int statusFailed = 500;
 
-// The first part of an error page, on one line.
+// The first part of an error page, on one line and without its mark-up.
 QString Excerpt(const QByteArray &page)
 {
+    constexpr int looked = 4096;
     constexpr int longest = 200;
-    return QString::fromUtf8(page.left(longest)).simplified();
+    static const QRegularExpression markUp("<[^>]*>|<!--.*?-->");
+    return QString::fromUtf8(page.left(looked)).replace(markUp, " ").simplified().left(longest);
 }
 
 // The device gave up waiting: for its turn, or for its own answer, which takes longer than its time
@@ -120,6 +123,7 @@ QNetworkRequest DeviceConnection::RequestFor(const QByteArray &route) const
     request.setRawHeader("Connection", "close");
     request.setHeader(QNetworkRequest::UserAgentHeader, "parlowenctl/" PARLOWENCTL_VERSION);
     request.setHeader(QNetworkRequest::ContentTypeHeader, "application/json");
+    request.setSslConfiguration(settings.tls);
     request.setTransferTimeout(settings.timeoutMs);
     return request;
 }

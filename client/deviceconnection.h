@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
+#include <QSslConfiguration>
 #include <QUrl>
 #include <functional>
 
@@ -34,6 +35,7 @@ public:
     struct Settings
     {
         QUrl device;            ///< scheme, host and port
+        QSslConfiguration tls;  ///< counts with https
         int retries = 5;        ///< of a busy device, and for an upload that breaks off
         int timeoutMs = 30'000; ///< without a byte in either direction
         std::function<void(const QString &)> notice; ///< told before each pause; may be empty

@@ -3,12 +3,12 @@
 _parlowenctl()
 {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local options="--host --json --quiet --retries --timeout --help --version"
+    local options="--host --cacert --cert --key --insecure --json --quiet --retries --timeout --help --version"
     local group="" command="" i
 
     case $previous in
         --host | --retries | --timeout | --root) return ;;
-        -o | --output)
+        -o | --output | --cacert | --cert | --key)
             mapfile -t COMPREPLY < <(compgen -f -- "$word")
             return
             ;;
@@ -17,7 +17,7 @@ _parlowenctl()
     # The command is the words before the cursor that are neither options nor their values.
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-            --host | --retries | --timeout | --root | -o | --output) ((i++)) ;;
+            --host | --cacert | --cert | --key | --retries | --timeout | --root | -o | --output) ((i++)) ;;
             -*) ;;
             workorders | files)
                 [[ -z $group && -z $command ]] && group=${COMP_WORDS[i]}

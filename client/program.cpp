@@ -19,21 +19,6 @@ public:
     }
 };
 
-QUrl DeviceUrl(const std::string &host)
-{
-    constexpr int usualPort = 8081;
-    QUrl url;
-    url.setScheme("http");
-    url.setAuthority(QString::fromStdString(host), QUrl::StrictMode);
-    if (!url.isValid() || url.host().isEmpty() || !url.userInfo().isEmpty()) {
-        throw ClientError(
-            ExitStatus::Usage,
-            QString("--host: \"%1\" is not HOST or HOST:PORT").arg(QString::fromStdString(host)));
-    }
-    url.setPort(url.port(usualPort));
-    return url;
-}
-
 } // namespace
 
 Program::Program()
@@ -79,10 +64,17 @@ int Program::Run(int argumentCount, char **arguments)
 void Program::AddGlobalOptions()
 {
     parser.set_version_flag("--version", "parlowenctl " PARLOWENCTL_VERSION);
-    parser.add_option("--host", host, "HOST or HOST:PORT of the device")
+    parser.add_option("--host", host, "HOST, HOST:PORT or http(s)://HOST[:PORT] of the device")
         ->envname("PARLOWEN_HOST")
         ->type_name("HOST")
         ->capture_default_str();
+    parser.add_option("--cacert", tls.authorities, "Authorities to trust with https, PEM")
+        ->type_name("FILE");
+    parser.add_option("--cert", tls.certificate, "Own certificate for https, PEM or PKCS#12")
+        ->type_name("FILE");
+    parser.add_option("--key", tls.key, "Key of --cert, PEM, where that has none")
+        ->type_name("FILE");
+    parser.add_flag("--insecure", tls.insecure, "Do not check the device's certificate");
     parser.add_flag("--json", json, "Print the result as one JSON document");
     parser.add_flag("--quiet", quiet, "Print no progress and no notices");
     parser.add_option("--retries", retries, "How often a busy device is asked again")
@@ -117,11 +109,28 @@ DeviceConnection::Settings Program::ConnectionSettings() const
 {
     constexpr int msPerSecond = 1000;
     DeviceConnection::Settings settings;
-    settings.device = DeviceUrl(host);
+    settings.device = DeviceAddress::FromText(QString::fromStdString(host));
+    settings.tls = TlsFor(settings.device);
     settings.retries = retries;
     settings.timeoutMs = timeoutSeconds * msPerSecond;
     settings.notice = [this](const QString &text) { output.Notice(text); };
     return settings;
+}
+
+QSslConfiguration Program::TlsFor(const QUrl &device) const
+{
+    if (device.scheme() != "https" && tls.Any()) {
+        throw ClientError(ExitStatus::Usage,
+                          QString("--cacert, --cert, --key and --insecure are for https: write "
+                                  "--host https://%1")
+                              .arg(device.authority()));
+    }
+    if (tls.insecure) {
+        output.Error(QString("WARNING: the certificate of %1 is not checked (--insecure): whoever "
+                             "sits between can read and change everything")
+                         .arg(device.authority()));
+    }
+    return tls.Configuration();
 }
 
 ExitStatus Program::RunSelected()

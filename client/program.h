@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "command.h"
+#include "deviceaddress.h"
 
 class ClientError;
 
@@ -24,6 +25,7 @@ private:
     CLI::App *AddGroup(const char *name, const char *description);
     void AddCommand(CLI::App *parent, std::unique_ptr<Command> command);
     DeviceConnection::Settings ConnectionSettings() const;
+    QSslConfiguration TlsFor(const QUrl &device) const;
     ExitStatus RunSelected();
     ExitStatus Report(const ClientError &error) const;
 
@@ -32,6 +34,7 @@ private:
     Command *selected = nullptr;
     Output output;
     std::string host = "127.0.0.1:8081";
+    TlsOptions tls;
     int retries = 5;
     int timeoutSeconds = 30;
     bool json = false;

@@ -1,9 +1,12 @@
 #include "transfer.h"
 
 #include <QEventLoop>
+#include <QNetworkProxy>
 #include <QNetworkReply>
+#include <QTcpSocket>
 
 #include "clienterror.h"
+#include "deviceaddress.h"
 
 namespace {
 
@@ -27,13 +30,32 @@ bool BrokeOff(const QNetworkReply &reply)
 QString Reason(const QNetworkReply &reply)
 {
     switch (reply.error()) {
+    case QNetworkReply::ConnectionRefusedError:
+        return QStringLiteral("nothing listens on this port (connection refused)");
+    case QNetworkReply::HostNotFoundError:
+        return QStringLiteral("no host has this name");
     case QNetworkReply::OperationCanceledError:
+    case QNetworkReply::TimeoutError:
         return QStringLiteral("nothing arrived for too long");
-    case QNetworkReply::UnknownNetworkError:
+    case QNetworkReply::SslHandshakeFailedError:
+        return QStringLiteral("no TLS connection comes about; does this port serve https?");
+    case QNetworkReply::RemoteHostClosedError:
         return QStringLiteral("the connection was closed");
     default:
-        return reply.errorString();
+        return reply.errorString().contains("unreachable")
+                   ? QStringLiteral("no route to the host: is it switched on and in this network?")
+                   : QStringLiteral("the connection was closed");
     }
+}
+
+// A time limit that passes tells nothing of whether anybody took the connection; a second one does.
+bool TakesConnections(const QUrl &device)
+{
+    constexpr int patienceMs = 1000;
+    QTcpSocket socket;
+    socket.setProxy(QNetworkProxy::NoProxy);
+    socket.connectToHost(device.host(), static_cast<quint16>(device.port()));
+    return socket.waitForConnected(patienceMs);
 }
 
 // Only a request of which nothing has passed may never have reached the device.
@@ -44,10 +66,22 @@ bool NeverConnected(const QNetworkReply &reply, bool bytesPassed)
            reply.error() < QNetworkReply::ContentAccessDenied;
 }
 
-ClientError TransportFailure(const QNetworkReply &reply, bool bytesPassed)
+ClientError TransportFailure(const QNetworkReply &reply, bool bytesPassed, const QString &distrust)
 {
     const QString device = reply.url().authority();
+    if (reply.error() == QNetworkReply::SslHandshakeFailedError && !distrust.isEmpty()) {
+        return {ExitStatus::CannotConnect,
+                QString("the certificate of %1 is not trusted: %2").arg(device, distrust)};
+    }
     if (NeverConnected(reply, bytesPassed)) {
+        if (reply.error() == QNetworkReply::OperationCanceledError &&
+            TakesConnections(reply.url())) {
+            return {ExitStatus::CannotConnect,
+                    QString("connected to %1, but no answer within %2 s: is it busy, or another "
+                            "kind of server?")
+                        .arg(device)
+                        .arg(reply.request().transferTimeout() / 1000)};
+        }
         return {ExitStatus::CannotConnect,
                 QString("cannot connect to %1: %2").arg(device, Reason(reply))};
     }
@@ -68,6 +102,10 @@ Transfer::Transfer(QNetworkReply *startedReply, QIODevice *bodySink, const Progr
     QObject::connect(source, &QNetworkReply::readyRead, source, [this] { Take(); });
     QObject::connect(source, &QNetworkReply::uploadProgress, source,
                      [this](qint64 sent, qint64) { TellSent(sent); });
+    QObject::connect(source, &QNetworkReply::sslErrors, source,
+                     [this](const QList<QSslError> &errors) {
+                         distrust = TlsOptions::Explain(errors.first(), reply->url().host());
+                     });
     if (sink != nullptr) {
         source->setReadBufferSize(readAhead);
     }
@@ -88,7 +126,7 @@ Transfer::Answer Transfer::Await()
                           QString("cannot write the file: %1").arg(sink->errorString()));
     }
     if (BrokeOff(*reply)) {
-        throw TransportFailure(*reply, bytesPassed);
+        throw TransportFailure(*reply, bytesPassed, distrust);
     }
     answer.status = StatusOf(*reply);
     return answer;

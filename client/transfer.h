@@ -2,6 +2,7 @@
 #define TRANSFER_H
 
 #include <QByteArray>
+#include <QString>
 #include <functional>
 #include <memory>
 
@@ -50,6 +51,7 @@ private:
     QIODevice *sink;
     const Progress &progress;
     Answer answer;
+    QString distrust; ///< why the certificate is not trusted
     qint64 received = 0;
     bool bytesPassed = false; ///< in either direction
     bool sinkFailed = false;

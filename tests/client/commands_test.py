@@ -68,7 +68,8 @@ class CommandLine(ClientTest):
         self.expect(USAGE, "files", "put", "only-one")
 
     def test_host_that_is_none(self):
-        for host in ("user@host", "host:port", "http://host", "host/path"):
+        for host in ("user@host", "host:port", "ftp://host", "host/path", "http://host/path",
+                     "http://host?query", "https://"):
             with self.subTest(host=host):
                 self.expect(USAGE, "info", host=host)
 
@@ -81,18 +82,30 @@ class CommandLine(ClientTest):
     def test_port_8081_is_the_usual_one(self):
         self.expect(DONE, "info", host="127.0.0.1")
 
+    def test_host_as_a_url(self):
+        for url in ("http://" + self.proxy.host, "http://" + self.proxy.host + "/"):
+            with self.subTest(url=url):
+                self.expect(DONE, "info", host=url)
+
     def test_nobody_listens(self):
         with socket.create_server(("127.0.0.1", 0)) as taken:
             port = taken.getsockname()[1]
-        self.expect(CANNOT_CONNECT, "info", host="127.0.0.1:%d" % port)
+        self.assertIn("nothing listens on this port",
+                      self.expect(CANNOT_CONNECT, "info", host="127.0.0.1:%d" % port).err)
 
     def test_unknown_host(self):
-        self.expect(CANNOT_CONNECT, "info", host="instrument.invalid")
+        self.assertIn("no host has this name",
+                      self.expect(CANNOT_CONNECT, "info", host="instrument.invalid").err)
 
     def test_silent_device(self):
         with socket.create_server(("127.0.0.1", 0)) as silent:
             host = "127.0.0.1:%d" % silent.getsockname()[1]
-            self.expect(CANNOT_CONNECT, "info", "--timeout", 1, host=host)
+            result = self.expect(CANNOT_CONNECT, "info", "--timeout", 1, host=host)
+        self.assertIn("connected to %s, but no answer within 1 s" % host, result.err)
+
+    def test_no_route_to_the_host(self):
+        result = self.expect(CANNOT_CONNECT, "info", "--timeout", 2, host="192.0.2.1:8081")
+        self.assertIn("no route to the host", result.err)
 
     def test_server_of_another_kind(self):
         self.proxy.add("answer", answer=b"HTTP/1.1 404 Not Found\r\nContent-Length: 9\r\n"
