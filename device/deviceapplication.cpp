@@ -71,7 +71,9 @@ bool DeviceApplication::OpenFolder(QString *error)
         !FillFolder(folder, error)) {
         return false;
     }
-    models = std::make_unique<DeviceModels>(options, fileSystem, errorReporter, viewOutput);
+    models = std::make_unique<DeviceModels>(
+        DeviceModels::Setup{options.dataFolder, options.mode, options.storageAvailable}, fileSystem,
+        errorReporter, viewOutput);
     faultyModels = std::make_unique<FaultyModels>(*models, faults, errorReporter);
     downloadGuard = std::make_unique<DownloadGuard>(&faultyModels->fileManager, &serverGuard);
     return true;

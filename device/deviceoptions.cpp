@@ -4,8 +4,6 @@
 #include <QCoreApplication>
 #include <QDir>
 
-#include "faultplan.h"
-
 namespace {
 
 /** The options, declared once for reading and for the help. */
@@ -30,8 +28,8 @@ public:
                 QStringLiteral("Let something go wrong; may be given several times: %1. The file "
                                "state/faults in the folder of the device does the same, one fault "
                                "in a line, while the program runs.")
-                    .arg(FaultPlan::Names()),
-                QStringLiteral("name[=value]"))
+                    .arg(Fault::Names()),
+                QStringLiteral("name[=value][*count]"))
         , verbose(QStringLiteral("verbose"), QStringLiteral("Print debug lines on standard error."))
         , help({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Print this text."))
         , version({QStringLiteral("v"), QStringLiteral("version")},
@@ -82,13 +80,13 @@ DeviceOptions ReadValues(const CommandLine &line)
     if (folder.isEmpty()) {
         return Refuse(QStringLiteral("--data is missing: it names the folder of the device"));
     }
-    options.faults = line.parser.values(line.fault);
-    for (const QString &fault : qAsConst(options.faults)) {
-        FaultPlan::Faults ignored;
+    for (const QString &text : line.parser.values(line.fault)) {
         QString error;
-        if (!FaultPlan::Parse(fault, &ignored, &error)) {
+        const std::optional<Fault> fault = Fault::Parse(text, &error);
+        if (!fault) {
             return Refuse(QStringLiteral("--fault: %1").arg(error));
         }
+        options.faults.append(*fault);
     }
     options.action = DeviceOptions::Action::Serve;
     options.requireSandbox = line.parser.isSet(line.requireSandbox);

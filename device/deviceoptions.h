@@ -4,6 +4,8 @@
 #include <QString>
 #include <QStringList>
 
+#include "fault.h"
+
 /** What the command line of the simulator asks for. */
 struct DeviceOptions
 {
@@ -21,7 +23,7 @@ struct DeviceOptions
     int mode = 0;
     bool storageAvailable = true;
     bool requireSandbox = false;
-    QStringList faults; ///< each one that `FaultPlan::Parse` takes
+    Faults faults;
     bool verbose = false;
 
     /**

@@ -5,131 +5,124 @@
 #include <algorithm>
 #include <sys/stat.h>
 
-namespace {
-
-struct Description
-{
-    const char *name;
-    Fault fault;
-    bool takesValue;
-};
-
-constexpr Description descriptions[] = {
-    {"slow-call", Fault::SlowCall, true},      {"storage-away", Fault::StorageAway, false},
-    {"no-space", Fault::NoSpace, false},       {"write-fails", Fault::WriteFails, true},
-    {"read-fails", Fault::ReadFails, true},    {"delete-refused", Fault::DeleteRefused, false},
-    {"store-fails", Fault::StoreFails, false},
-};
-
-const Description *Find(const QString &name)
-{
-    const auto *found =
-        std::find_if(std::begin(descriptions), std::end(descriptions),
-                     [&name](const Description &each) { return name == QLatin1String(each.name); });
-    return found != std::end(descriptions) ? found : nullptr;
-}
-
-} // namespace
-
-bool FaultPlan::Parse(const QString &text, Faults *faults, QString *error)
-{
-    const int equals = text.indexOf(QLatin1Char('='));
-    const Description *description = Find(text.left(equals));
-    if (description == nullptr) {
-        *error = QStringLiteral("\"%1\" is no fault: there are %2").arg(text, Names());
-        return false;
-    }
-    bool isNumber = false;
-    const qint64 value = text.mid(equals + 1).toLongLong(&isNumber);
-    const bool complete = description->takesValue ? equals >= 0 && isNumber && value >= 0 //
-                                                  : equals < 0;
-    if (!complete) {
-        *error = QStringLiteral("the fault %1 takes %2, not \"%3\"")
-                     .arg(QLatin1String(description->name),
-                          description->takesValue ? QStringLiteral("a number of 0 or more")
-                                                  : QStringLiteral("no value"),
-                          text);
-        return false;
-    }
-    faults->insert(description->fault, description->takesValue ? value : 0);
-    return true;
-}
-
-QString FaultPlan::Names()
-{
-    QStringList names;
-    for (const Description &each : descriptions) {
-        names << QLatin1String(each.name) + QLatin1String(each.takesValue ? "=N" : "");
-    }
-    return names.join(QStringLiteral(", "));
-}
-
-FaultPlan::FaultPlan(const QStringList &texts, const QString &controlFile, IErrorReporter &errors)
-    : controlFilePath(controlFile)
+FaultPlan::FaultPlan(const Faults &commandLine, const QString &faultFile, IErrorReporter &errors)
+    : faultFilePath(faultFile)
     , errorReporter(errors)
 {
-    QString error;
-    for (const QString &text : texts) {
-        Parse(text, &given, &error);
+    for (const Fault &fault : commandLine) {
+        Add(&given, fault);
     }
-    inForce = given;
 }
 
-bool FaultPlan::IsSet(Fault fault)
+std::optional<qint64> FaultPlan::Value(FaultKind kind)
 {
-    Refresh();
-    return inForce.contains(fault);
+    const std::lock_guard<std::mutex> lock(mutex);
+    const Entry *entry = InForce(kind);
+    return entry != nullptr ? std::optional<qint64>(entry->fault.value) : std::nullopt;
 }
 
-std::optional<qint64> FaultPlan::Value(Fault fault)
+void FaultPlan::Count(FaultKind kind)
 {
-    return IsSet(fault) ? std::optional<qint64>(inForce.value(fault)) : std::nullopt;
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (Entry *entry = InForce(kind)) {
+        ++entry->bites;
+    }
+}
+
+bool FaultPlan::Bites(FaultKind kind)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    Entry *entry = InForce(kind);
+    if (entry != nullptr) {
+        ++entry->bites;
+    }
+    return entry != nullptr;
 }
 
 void FaultPlan::DelayCall()
 {
-    QThread::msleep(static_cast<unsigned long>(Value(Fault::SlowCall).value_or(0)));
+    if (const std::optional<qint64> delay = Value(FaultKind::SlowCall)) {
+        Count(FaultKind::SlowCall);
+        QThread::msleep(static_cast<unsigned long>(*delay));
+    }
 }
 
 int FaultPlan::Revision()
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     Refresh();
     return revision;
 }
 
-void FaultPlan::Refresh()
+void FaultPlan::Add(Entries *entries, const Fault &fault)
 {
-    const QByteArray found = ControlFileVersion();
-    if (found != version) {
-        version = found;
-        ++revision;
-        inForce = given;
-        ReadControlFile();
+    if (Entry *former = FindIn(entries, fault.kind)) {
+        *former = Entry{fault};
+    } else {
+        entries->append(Entry{fault});
     }
 }
 
-void FaultPlan::ReadControlFile()
+FaultPlan::Entry *FaultPlan::FindIn(Entries *entries, FaultKind kind)
 {
-    QFile file(controlFilePath);
+    const auto found = std::find_if(entries->begin(), entries->end(), [kind](const Entry &entry) {
+        return entry.fault.kind == kind;
+    });
+    return found != entries->end() ? &*found : nullptr;
+}
+
+bool FaultPlan::IsUsedUp(const Entry &entry)
+{
+    return entry.fault.count > 0 && entry.bites >= entry.fault.count;
+}
+
+FaultPlan::Entry *FaultPlan::InForce(FaultKind kind)
+{
+    Refresh();
+    Entry *entry = FindIn(&fromFile, kind);
+    if (entry == nullptr) {
+        entry = FindIn(&given, kind);
+    }
+    return entry != nullptr && !IsUsedUp(*entry) ? entry : nullptr;
+}
+
+void FaultPlan::Refresh()
+{
+    const QByteArray found = FaultFileVersion();
+    if (found != version) {
+        version = found;
+        ++revision;
+        fromFile.clear();
+        ReadFaultFile();
+    }
+}
+
+void FaultPlan::ReadFaultFile()
+{
+    QFile file(faultFilePath);
     if (!file.open(QIODevice::ReadOnly)) {
         return;
     }
     for (const QByteArray &bytes : file.readAll().split('\n')) {
         const QString line = QString::fromUtf8(bytes).trimmed();
+        if (line.isEmpty() || line.startsWith(QLatin1Char('#'))) {
+            continue;
+        }
         QString error;
-        if (!line.isEmpty() && !line.startsWith(QLatin1Char('#')) &&
-            !Parse(line, &inForce, &error)) {
-            errorReporter.ReportError(QStringLiteral("%1: %2").arg(controlFilePath, error),
+        if (const std::optional<Fault> fault = Fault::Parse(line, &error)) {
+            Add(&fromFile, *fault);
+        } else {
+            errorReporter.ReportError(QStringLiteral("%1: %2").arg(faultFilePath, error),
                                       "faultplan", __LINE__);
         }
     }
 }
 
 // Empty while there is no file; otherwise different whenever the content may be.
-QByteArray FaultPlan::ControlFileVersion() const
+QByteArray FaultPlan::FaultFileVersion() const
 {
     struct stat status = {};
-    if (stat(QFile::encodeName(controlFilePath).constData(), &status) != 0) {
+    if (stat(QFile::encodeName(faultFilePath).constData(), &status) != 0) {
         return QByteArray();
     }
     QByteArray text;

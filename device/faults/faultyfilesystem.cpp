@@ -13,7 +13,7 @@ ssize_t FaultyFileSystem::Write(int descriptor, const char *data, std::size_t si
         revision = faults.Revision();
         written = 0;
     }
-    const std::optional<qint64> room = faults.Value(Fault::WriteFails);
+    const std::optional<qint64> room = faults.Value(FaultKind::WriteFails);
     if (room && written >= *room && size > 0) {
         errno = ENOSPC;
         return -1;

@@ -6,8 +6,8 @@
 #include "faultplan.h"
 
 /**
- * Makes requests late while `Fault::SlowCall` is in force: the first call of a model in each turn
- * of the event loop waits. A request is answered within one turn and may call models a hundred
+ * Makes requests late while `FaultKind::SlowCall` is in force: the first call of a model in each
+ * turn of the event loop waits. A request is answered within one turn and may call models a hundred
  * times, so a delay of each call would say little about how late its answer is.
  *
  * Main thread only, and an application object must exist.

@@ -1,11 +1,11 @@
 #include "devicemodels.h"
 
-DeviceModels::DeviceModels(const DeviceOptions &options, FileSystem &fileSystem,
-                           IErrorReporter &errors, std::FILE *view)
-    : folder(options.dataFolder)
+DeviceModels::DeviceModels(const Setup &setup, FileSystem &fileSystem, IErrorReporter &errors,
+                           std::FILE *view)
+    : folder(setup.folder)
     , userFiles(folder.UserFiles())
-    , storage(folder, options.storageAvailable, errors)
-    , mode(options.mode)
+    , storage(folder, setup.storageAvailable, errors)
+    , mode(setup.mode)
     , jobPanel(view)
     , workOrders(fileSystem, folder.WorkOrders(), folder.State(), errors)
     , jobs(Loaded(workOrders), fileSystem, folder.State(), errors)

@@ -6,17 +6,14 @@
 
 #include "assetmodel.h"
 #include "devicefolder.h"
-#include "deviceoptions.h"
 #include "filedigestcache.h"
 #include "filemanagermodel.h"
 #include "filesystem.h"
 #include "jobmodel.h"
-#include "jobpanelmodel.h"
-#include "modemodel.h"
 #include "storagemodel.h"
 #include "syncfilesmodel.h"
 #include "userfiledirectory.h"
-#include "viewcommand.h"
+#include "viewmodels.h"
 #include "workorderstore.h"
 
 /** Every model of a simulated device whose folders exist, in the order in which they build on one
@@ -24,8 +21,16 @@
 class DeviceModels
 {
 public:
+    /** What a device is told at its start. */
+    struct Setup
+    {
+        QString folder; ///< absolute and clean
+        int mode = 0;
+        bool storageAvailable = true;
+    };
+
     /** Reads what the device has stored. Keeps the references; lines of the view go to `view`. */
-    DeviceModels(const DeviceOptions &options, FileSystem &fileSystem, IErrorReporter &errors,
+    DeviceModels(const Setup &setup, FileSystem &fileSystem, IErrorReporter &errors,
                  std::FILE *view);
 
     DeviceFolder folder;

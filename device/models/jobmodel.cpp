@@ -17,6 +17,21 @@ bool IsUsable(const QJsonObject &state)
 
 } // namespace
 
+StoredJob::StoredJob(const QString &id, const QDateTime &modified)
+    : workOrderId(id)
+    , modifiedTime(modified)
+{}
+
+QString StoredJob::WorkOrderId()
+{
+    return workOrderId;
+}
+
+QDateTime StoredJob::ModifiedTime()
+{
+    return modifiedTime;
+}
+
 JobModel::JobModel(const WorkOrderStore &workOrders, FileSystem &fileSystem,
                    const QString &stateFolder, IErrorReporter &errors)
     : store(workOrders)

@@ -5,8 +5,22 @@
 
 #include "hostmodel.h"
 #include "statefile.h"
-#include "storedjob.h"
 #include "workorderstore.h"
+
+/** A stored work order in the list of jobs: a plain value that does not change. */
+class StoredJob final : public Job
+{
+public:
+    /** `modified` is in UTC. */
+    StoredJob(const QString &id, const QDateTime &modified);
+
+    QString WorkOrderId() override;
+    QDateTime ModifiedTime() override;
+
+private:
+    QString workOrderId;
+    QDateTime modifiedTime;
+};
 
 /**
  * The stored work orders as a list of jobs, and the active one among them.

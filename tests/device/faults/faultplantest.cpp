@@ -10,17 +10,14 @@ namespace {
 
 bool Accepts(const QString &text)
 {
-    FaultPlan::Faults faults;
     QString error;
-    return FaultPlan::Parse(text, &faults, &error);
+    return Fault::Parse(text, &error).has_value();
 }
 
 QString Refusal(const QString &text)
 {
-    FaultPlan::Faults faults;
     QString error;
-    EXPECT_FALSE(FaultPlan::Parse(text, &faults, &error));
-    EXPECT_TRUE(faults.isEmpty());
+    EXPECT_FALSE(Fault::Parse(text, &error)) << text.toStdString();
     return error;
 }
 
@@ -36,13 +33,14 @@ TEST(FaultPlanParse, AnUnknownNameIsRefusedWithTheNamesThatExist)
 {
     const QString error = Refusal(QStringLiteral("meteorite"));
     EXPECT_TRUE(error.contains(QStringLiteral("\"meteorite\"")));
-    EXPECT_TRUE(error.contains(FaultPlan::Names()));
+    EXPECT_TRUE(error.contains(Fault::Names()));
 }
 
 TEST(FaultPlanParse, AMissingValueIsRefused)
 {
-    EXPECT_EQ(Refusal(QStringLiteral("slow-call")),
-              QStringLiteral("the fault slow-call takes a number of 0 or more, not \"slow-call\""));
+    EXPECT_EQ(
+        Refusal(QStringLiteral("slow-call")),
+        QStringLiteral("the fault slow-call takes a number from 0 to 60000, not \"slow-call\""));
 }
 
 TEST(FaultPlanParse, AValueThatIsNoNumberIsRefused)
@@ -56,6 +54,36 @@ TEST(FaultPlanParse, AValueThatNobodyAskedForIsRefused)
 {
     EXPECT_EQ(Refusal(QStringLiteral("no-space=1")),
               QStringLiteral("the fault no-space takes no value, not \"no-space=1\""));
+}
+
+TEST(FaultPlanParse, AValueBeyondItsBoundsIsRefused)
+{
+    EXPECT_TRUE(Accepts(QStringLiteral("slow-call=60000")));
+    EXPECT_EQ(Refusal(QStringLiteral("slow-call=60001")),
+              QStringLiteral("the fault slow-call takes a number from 0 to 60000, not "
+                             "\"slow-call=60001\""));
+    Refusal(QStringLiteral("slow-call=4000000000"));
+    Refusal(QStringLiteral("write-fails=99999999999999999999"));
+}
+
+TEST(FaultPlanParse, ACountFollowsAStar)
+{
+    QString error;
+    const std::optional<Fault> plain = Fault::Parse(QStringLiteral("no-space*3"), &error);
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->count, 3);
+    const std::optional<Fault> valued = Fault::Parse(QStringLiteral("read-fails=7*2"), &error);
+    ASSERT_TRUE(valued);
+    EXPECT_EQ(valued->value, 7);
+    EXPECT_EQ(valued->count, 2);
+}
+
+TEST(FaultPlanParse, ACountThatIsNoneIsRefused)
+{
+    for (const char *text : {"no-space*", "no-space*0", "no-space*-1", "no-space*x",
+                             "no-space*1000001", "no-space*1*1"}) {
+        Refusal(QString::fromLatin1(text));
+    }
 }
 
 class FaultPlanTest : public testing::Test
@@ -72,59 +100,89 @@ protected:
     QString controlFile = directory.filePath(QStringLiteral("faults"));
     CallLog log;
     FakeErrorReporter errors{log};
-    FaultPlan plan{
-        {QStringLiteral("no-space"), QStringLiteral("slow-call=30")}, controlFile, errors};
+    FaultPlan plan{{{FaultKind::NoSpace}, {FaultKind::SlowCall, 30}}, controlFile, errors};
 };
 
 TEST_F(FaultPlanTest, HoldsWhatTheCommandLineSays)
 {
-    EXPECT_TRUE(plan.IsSet(Fault::NoSpace));
-    EXPECT_EQ(plan.Value(Fault::SlowCall), 30);
-    EXPECT_FALSE(plan.IsSet(Fault::StorageAway));
-    EXPECT_EQ(plan.Value(Fault::ReadFails), std::nullopt);
+    EXPECT_TRUE(plan.Bites(FaultKind::NoSpace));
+    EXPECT_EQ(plan.Value(FaultKind::SlowCall), 30);
+    EXPECT_FALSE(plan.Bites(FaultKind::StorageAway));
+    EXPECT_EQ(plan.Value(FaultKind::ReadFails), std::nullopt);
 }
 
 TEST_F(FaultPlanTest, TheControlFileAddsFaults)
 {
     WriteControlFile("# on a bad day\n\nstorage-away\nread-fails=7\n");
-    EXPECT_TRUE(plan.IsSet(Fault::StorageAway));
-    EXPECT_EQ(plan.Value(Fault::ReadFails), 7);
-    EXPECT_TRUE(plan.IsSet(Fault::NoSpace));
+    EXPECT_TRUE(plan.Bites(FaultKind::StorageAway));
+    EXPECT_EQ(plan.Value(FaultKind::ReadFails), 7);
+    EXPECT_TRUE(plan.Bites(FaultKind::NoSpace));
     EXPECT_TRUE(errors.reports.empty());
 }
 
 TEST_F(FaultPlanTest, TheControlFilesValueCounts)
 {
     WriteControlFile("slow-call=0\n");
-    EXPECT_EQ(plan.Value(Fault::SlowCall), 0);
+    EXPECT_EQ(plan.Value(FaultKind::SlowCall), 0);
 }
 
 TEST_F(FaultPlanTest, AChangeOfTheControlFileShowsAtOnce)
 {
     WriteControlFile("storage-away\n");
-    EXPECT_TRUE(plan.IsSet(Fault::StorageAway));
+    EXPECT_TRUE(plan.Bites(FaultKind::StorageAway));
     WriteControlFile("delete-refused\n");
-    EXPECT_FALSE(plan.IsSet(Fault::StorageAway));
-    EXPECT_TRUE(plan.IsSet(Fault::DeleteRefused));
+    EXPECT_FALSE(plan.Bites(FaultKind::StorageAway));
+    EXPECT_TRUE(plan.Bites(FaultKind::DeleteRefused));
 }
 
 TEST_F(FaultPlanTest, WithoutItsControlFileTheCommandLineIsLeft)
 {
     WriteControlFile("storage-away\n");
-    EXPECT_TRUE(plan.IsSet(Fault::StorageAway));
+    EXPECT_TRUE(plan.Bites(FaultKind::StorageAway));
     QFile::remove(controlFile);
-    EXPECT_FALSE(plan.IsSet(Fault::StorageAway));
-    EXPECT_TRUE(plan.IsSet(Fault::NoSpace));
+    EXPECT_FALSE(plan.Bites(FaultKind::StorageAway));
+    EXPECT_TRUE(plan.Bites(FaultKind::NoSpace));
 }
 
 TEST_F(FaultPlanTest, ALineThatIsNoFaultIsReportedOnceAndTheOthersCount)
 {
     WriteControlFile("nonsense\nstorage-away\n");
-    EXPECT_TRUE(plan.IsSet(Fault::StorageAway));
-    EXPECT_TRUE(plan.IsSet(Fault::StorageAway));
+    EXPECT_TRUE(plan.Bites(FaultKind::StorageAway));
+    EXPECT_TRUE(plan.Bites(FaultKind::StorageAway));
     ASSERT_EQ(errors.reports.size(), 1U);
     EXPECT_TRUE(errors.reports.front().message.contains(QStringLiteral("\"nonsense\"")));
     EXPECT_TRUE(errors.reports.front().message.startsWith(controlFile));
+}
+
+TEST_F(FaultPlanTest, AFaultWithACountBitesSoOften)
+{
+    WriteControlFile("storage-away*2\n");
+    EXPECT_TRUE(plan.Bites(FaultKind::StorageAway));
+    EXPECT_TRUE(plan.Bites(FaultKind::StorageAway));
+    EXPECT_FALSE(plan.Bites(FaultKind::StorageAway));
+}
+
+TEST_F(FaultPlanTest, AskingForTheValueUsesUpNothing)
+{
+    WriteControlFile("read-fails=7*1\n");
+    EXPECT_EQ(plan.Value(FaultKind::ReadFails), 7);
+    EXPECT_EQ(plan.Value(FaultKind::ReadFails), 7);
+    plan.Count(FaultKind::ReadFails);
+    EXPECT_EQ(plan.Value(FaultKind::ReadFails), std::nullopt);
+}
+
+TEST_F(FaultPlanTest, OfTwoLinesTheLaterCounts)
+{
+    WriteControlFile("read-fails=7\nread-fails=9\n");
+    EXPECT_EQ(plan.Value(FaultKind::ReadFails), 9);
+}
+
+TEST_F(FaultPlanTest, AChangeOfTheFileDoesNotGiveBackWhatTheCommandLineHasUsedUp)
+{
+    FaultPlan counted{{{FaultKind::NoSpace, 0, 1}}, controlFile, errors};
+    EXPECT_TRUE(counted.Bites(FaultKind::NoSpace));
+    WriteControlFile("storage-away\n");
+    EXPECT_FALSE(counted.Bites(FaultKind::NoSpace));
 }
 
 TEST_F(FaultPlanTest, ASlowCallTakesItsTime)

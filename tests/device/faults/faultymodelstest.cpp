@@ -2,11 +2,8 @@
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <cerrno>
-#include <faultyfilemanagermodel.h>
 #include <faultyfilesystem.h>
-#include <faultystoragemodel.h>
-#include <faultysyncfilesmodel.h>
-#include <faultyworkorderstore.h>
+#include <faultymodels.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <requestdelay.h>
@@ -107,7 +104,7 @@ TEST_F(FaultyModelsTest, APieceWithTheFailingPositionCannotBeReadAndIsTheLast)
 TEST_F(FaultyModelsTest, EachFurtherPieceIsLateAndTheFirstIsLateWithItsRequest)
 {
     host.fileManager.files[path] = QByteArrayLiteral("0123456789");
-    Set("slow-call=600000");
+    Set("slow-call=60000");
     Read(0, 4); // a wait would be longer than the test may take
     Set("slow-call=50");
     QElapsedTimer elapsed;

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "jobpanelmodel.h"
-#include "modemodel.h"
 #include "printedlines.h"
-#include "viewcommand.h"
+#include "viewmodels.h"
 
 namespace {
 
