@@ -3,6 +3,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 
 namespace {
 
@@ -25,11 +26,16 @@ public:
                          QStringLiteral("Do not start where the kernel cannot confine the program "
                                         "to the folder of the device."))
         , fault(QStringLiteral("fault"),
-                QStringLiteral("Let something go wrong; may be given several times: %1. The file "
-                               "state/faults in the folder of the device does the same, one fault "
-                               "in a line, while the program runs.")
+                QStringLiteral("Let something go wrong, *count times or always; may be given "
+                               "several times: %1.")
                     .arg(Fault::Names()),
                 QStringLiteral("name[=value][*count]"))
+        , faultFile(
+              QStringLiteral("fault-file"),
+              QStringLiteral("Read faults from <file>, one in a line, whenever it changes. It "
+                             "lies outside the folder of the device, where no upload "
+                             "reaches it."),
+              QStringLiteral("file"))
         , verbose(QStringLiteral("verbose"), QStringLiteral("Print debug lines on standard error."))
         , help({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Print this text."))
         , version({QStringLiteral("v"), QStringLiteral("version")},
@@ -37,8 +43,8 @@ public:
     {
         parser.setApplicationDescription(
             QStringLiteral("A simulated instrument that serves its REST interface on port 8081."));
-        parser.addOptions(
-            {data, mode, storageUnavailable, requireSandbox, fault, verbose, help, version});
+        parser.addOptions({data, mode, storageUnavailable, requireSandbox, fault, faultFile,
+                           verbose, help, version});
     }
 
     QCommandLineParser parser;
@@ -47,6 +53,7 @@ public:
     QCommandLineOption storageUnavailable;
     QCommandLineOption requireSandbox;
     QCommandLineOption fault;
+    QCommandLineOption faultFile;
     QCommandLineOption verbose;
     QCommandLineOption help;
     QCommandLineOption version;
@@ -67,6 +74,27 @@ DeviceOptions Refuse(const QString &reason)
     return options;
 }
 
+QString AbsolutePath(const QString &path)
+{
+    return QDir::cleanPath(QDir::current().absoluteFilePath(path));
+}
+
+// Without symbolic links as far as the path exists.
+QString RealPath(const QString &path)
+{
+    const QFileInfo file(path);
+    QString canonical = file.canonicalFilePath();
+    if (!canonical.isEmpty() || file.isRoot()) {
+        return canonical;
+    }
+    return QDir(RealPath(file.path())).filePath(file.fileName());
+}
+
+bool IsBelow(const QString &path, const QString &folder)
+{
+    return RealPath(path).startsWith(RealPath(folder) + QLatin1Char('/'));
+}
+
 DeviceOptions ReadValues(const CommandLine &line)
 {
     DeviceOptions options;
@@ -80,6 +108,15 @@ DeviceOptions ReadValues(const CommandLine &line)
     if (folder.isEmpty()) {
         return Refuse(QStringLiteral("--data is missing: it names the folder of the device"));
     }
+    options.dataFolder = AbsolutePath(folder);
+    if (line.parser.isSet(line.faultFile)) {
+        options.faultFile = AbsolutePath(line.parser.value(line.faultFile));
+        if (IsBelow(options.faultFile, options.dataFolder)) {
+            return Refuse(QStringLiteral("--fault-file: %1 lies in the folder of the device, where "
+                                         "uploads reach it; choose a place outside")
+                              .arg(options.faultFile));
+        }
+    }
     for (const QString &text : line.parser.values(line.fault)) {
         QString error;
         const std::optional<Fault> fault = Fault::Parse(text, &error);
@@ -90,7 +127,6 @@ DeviceOptions ReadValues(const CommandLine &line)
     }
     options.action = DeviceOptions::Action::Serve;
     options.requireSandbox = line.parser.isSet(line.requireSandbox);
-    options.dataFolder = QDir::cleanPath(QDir::current().absoluteFilePath(folder));
     options.storageAvailable = !line.parser.isSet(line.storageUnavailable);
     options.verbose = line.parser.isSet(line.verbose);
     return options;

@@ -24,6 +24,7 @@ struct DeviceOptions
     bool storageAvailable = true;
     bool requireSandbox = false;
     Faults faults;
+    QString faultFile; ///< absolute, clean and not below `dataFolder`; empty for none
     bool verbose = false;
 
     /**

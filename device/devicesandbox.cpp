@@ -9,7 +9,7 @@ namespace {
 
 // Read by libraries while the program runs: time zones, configuration, code loaded late, and what
 // the C library and the sanitizers ask about the process and its processors.
-const std::vector<std::string> readable = {
+const std::vector<std::string> readByLibraries = {
     "/dev/null", "/dev/urandom", "/etc/ld.so.cache", "/etc/localtime", "/etc/ssl",
     "/lib",      "/lib64",       "/proc/self",       "/proc/stat",     "/sys/devices/system/cpu",
     "/usr/lib",  "/usr/lib64",   "/usr/share",       "/usr/local/lib",
@@ -29,22 +29,25 @@ std::vector<std::string> LoadedFiles()
     return files;
 }
 
-std::vector<std::string> Readable()
+std::vector<std::string> Readable(const QStringList &others)
 {
     std::vector<std::string> paths = LoadedFiles();
-    paths.insert(paths.end(), readable.begin(), readable.end());
+    paths.insert(paths.end(), readByLibraries.begin(), readByLibraries.end());
+    for (const QString &path : others) {
+        paths.push_back(QFile::encodeName(path).toStdString());
+    }
     return paths;
 }
 
 } // namespace
 
-bool DeviceSandbox::Enter(const QString &dataFolder, QString *problem)
+bool DeviceSandbox::Enter(const QString &dataFolder, const QStringList &readable, QString *problem)
 {
     if (!QDir().mkpath(dataFolder)) {
         return true;
     }
-    const FileSystemSandbox::Result result =
-        FileSystemSandbox::Confine({{QFile::encodeName(dataFolder).toStdString()}, Readable()});
+    const FileSystemSandbox::Result result = FileSystemSandbox::Confine(
+        {{QFile::encodeName(dataFolder).toStdString()}, Readable(readable)});
     *problem = QString::fromStdString(result.reason);
     return result.outcome == FileSystemSandbox::Outcome::Confined;
 }

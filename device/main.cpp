@@ -1,4 +1,5 @@
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QTextCodec>
 #include <algorithm>
 #include <cstdio>
@@ -52,7 +53,11 @@ int Serve(const DeviceOptions &options)
         PrintError(error);
         return exitFailure;
     }
-    if (!DeviceSandbox::Enter(options.dataFolder, &error)) {
+    // The folder rather than the file, which may come and go while the program runs.
+    const QStringList readable = options.faultFile.isEmpty()
+                                     ? QStringList()
+                                     : QStringList{QFileInfo(options.faultFile).path()};
+    if (!DeviceSandbox::Enter(options.dataFolder, readable, &error)) {
         PrintError(error);
         if (options.requireSandbox) {
             return exitFailure;

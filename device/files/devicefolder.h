@@ -20,7 +20,6 @@ public:
     QString GuardedTemplates() const { return root + QLatin1String("/storage/templates"); }
     QString UserFiles() const { return root + QLatin1String("/storage/userfiles"); }
     QString State() const { return root + QLatin1String("/state"); }
-    QString FaultsFile() const { return root + QLatin1String("/state/faults"); }
 
     /** True when the folder is missing or has nothing in it, hidden files included. */
     bool IsUnused() const;

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The simulator on a bad day.
 
-usage: faults_test.py SIMULATOR (the helpers of the simulator's tests must be on the Python path)
+usage: faults_test.py SIMULATOR (tests/support must be on the Python path)
 """
 import json
 import os
@@ -9,7 +9,8 @@ import subprocess
 import time
 import unittest
 
-from simulator import PROGRAM, SimulatorTest, ask, ask_json, by_path, error, upload_body
+from simulator import by_path, error, upload_body
+from simulatortest import PROGRAM, SimulatorTest
 
 SYNC = "/api/syncfiles/v1/"
 MANAGER = "/api/filemgr/v2/"
@@ -19,19 +20,18 @@ REFUSED = error("Upload failed")
 
 class BadDay(SimulatorTest):
     def faults(self, *lines):
-        with open(os.path.join(self.device.data, "state", "faults"), "w", encoding="utf-8") as file:
-            file.write("\n".join(lines))
+        self.device.set_faults(*lines)
 
     def path(self, name):
         return os.path.join(self.device.files, name)
 
     def upload(self, path, content=b"abc"):
-        return json.loads(ask("POST", MANAGER + "userfiles", upload_body(path, content))[1])
+        return json.loads(self.ask("POST", MANAGER + "userfiles", upload_body(path, content))[1])
 
 
 class Faults(BadDay):
     def test_the_asset_information_says_that_this_is_a_simulator(self):
-        self.assertIs(ask_json("GET", "/info")["assetInfo"]["simulator"], True)
+        self.assertIs(self.ask_json("GET", "/info")["assetInfo"]["simulator"], True)
 
     def test_a_slow_call_makes_every_request_late(self):
         self.upload(self.path("a"))
@@ -51,95 +51,95 @@ class Faults(BadDay):
                      ("DELETE", by_path(MANAGER + "userfiles", self.path("a")))]
         for request in requests:
             before = time.monotonic()
-            self.assertEqual(ask(*request)[0], 200)
+            self.assertEqual(self.ask(*request)[0], 200)
             self.assertGreaterEqual(time.monotonic() - before, 0.3, request[:2])
 
     def test_a_slow_call_makes_each_further_piece_of_a_download_late(self):
         self.upload(self.path("a"), b"x" * 11_000_000)
         self.faults("slow-call=200")
         before = time.monotonic()
-        self.assertEqual(len(ask("GET", by_path(MANAGER + "userfiles", self.path("a")))[1]), 11_000_000)
+        self.assertEqual(len(self.ask("GET", by_path(MANAGER + "userfiles", self.path("a")))[1]), 11_000_000)
         self.assertGreaterEqual(time.monotonic() - before, 0.6)
 
     def test_without_the_guarded_storage_uploads_and_downloads_fail(self):
         self.assertEqual(self.upload(self.path("a")), {})
         self.faults("storage-away")
         self.assertEqual(self.upload(self.path("b")), REFUSED)
-        self.assertEqual(ask_json("GET", by_path(MANAGER + "userfiles", self.path("a"))),
+        self.assertEqual(self.ask_json("GET", by_path(MANAGER + "userfiles", self.path("a"))),
                          error("File read failure"))
         self.faults()
         self.assertEqual(self.upload(self.path("b")), {})
 
     def test_without_the_guarded_storage_everything_else_works(self):
         self.assertEqual(self.upload(self.path("a")), {})
-        templates = ask_json("GET", WORKFLOW + "templates")["templates"]
+        templates = self.ask_json("GET", WORKFLOW + "templates")["templates"]
         self.faults("storage-away")
-        self.assertLess(len(ask_json("GET", WORKFLOW + "templates")["templates"]), len(templates))
-        self.assertEqual(ask("GET", by_path(SYNC + "userfiles", self.path("a")))[1], b"abc")
+        self.assertLess(len(self.ask_json("GET", WORKFLOW + "templates")["templates"]), len(templates))
+        self.assertEqual(self.ask("GET", by_path(SYNC + "userfiles", self.path("a")))[1], b"abc")
         for route in (SYNC, MANAGER):
-            self.assertEqual(ask_json("GET", by_path(route + "metadata", self.path("a")))["size"], 3)
-        self.assertIn(self.path("a"), str(ask_json("GET", MANAGER + "userfiles")))
-        self.assertIn(self.path("a"), str(ask_json("GET", SYNC + "pendingfiles/all")))
-        self.assertEqual(ask_json("PUT", by_path(SYNC + "userfiles", self.path("a"))), {})
-        self.assertEqual(ask_json("DELETE", by_path(MANAGER + "userfiles", self.path("a"))), {})
+            self.assertEqual(self.ask_json("GET", by_path(route + "metadata", self.path("a")))["size"], 3)
+        self.assertIn(self.path("a"), str(self.ask_json("GET", MANAGER + "userfiles")))
+        self.assertIn(self.path("a"), str(self.ask_json("GET", SYNC + "pendingfiles/all")))
+        self.assertEqual(self.ask_json("PUT", by_path(SYNC + "userfiles", self.path("a"))), {})
+        self.assertEqual(self.ask_json("DELETE", by_path(MANAGER + "userfiles", self.path("a"))), {})
 
     def test_without_free_space_uploads_fail_and_leave_the_file_before(self):
         self.assertEqual(self.upload(self.path("a"), b"old"), {})
         self.faults("no-space")
         self.assertEqual(self.upload(self.path("a"), b"new"), REFUSED)
-        self.assertEqual(ask("GET", by_path(SYNC + "userfiles", self.path("a")))[1], b"old")
+        self.assertEqual(self.ask("GET", by_path(SYNC + "userfiles", self.path("a")))[1], b"old")
 
     def test_a_write_that_fails_stores_nothing_of_a_batch(self):
-        before = ask_json("GET", WORKFLOW + "list")
+        before = self.ask_json("GET", WORKFLOW + "list")
         self.faults("write-fails=10")
         batch = {"cdm": [{"workOrderId": f"new-{number}"} for number in range(5)]}
-        self.assertEqual(ask_json("POST", WORKFLOW + "workorders", batch),
+        self.assertEqual(self.ask_json("POST", WORKFLOW + "workorders", batch),
                          error("Error in request handler"))
-        self.assertEqual(ask_json("GET", WORKFLOW + "list"), before)
+        self.assertEqual(self.ask_json("GET", WORKFLOW + "list"), before)
         self.faults()
-        self.assertEqual(ask_json("POST", WORKFLOW + "workorders", batch), {})
+        self.assertEqual(self.ask_json("POST", WORKFLOW + "workorders", batch), {})
 
     def test_a_write_that_fails_keeps_the_technician_of_before(self):
-        self.assertEqual(ask_json("POST", "/api/v1/techinfo", {"techId": "before"}), {})
+        self.assertEqual(self.ask_json("POST", "/api/v1/techinfo", {"techId": "before"}), {})
         self.faults("write-fails=0")
-        ask_json("POST", "/api/v1/techinfo", {"techId": "after"})
+        self.ask_json("POST", "/api/v1/techinfo", {"techId": "after"})
         with open(os.path.join(self.device.data, "state", "technician.json"), encoding="utf-8") as file:
             self.assertIn("before", file.read())
 
     def test_a_first_piece_that_cannot_be_read_is_an_error(self):
         self.assertEqual(self.upload(self.path("a"), b"x" * 100), {})
         self.faults("read-fails=99")
-        self.assertEqual(ask_json("GET", by_path(MANAGER + "userfiles", self.path("a"))),
+        self.assertEqual(self.ask_json("GET", by_path(MANAGER + "userfiles", self.path("a"))),
                          error("File read failure"))
 
     def test_a_later_piece_that_cannot_be_read_ends_the_file_there(self):
         self.assertEqual(self.upload(self.path("a"), b"x" * 12_000_000), {})
         self.faults("read-fails=11000000")
-        content = ask("GET", by_path(MANAGER + "userfiles", self.path("a")))[1]
+        content = self.ask("GET", by_path(MANAGER + "userfiles", self.path("a")))[1]
         self.assertEqual(len(content), 10_000_000)
 
     def test_a_whole_file_that_cannot_be_read_to_its_end_is_not_found(self):
         self.assertEqual(self.upload(self.path("a"), b"x" * 100), {})
         route = by_path(SYNC + "userfiles", self.path("a"))
         self.faults("read-fails=99")
-        self.assertEqual(ask_json("GET", route), error("File not found"))
+        self.assertEqual(self.ask_json("GET", route), error("File not found"))
         self.faults("read-fails=100")
-        self.assertEqual(ask("GET", route)[1], b"x" * 100)
+        self.assertEqual(self.ask("GET", route)[1], b"x" * 100)
         self.faults("read-fails=0")
-        self.assertEqual(ask_json("PUT", route), {})
+        self.assertEqual(self.ask_json("PUT", route), {})
 
     def test_a_delete_is_refused_and_the_file_stays(self):
         self.assertEqual(self.upload(self.path("a")), {})
         self.faults("delete-refused")
-        self.assertEqual(ask_json("DELETE", by_path(MANAGER + "userfiles", self.path("a"))),
+        self.assertEqual(self.ask_json("DELETE", by_path(MANAGER + "userfiles", self.path("a"))),
                          error("Invalid URI"))
         self.assertTrue(os.path.exists(self.path("a")))
 
     def test_the_work_order_store_fails(self):
         self.faults("store-fails")
-        self.assertEqual(ask_json("POST", WORKFLOW + "workorders", {"cdm": [{"workOrderId": "x"}]}),
+        self.assertEqual(self.ask_json("POST", WORKFLOW + "workorders", {"cdm": [{"workOrderId": "x"}]}),
                          error("Error in request handler"))
-        self.assertEqual(ask_json("GET", WORKFLOW + "workorder/x"), error("Job not found"))
+        self.assertEqual(self.ask_json("GET", WORKFLOW + "workorder/x"), error("Job not found"))
 
 
 class CommandLine(BadDay):
@@ -147,16 +147,32 @@ class CommandLine(BadDay):
 
     def test_faults_of_the_command_line_are_in_force_from_the_start(self):
         self.assertEqual(self.upload(self.path("a")), REFUSED)
-        path = ask_json("GET", MANAGER + "userfiles")["files"][0]["path"]
-        self.assertEqual(ask_json("DELETE", by_path(MANAGER + "userfiles", path)),
+        path = self.ask_json("GET", MANAGER + "userfiles")["files"][0]["path"]
+        self.assertEqual(self.ask_json("DELETE", by_path(MANAGER + "userfiles", path)),
                          error("Invalid URI"))
+
+
+class FaultFile(BadDay):
+    def test_an_upload_cannot_set_faults(self):
+        """There used to be a file for that where an upload reached it."""
+        faults = self.device.files + "/../../state/faults"
+        self.upload(faults, b"slow-call=5000\nstore-fails\n")
+        before = time.monotonic()
+        self.assertEqual(self.ask_json("POST", WORKFLOW + "workorders",
+                                       {"cdm": [{"workOrderId": "x"}]}), {})
+        self.assertLess(time.monotonic() - before, 5)
+
+    def test_a_fault_with_a_count_bites_so_often(self):
+        self.device.set_faults("no-space*2")
+        answers = [self.upload(self.path("a")) for _ in range(3)]
+        self.assertEqual(answers, [REFUSED, REFUSED, {}])
 
 
 class WrongFault(SimulatorTest):
     starts = False
 
     def test_a_wrong_fault_is_refused_with_status_2_and_a_line_that_names_it(self):
-        for fault in ("meteorite", "slow-call", "no-space=1"):
+        for fault in ("meteorite", "slow-call", "no-space=1", "slow-call=4000000000"):
             result = subprocess.run([PROGRAM, "--data", self.folder, "--fault", fault], check=False,
                                     capture_output=True, text=True, timeout=60)
             self.assertEqual(result.returncode, 2)

@@ -10,7 +10,8 @@ import json
 import os
 import unittest
 
-from simulator import BOUNDARY, SimulatorTest, ask, error, upload_body
+from simulator import BOUNDARY, error, upload_body
+from simulatortest import SimulatorTest
 
 UPLOAD = "/api/filemgr/v2/userfiles"
 REFUSED = error("Upload failed")
@@ -35,7 +36,7 @@ class Containment(SimulatorTest):
         return os.path.join(self.device.files, name)
 
     def upload(self, target, content=b"abc"):
-        return json.loads(ask("POST", UPLOAD, upload_body(target, content))[1])
+        return json.loads(self.ask("POST", UPLOAD, upload_body(target, content))[1])
 
     def check(self, target, written):
         answer = self.upload(target, b"hostile")

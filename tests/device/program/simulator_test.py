@@ -10,7 +10,8 @@ import time
 import unittest
 import unittest.mock
 
-from simulator import (PROGRAM, SimulatorTest, ask, ask_json, by_path, error, sha256, upload_body)
+from simulator import by_path, error, sha256, upload_body
+from simulatortest import PROGRAM, SimulatorTest
 
 SYNC = "/api/syncfiles/v1/"
 MANAGER = "/api/filemgr/v2/"
@@ -28,7 +29,7 @@ class Program(SimulatorTest):
     def test_says_when_it_answers(self):
         self.start()
         self.assertEqual(self.device.ready_line, "listening on http://127.0.0.1:8081\n")
-        self.assertEqual(ask("GET", "/info")[0], 200)
+        self.assertEqual(self.ask("GET", "/info")[0], 200)
 
     def test_ends_with_status_0_when_told_to(self):
         self.start()
@@ -56,8 +57,8 @@ class Program(SimulatorTest):
             result = run("--data", data, "--fault", "write-fails=" + room)
             self.assertEqual((result.returncode, result.stderr.count("\n")), (1, 1), result.stderr)
         self.start()
-        orders = ask_json("GET", WORKFLOW + "list")["workOrderIds"]
-        files = ask_json("GET", MANAGER + "userfiles")["files"]
+        orders = self.ask_json("GET", WORKFLOW + "list")["workOrderIds"]
+        files = self.ask_json("GET", MANAGER + "userfiles")["files"]
         self.assertEqual((len(orders), len(files)), (12, 4))
         self.assertEqual(self.device.stop(), (0, "", ""))
         for _, _, names in os.walk(data):
@@ -104,7 +105,7 @@ class Program(SimulatorTest):
     def test_works_without_a_locale(self):
         with unittest.mock.patch.dict(os.environ, {"LANG": "C", "LC_ALL": "C"}):
             self.start()
-        names = [file["path"] for file in ask_json("GET", MANAGER + "userfiles")["files"]]
+        names = [file["path"] for file in self.ask_json("GET", MANAGER + "userfiles")["files"]]
         self.assertTrue(any("ü" in name and " " in name for name in names), names)
 
     def test_verbose_shows_the_debug_lines(self):
@@ -116,11 +117,11 @@ class DeviceInformation(SimulatorTest):
     def test_shows_the_asset_of_its_file(self):
         with open(os.path.join(self.device.data, "asset.json"), encoding="utf-8") as file:
             asset = json.load(file)
-        shown = ask_json("GET", "/info")["assetInfo"]
+        shown = self.ask_json("GET", "/info")["assetInfo"]
         self.assertEqual({key: shown[key] for key in asset}, asset)
 
     def test_technician_survives_a_restart(self):
-        self.assertEqual(ask("POST", "/api/v1/techinfo", '{"techId":"A_1"}'), (200, b"{\n}\n"))
+        self.assertEqual(self.ask("POST", "/api/v1/techinfo", '{"techId":"A_1"}'), (200, b"{\n}\n"))
         self.restart()
         with open(os.path.join(self.device.data, "state", "technician.json"),
                   encoding="utf-8") as file:
@@ -129,10 +130,10 @@ class DeviceInformation(SimulatorTest):
 
 class WorkOrders(SimulatorTest):
     def ids(self):
-        return ask_json("GET", WORKFLOW + "list")["workOrderIds"]
+        return self.ask_json("GET", WORKFLOW + "list")["workOrderIds"]
 
     def put(self, *documents):
-        return ask_json("POST", WORKFLOW + "workorders", {"cdm": documents})
+        return self.ask_json("POST", WORKFLOW + "workorders", {"cdm": documents})
 
     def test_posted_batch_is_listed_and_back_after_a_restart(self):
         before = self.ids()
@@ -144,14 +145,14 @@ class WorkOrders(SimulatorTest):
         self.assertEqual(self.ids(), after)
 
     def test_order_of_the_list_and_of_its_times_is_the_same(self):
-        listing = ask_json("GET", WORKFLOW + "list")
+        listing = self.ask_json("GET", WORKFLOW + "list")
         self.assertEqual([entry["workOrderId"] for entry in listing["workOrderInfo"]],
                          listing["workOrderIds"])
 
     def test_document_of_the_same_id_is_replaced(self):
         self.put({"workOrderId": "one", "value": 1})
         self.put({"workOrderId": "one", "value": 2})
-        self.assertEqual(ask_json("GET", WORKFLOW + "workorder/one")["cdm"]["value"], 2)
+        self.assertEqual(self.ask_json("GET", WORKFLOW + "workorder/one")["cdm"]["value"], 2)
         self.assertEqual(self.ids().count("one"), 1)
 
     def test_one_bad_element_stores_nothing(self):
@@ -167,7 +168,7 @@ class WorkOrders(SimulatorTest):
         for identifier in ("a" * 200, "é" * 100, "..", ".", "%41", "a b", "测试", "~!@$&'()*+,;=:"):
             self.assertEqual(self.put({"workOrderId": identifier}), {}, identifier)
             if identifier not in (".", ".."):  # the HTTP server cleans these out of the path
-                found = ask_json("GET", by_path(WORKFLOW + "workorder/", identifier))
+                found = self.ask_json("GET", by_path(WORKFLOW + "workorder/", identifier))
                 self.assertEqual(found["cdm"]["workOrderId"], identifier)
             self.assertIn(identifier, self.ids())
 
@@ -175,23 +176,23 @@ class WorkOrders(SimulatorTest):
         document = {"workOrderId": "image",
                     "tests": [{"results": {"data": {"imageData": "QUJD", "value": 1}}}]}
         self.put(document)
-        sent = ask_json("GET", WORKFLOW + "workorder/image")
+        sent = self.ask_json("GET", WORKFLOW + "workorder/image")
         self.assertEqual(sent["cdmVersion"], "2.1")
         self.assertEqual(sent["cdm"]["tests"], [{"results": {"data": {"value": 1}}}])
 
     def test_active_work_order_is_back_after_a_restart(self):
         wanted = {"activeWorkOrderId": self.ids()[3]}
-        self.assertEqual(ask_json("PUT", WORKFLOW + "active", wanted), wanted)
+        self.assertEqual(self.ask_json("PUT", WORKFLOW + "active", wanted), wanted)
         self.restart()
-        self.assertEqual(ask_json("GET", WORKFLOW + "active"), wanted)
+        self.assertEqual(self.ask_json("GET", WORKFLOW + "active"), wanted)
 
     def test_none_is_active_once_its_work_order_is_gone(self):
         wanted = self.ids()[0]
-        ask_json("PUT", WORKFLOW + "active", {"activeWorkOrderId": wanted})
+        self.ask_json("PUT", WORKFLOW + "active", {"activeWorkOrderId": wanted})
         self.device.stop()
         os.remove(os.path.join(self.device.data, "workorders", wanted + ".json"))
         self.start()
-        self.assertEqual(ask_json("GET", WORKFLOW + "active"), {"activeWorkOrderId": ""})
+        self.assertEqual(self.ask_json("GET", WORKFLOW + "active"), {"activeWorkOrderId": ""})
 
     def test_file_that_is_no_work_order_is_reported_and_left_alone(self):
         self.device.stop()
@@ -221,9 +222,9 @@ class ViewHooks(SimulatorTest):
     arguments = ("--mode", "2")
 
     def test_change_of_the_active_work_order_prints_each_hook_once(self):
-        wanted = {"activeWorkOrderId": ask_json("GET", WORKFLOW + "list")["workOrderIds"][0]}
-        ask_json("PUT", WORKFLOW + "active", wanted)
-        ask_json("PUT", WORKFLOW + "active", wanted)
+        wanted = {"activeWorkOrderId": self.ask_json("GET", WORKFLOW + "list")["workOrderIds"][0]}
+        self.ask_json("PUT", WORKFLOW + "active", wanted)
+        self.ask_json("PUT", WORKFLOW + "active", wanted)
         lines = self.device.stop()[1].splitlines()
         self.assertEqual(len(lines), 3, lines)
         for line, word in zip(lines, ("view", "panel", "40")):
@@ -232,10 +233,10 @@ class ViewHooks(SimulatorTest):
 
 class Templates(SimulatorTest):
     def test_both_directories_are_read(self):
-        templates = ask_json("GET", WORKFLOW + "templates")["templates"]
+        templates = self.ask_json("GET", WORKFLOW + "templates")["templates"]
         self.device.stop()
         self.start("--storage-unavailable")
-        fewer = ask_json("GET", WORKFLOW + "templates")["templates"]
+        fewer = self.ask_json("GET", WORKFLOW + "templates")["templates"]
         self.assertTrue(fewer)
         self.assertEqual(templates[:len(fewer)], fewer)
         self.assertGreater(len(templates), len(fewer))
@@ -246,19 +247,19 @@ class UserFiles(SimulatorTest):
         return os.path.join(self.device.files, name)
 
     def upload(self, name, content, route=MANAGER + "userfiles"):
-        return ask("POST", route, upload_body(self.path(name), content))
+        return self.ask("POST", route, upload_body(self.path(name), content))
 
     def listed(self):
-        return [file["path"] for file in ask_json("GET", MANAGER + "userfiles")["files"]]
+        return [file["path"] for file in self.ask_json("GET", MANAGER + "userfiles")["files"]]
 
     def pending(self, kind="pendingfiles/all"):
-        return [file["path"] for file in ask_json("GET", SYNC + kind)]
+        return [file["path"] for file in self.ask_json("GET", SYNC + kind)]
 
     def metadata(self, name):
-        return ask_json("GET", by_path(MANAGER + "metadata", self.path(name)))
+        return self.ask_json("GET", by_path(MANAGER + "metadata", self.path(name)))
 
     def download(self, name, prefix=MANAGER + "userfiles"):
-        return ask("GET", by_path(prefix, self.path(name)))[1]
+        return self.ask("GET", by_path(prefix, self.path(name)))[1]
 
     def test_every_size_goes_in_and_out_unchanged(self):
         for size in (1, 4_999_999, 5_000_000, 5_000_001, 12_000_000, 200_000_000):
@@ -290,7 +291,7 @@ class UserFiles(SimulatorTest):
             self.assertEqual(self.download(name), name.encode())
             self.assertEqual(self.download(name, SYNC + "userfiles"), name.encode())
             self.assertEqual(self.metadata(name)["path"], self.path(name))
-            self.assertEqual(ask_json("DELETE", by_path(MANAGER + "userfiles", self.path(name))), {})
+            self.assertEqual(self.ask_json("DELETE", by_path(MANAGER + "userfiles", self.path(name))), {})
             self.assertNotIn(self.path(name), self.listed())
 
     def test_listing_is_sorted_and_holds_sub_folders(self):
@@ -303,7 +304,7 @@ class UserFiles(SimulatorTest):
         self.upload("file", b"one")
         self.assertIn(self.path("file"), self.pending())
         route = by_path(SYNC + "userfiles", self.path("file"))
-        self.assertEqual(ask_json("PUT", route), {})
+        self.assertEqual(self.ask_json("PUT", route), {})
         self.assertNotIn(self.path("file"), self.pending())
         self.restart()
         self.assertNotIn(self.path("file"), self.pending())
@@ -326,21 +327,21 @@ class UserFiles(SimulatorTest):
                 ("GET", MANAGER + "metadata", "Invalid URI"),
                 ("GET", MANAGER + "userfiles", "File read failure"),
                 ("DELETE", MANAGER + "userfiles", "Invalid URI")):
-            self.assertEqual(ask_json(method, by_path(route, self.path("none"))), error(message))
+            self.assertEqual(self.ask_json(method, by_path(route, self.path("none"))), error(message))
 
     def test_folder_is_not_deleted(self):
         route = by_path(MANAGER + "userfiles", self.path("traces"))
-        self.assertEqual(ask_json("DELETE", route), error("Invalid URI"))
+        self.assertEqual(self.ask_json("DELETE", route), error("Invalid URI"))
         self.assertTrue(os.path.isdir(self.path("traces")))
 
     def test_upload_of_more_than_fits_is_refused(self):
         body = upload_body(self.path("file"), b"x").replace(b'"fileSize": 1', b'"fileSize": 2147483647')
         free = os.statvfs(self.device.data)
         if free.f_bavail * free.f_frsize - 16 * 1024 * 1024 < 2147483647:
-            self.assertEqual(json.loads(ask("POST", MANAGER + "userfiles", body)[1]),
+            self.assertEqual(json.loads(self.ask("POST", MANAGER + "userfiles", body)[1]),
                              error("Upload failed"))
         else:
-            self.assertEqual(ask("POST", MANAGER + "userfiles", body), (200, b"{\n}\n"))
+            self.assertEqual(self.ask("POST", MANAGER + "userfiles", body), (200, b"{\n}\n"))
 
 
 class Escapes(SimulatorTest):
@@ -400,20 +401,20 @@ class Escapes(SimulatorTest):
         before = self.snapshot()
         for route in self.routes():
             for method in ("GET", "PUT", "DELETE"):
-                body = ask(method, route)[1]
+                body = self.ask(method, route)[1]
                 self.assertNotIn(b"secret", body, (method, route))
                 self.assertNotIn(b"serialNumber", body, (method, route))
                 self.assertNotIn(b"sha256", body, (method, route))
         self.assertEqual(self.snapshot(), before)
 
     def test_nothing_outside_is_listed(self):
-        listing = ask("GET", MANAGER + "userfiles")[1] + ask("GET", SYNC + "pendingfiles/all")[1]
+        listing = self.ask("GET", MANAGER + "userfiles")[1] + self.ask("GET", SYNC + "pendingfiles/all")[1]
         for name in (b"secret", b"link", b"loop", b"fifo", b"socket"):
             self.assertNotIn(name, listing)
 
     def test_path_whose_dots_stay_inside_is_served(self):
         path = self.device.files + "/traces/../readme.txt"
-        self.assertNotIn(b"errorMessage", ask("GET", SYNC + "userfiles" + path)[1])
+        self.assertNotIn(b"errorMessage", self.ask("GET", SYNC + "userfiles" + path)[1])
 
 
 if __name__ == "__main__":

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 namespace {
@@ -80,13 +81,40 @@ TEST(DeviceOptionsTest, ABadValueIsNamed)
     ExpectRefusal({"--data", "d", "--verbose=yes"}, "verbose");
 }
 
+TEST(DeviceOptionsTest, TheFaultFileBecomesAbsoluteAndClean)
+{
+    EXPECT_EQ(Parse({"--data", "d", "--fault-file", "a//faults"}).faultFile,
+              QDir::currentPath() + "/a/faults");
+    EXPECT_EQ(Parse({"--data", "d"}).faultFile, QString());
+}
+
+TEST(DeviceOptionsTest, AFaultFileThatUploadsReachIsRefused)
+{
+    ExpectRefusal({"--data", "/srv/device", "--fault-file", "/srv/device/state/faults"},
+                  "/srv/device/state/faults");
+    ExpectRefusal({"--data", "/srv/device", "--fault-file", "/srv/other/../device/f"},
+                  "/srv/device/f");
+    EXPECT_EQ(Parse({"--data", "/srv/device", "--fault-file", "/srv/device2/f"}).action,
+              Action::Serve);
+}
+
+TEST(DeviceOptionsTest, AFaultFileThatUploadsReachThroughALinkIsRefused)
+{
+    QTemporaryDir folder;
+    ASSERT_TRUE(QDir(folder.path()).mkdir("device"));
+    ASSERT_TRUE(QFile::link(folder.filePath("device"), folder.filePath("link")));
+    ExpectRefusal(
+        {"--data", folder.filePath("device"), "--fault-file", folder.filePath("link/faults")},
+        "link/faults");
+}
+
 TEST(DeviceOptionsTest, HelpNamesEveryOption)
 {
     for (const char *argument : {"--help", "-h"}) {
         const DeviceOptions options = Parse({argument});
         EXPECT_EQ(options.action, Action::Explain);
-        for (const char *name :
-             {"--data", "--mode", "--storage-unavailable", "--verbose", "--help", "--version"}) {
+        for (const char *name : {"--data", "--mode", "--storage-unavailable", "--fault-file",
+                                 "--verbose", "--help", "--version"}) {
             EXPECT_TRUE(options.message.contains(name)) << name;
         }
     }

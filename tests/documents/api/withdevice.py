@@ -11,32 +11,16 @@ status is the command's.
 import os
 import subprocess
 import sys
-import tempfile
 from pathlib import Path
 
-
-def await_readiness(simulator):
-    for line in simulator.stdout:
-        print(line, end="", flush=True)
-        if line.startswith("listening on "):
-            return
-    sys.exit("the simulator ended before it served")
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "support"))
+from simulator import Simulator  # noqa: E402
 
 
-def run(simulator_path, command):
-    with tempfile.TemporaryDirectory(prefix="parlowen-") as folder:
-        data = Path(folder).resolve() / "data"
-        with open(Path(folder) / "device.log", "w", encoding="utf-8") as log:
-            simulator = subprocess.Popen([simulator_path, "--data", str(data)], cwd=folder,
-                                         stdout=subprocess.PIPE, stderr=log, text=True)
-            try:
-                await_readiness(simulator)
-                environment = dict(os.environ, USER_FILES=str(data / "storage" / "userfiles"),
-                                   FAULTS=str(data / "state" / "faults"))
-                return subprocess.run(command, env=environment, check=False).returncode
-            finally:
-                simulator.terminate()
-                simulator.communicate(timeout=30)
+def run(program, command):
+    with Simulator(program) as device:
+        environment = dict(os.environ, USER_FILES=device.files, FAULTS=device.fault_file)
+        return subprocess.run(command, env=environment, check=False).returncode
 
 
 if __name__ == "__main__":
