@@ -5,9 +5,9 @@
  * How the multipart parser looks through a piece of a body: where the next CR is, and how far two
  * texts agree. Private to the library.
  *
- * There are two implementations of the same contract, `PlainScan` for any processor and, where the
- * compiler offers SSE2, `VectorScan`, which uses AVX2 where the processor has it. `Scan` is the one
- * that is used. Nothing outside of the piece is ever read.
+ * There are two implementations of the same contract: `PlainScan` for any processor and
+ * `VectorScan` for those with AVX2. The piece's bytes are the caller's and outlive a scan. Nothing
+ * outside of the piece is ever read.
  */
 
 #include <algorithm>
@@ -15,7 +15,9 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SSE2__)
+// MULTIPART_PLAIN_SCAN may be defined to have the plain scan on every processor.
+#if defined(__SSE2__) && !defined(MULTIPART_PLAIN_SCAN)
+#define MULTIPART_HAS_VECTOR_SCAN
 #include <immintrin.h>
 #endif
 
@@ -59,7 +61,9 @@ private:
     size_t size;
 };
 
-#if defined(__SSE2__)
+#if defined(MULTIPART_HAS_VECTOR_SCAN)
+
+#define MULTIPART_AVX2 __attribute__((always_inline, target("avx2,bmi,popcnt")))
 
 /**
  * Searches with vector instructions, a window at a time: first the positions of all its CRs are
@@ -69,33 +73,31 @@ private:
 class VectorScan
 {
 public:
-    /** Lists the positions of the CRs from `begin` up to `end`. Returns how many there are. */
-    using Lister = size_t (*)(const char *piece, size_t begin, size_t end, uint32_t *list);
-
-    VectorScan(const char *bytes, size_t count, Lister lister = BestLister())
+    VectorScan(const char *bytes, size_t count)
         : piece(bytes)
         , size(count)
-        , listCrs(lister)
-        , windowEnd(0)
-        , next(list)
+        , listedEnd(0)
+        , nextPosition(positions)
     {
-        list[0] = endOfList;
+        positions[0] = endOfList;
     }
+    VectorScan(const VectorScan &) = delete; // it points into itself
+    VectorScan &operator=(const VectorScan &) = delete;
 
     /** As `PlainScan::FindCr`. */
     size_t FindCr(size_t from)
     {
         for (;;) {
-            const size_t position = *next;
-            if (position < windowEnd) {
-                ++next;
+            const size_t position = *nextPosition;
+            if (position < listedEnd) {
+                ++nextPosition;
                 if (position >= from) {
                     return position;
                 }
-            } else if (windowEnd == size) {
+            } else if (listedEnd == size) {
                 return size;
             } else {
-                TakeWindow(std::max(windowEnd, from));
+                ListWindow(std::max(listedEnd, from));
             }
         }
     }
@@ -118,29 +120,11 @@ public:
         return equal != allEqual ? std::min(done + FirstBit(~equal), count) : count;
     }
 
-    /** The lister for every processor that has SSE2. */
-    static size_t ListWithSse2(const char *piece, size_t begin, size_t end, uint32_t *list)
+    /** Whether this processor has what the class needs. */
+    static bool IsSupported()
     {
-        return List<Sse2>(piece, begin, end, list);
-    }
-
-    /** The lister for processors that have AVX2. */
-    __attribute__((target("avx2,bmi,popcnt"))) static size_t
-    ListWithAvx2(const char *piece, size_t begin, size_t end, uint32_t *list)
-    {
-        return List<Avx2>(piece, begin, end, list);
-    }
-
-    /** The fastest lister that this processor can run. */
-    static Lister BestLister()
-    {
-#if !defined(MULTIPART_SSE2_SCAN)
-        if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
-            __builtin_cpu_supports("popcnt")) {
-            return &ListWithAvx2;
-        }
-#endif
-        return &ListWithSse2;
+        return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+               __builtin_cpu_supports("popcnt");
     }
 
 private:
@@ -155,47 +139,19 @@ private:
     static constexpr uint32_t endOfList = 0xffffffff; // behind every CR, as no piece is so long
 
     // A mask has one bit for each byte of a block, set where it is a CR.
-    struct Sse2
+    MULTIPART_AVX2 static uint64_t CrMask(const char *block)
     {
-        static uint64_t Mask(const char *block)
-        {
-            return Part(block, 0) | Part(block, 1) | Part(block, 2) | Part(block, 3);
-        }
-        static uint64_t Part(const char *block, size_t number)
-        {
-            const __m128i bytes = Load(block + number * vectorSize);
-            return Bits(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(CR))) << (number * vectorSize);
-        }
-        static size_t Count(uint64_t mask) // without an instruction for it
-        {
-            mask -= (mask >> 1) & 0x5555555555555555u;
-            mask = (mask & 0x3333333333333333u) + ((mask >> 2) & 0x3333333333333333u);
-            return (((mask + (mask >> 4)) & 0x0f0f0f0f0f0f0f0fu) * 0x0101010101010101u) >> 56;
-        }
-    };
-
-    struct Avx2
-    {
-        __attribute__((target("avx2,bmi,popcnt"))) static uint64_t Mask(const char *block)
-        {
-            return Part(block) | Part(block + 2 * vectorSize) << (2 * vectorSize);
-        }
-        __attribute__((target("avx2,bmi,popcnt"))) static uint64_t Part(const char *bytes)
-        {
-            const __m256i vector = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes));
-            return static_cast<uint32_t>(
-                _mm256_movemask_epi8(_mm256_cmpeq_epi8(vector, _mm256_set1_epi8(CR))));
-        }
-        __attribute__((target("avx2,bmi,popcnt"))) static size_t Count(uint64_t mask)
-        {
-            return static_cast<size_t>(__builtin_popcountll(mask));
-        }
-    };
-
-    static size_t FirstBit(uint64_t bits)
-    {
-        return static_cast<size_t>(__builtin_ctzll(bits));
+        return CrHalfMask(block) | CrHalfMask(block + stepSize) << stepSize;
     }
+
+    MULTIPART_AVX2 static uint64_t CrHalfMask(const char *bytes)
+    {
+        const __m256i vector = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes));
+        return static_cast<uint32_t>(
+            _mm256_movemask_epi8(_mm256_cmpeq_epi8(vector, _mm256_set1_epi8(CR))));
+    }
+
+    static size_t FirstBit(uint64_t bits) { return static_cast<size_t>(__builtin_ctzll(bits)); }
 
     static uint64_t Bits(__m128i vector)
     {
@@ -221,54 +177,45 @@ private:
     }
 
     // Not inline, so that the registers are left to the parser's loop.
-    __attribute__((noinline)) void TakeWindow(size_t begin)
+    __attribute__((noinline, target("avx2,bmi,popcnt"))) void ListWindow(size_t begin)
     {
-        windowEnd = begin + std::min(size - begin, windowSize);
-        next = list;
-        list[listCrs(piece, begin, windowEnd, list)] = endOfList;
-    }
-
-    template <typename Instructions>
-    __attribute__((always_inline)) static size_t List(const char *piece, size_t begin, size_t end,
-                                                      uint32_t *list)
-    {
-        uint32_t *free = list;
-        for (; end - begin >= blockSize; begin += blockSize) {
+        listedEnd = begin + std::min(size - begin, windowSize);
+        nextPosition = positions;
+        uint32_t *place = positions;
+        for (; listedEnd - begin >= blockSize; begin += blockSize) {
             // From the next window or, in memory that is fed piece by piece, often the next piece.
             // This reads nothing: the processor may fetch it, and ignores what is not there.
             _mm_prefetch(piece + begin + fetchDistance, _MM_HINT_T0);
-            free = Add<Instructions>(free, begin, Instructions::Mask(piece + begin));
+            place = AddBlock(place, begin, CrMask(piece + begin));
         }
-        if (begin < end) {
+        if (begin < listedEnd) {
             char rest[blockSize] = {};
-            std::memcpy(rest, piece + begin, end - begin);
-            free = Add<Instructions>(free, begin, Instructions::Mask(rest));
+            std::memcpy(rest, piece + begin, listedEnd - begin);
+            place = AddBlock(place, begin, CrMask(rest));
         }
-        return static_cast<size_t>(free - list);
+        *place = endOfList;
     }
 
     // Whether a block has one CR is not asked, as the answer is hard to foresee: there is room for
     // it in any case. So it is for the next three, where there are two. The next block overwrites
     // what was not needed.
-    template <typename Instructions>
-    __attribute__((always_inline)) static uint32_t *Add(uint32_t *free, size_t begin, uint64_t mask)
+    MULTIPART_AVX2 static uint32_t *AddBlock(uint32_t *place, size_t begin, uint64_t mask)
     {
-        uint32_t *end = free + Instructions::Count(mask);
-        mask = AddFirst(free, begin, mask);
+        uint32_t *end = place + __builtin_popcountll(mask);
+        mask = AddFirst(place, begin, mask);
         if (mask != 0) {
-            mask = AddFirst(free + 1, begin, mask);
-            mask = AddFirst(free + 2, begin, mask);
-            mask = AddFirst(free + 3, begin, mask);
-            for (free += spareRoom; mask != 0; ++free) {
-                mask = AddFirst(free, begin, mask);
+            mask = AddFirst(place + 1, begin, mask);
+            mask = AddFirst(place + 2, begin, mask);
+            mask = AddFirst(place + 3, begin, mask);
+            for (place += spareRoom; mask != 0; ++place) {
+                mask = AddFirst(place, begin, mask);
             }
         }
         return end;
     }
 
     // Returns the mask without the bit of the position that was added.
-    __attribute__((always_inline)) static uint64_t AddFirst(uint32_t *place, size_t begin,
-                                                            uint64_t mask)
+    MULTIPART_AVX2 static uint64_t AddFirst(uint32_t *place, size_t begin, uint64_t mask)
     {
         *place = static_cast<uint32_t>(begin + FirstBit(mask | lastBit));
         return mask & (mask - 1);
@@ -276,20 +223,13 @@ private:
 
     const char *piece;
     size_t size;
-    Lister listCrs;
-    size_t windowEnd;     // what is before it is listed, or was taken
-    const uint32_t *next; // in the list, to be served next
-    uint32_t list[windowSize + spareRoom];
+    size_t listedEnd;             // what is before it is listed, or was taken
+    const uint32_t *nextPosition; // in the list, to be served next
+    uint32_t positions[windowSize + spareRoom];
 };
 
-#endif
+#undef MULTIPART_AVX2
 
-// MULTIPART_PLAIN_SCAN may be defined to have the plain scan on every processor, and
-// MULTIPART_SSE2_SCAN to have no more than SSE2 used.
-#if defined(__SSE2__) && !defined(MULTIPART_PLAIN_SCAN)
-using Scan = VectorScan;
-#else
-using Scan = PlainScan;
 #endif
 
 } // namespace multipart
