@@ -16,7 +16,9 @@ install(FILES
     restserver/datachunk.h
     restserver/hostmodel.h
     restserver/multipart_parser.h
+    restserver/requestobserver.h
     restserver/restservermodel.h
+    restserver/restserveroptions.h
     restserver/sharedqueue.h
     restserver/timestamp.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/parlowenrestapi)

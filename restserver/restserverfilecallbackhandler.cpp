@@ -117,7 +117,7 @@ void RestServerFileCallbackHandler::NotifyPartEnd()
 
 void RestServerFileCallbackHandler::NotifyPieceEnd()
 {
-    if (file != nullptr && file->isOpen()) {
+    if (file != nullptr && file->IsOpen()) {
         file->WriteOut();
     }
 }
@@ -125,17 +125,24 @@ void RestServerFileCallbackHandler::NotifyPieceEnd()
 // A further part starts the file anew; the object of the part before it is not released.
 void RestServerFileCallbackHandler::OpenFile()
 {
-    file = new UploadFile(targetPath);
-    if (!file->open(QIODevice::ReadWrite | QIODevice::Truncate)) {
+    file = NewFile(targetPath);
+    if (!file->Open()) {
         state = Failed;
     }
 }
+
+IUploadFile *RestServerFileCallbackHandler::NewFile(const QString &path)
+{
+    return new UploadFile(path);
+}
+
+void RestServerFileCallbackHandler::Refused(const QString &) {}
 
 void RestServerFileCallbackHandler::WriteToFile(const char *data, int length)
 {
     if (file == nullptr) {
         Report(illegalState, dataWithoutFileLine);
-    } else if (file->isOpen()) {
+    } else if (file->IsOpen()) {
         file->Append(data, length);
     } else {
         Report(illegalState, dataForClosedFileLine);
@@ -146,8 +153,8 @@ void RestServerFileCallbackHandler::CloseFile()
 {
     if (file == nullptr) {
         Report(illegalState, endWithoutFileLine);
-    } else if (file->isOpen()) {
-        file->close();
+    } else if (file->IsOpen()) {
+        file->Close();
         result = true;
     } else {
         Report(illegalState, endOfClosedFileLine);
@@ -163,6 +170,7 @@ QString RestServerFileCallbackHandler::GetFilename(bool *ok)
     QJsonParseError error;
     const QJsonObject object = QJsonDocument::fromJson(metadata, &error).object();
     if (error.error != QJsonParseError::NoError) {
+        Refused(QStringLiteral("the first part is not JSON: %1").arg(error.errorString()));
         return QString();
     }
     QString path = object.value(QStringLiteral("fileUri")).toString();
@@ -170,10 +178,12 @@ QString RestServerFileCallbackHandler::GetFilename(bool *ok)
     const qint64 size = ToInteger(object.value(QStringLiteral("fileSize")));
     if (!model->StorageModel()->HasFreeSpace(size)) {
         qDebug() << "No space!";
+        Refused(QStringLiteral("there is no room for %1 bytes").arg(size));
         return QString();
     }
     if (!IsUserFilesPath(path, model->StorageModel())) {
         qDebug() << "Incorrect path provided";
+        Refused(QStringLiteral("the path \"%1\" is outside the user files").arg(path));
         return QString();
     }
     *ok = true;

@@ -6,7 +6,7 @@
 
 #include "hostmodel.h"
 
-class UploadFile;
+class IUploadFile;
 
 /**
  * Turns the events of the multipart parser into a file. The first part of an upload is a JSON
@@ -52,6 +52,13 @@ public:
     /** True when a file part was written and closed since `Reset`. */
     bool GetFinalResult();
 
+protected:
+    /** Makes the object behind the target; it is the handler's, which opens it. */
+    virtual IUploadFile *NewFile(const QString &path);
+
+    /** Is told why metadata were refused. */
+    virtual void Refused(const QString &reason);
+
 private:
     enum UploadState
     {
@@ -69,7 +76,7 @@ private:
 
     IApplicationModel *model;
     int state;
-    UploadFile *file; // owned; null until the file part starts
+    IUploadFile *file; // owned; null until the file part starts
     QByteArray metadata;
     QString targetPath;
     bool result;

@@ -1,6 +1,5 @@
 #include "restserverfiledownloadcontext.h"
 
-#include <memory>
 #include <utility>
 
 namespace {
@@ -24,6 +23,15 @@ void RestServerFileDownloadContext::Construct(IApplicationModel *applicationMode
 
 void RestServerFileDownloadContext::Shutdown() {}
 
+std::unique_ptr<DataChunk> RestServerFileDownloadContext::ReadPiece(qint64 position,
+                                                                    bool *lastChunk) const
+{
+    bool ok = false;
+    const QByteArray bytes =
+        model->FileManagerModel()->ReadFileChunk(path, &ok, position, pieceSize, lastChunk);
+    return std::make_unique<DataChunk>(bytes, *lastChunk);
+}
+
 void RestServerFileDownloadContext::SendExtraDownloadContent()
 {
     if (model == nullptr) {
@@ -31,10 +39,7 @@ void RestServerFileDownloadContext::SendExtraDownloadContent()
     }
     bool lastChunk = true;
     for (qint64 position = offset;; position += pieceSize) {
-        bool ok = false;
-        const QByteArray bytes =
-            model->FileManagerModel()->ReadFileChunk(path, &ok, position, pieceSize, &lastChunk);
-        auto chunk = std::make_unique<DataChunk>(bytes, lastChunk);
+        std::unique_ptr<DataChunk> chunk = ReadPiece(position, &lastChunk);
         SharedQueue<DataChunk *> *queue = model->RestServer()->ResponseChunkQueue();
         if (!queue->WaitUntilTaken(chunkHandOverWaitMs)) {
             return;

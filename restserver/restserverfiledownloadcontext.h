@@ -2,6 +2,7 @@
 #define RESTSERVERFILEDOWNLOADCONTEXT_H
 
 #include <QString>
+#include <memory>
 
 #include "hostmodel.h"
 #include "restserverobjects.h"
@@ -26,6 +27,15 @@ public:
 
     /** Queues the pieces up to the last; gives up when one was not taken within 10 s. */
     void SendExtraDownloadContent() override;
+
+    /** Where the first piece that this context sends begins. */
+    int FirstOffset() const { return offset; }
+
+    /**
+     * Reads the piece at `position`. Whether the host could read it is not asked, as everywhere
+     * behind the first piece. `*lastChunk` is true before the first call and kept between calls.
+     */
+    std::unique_ptr<DataChunk> ReadPiece(qint64 position, bool *lastChunk) const;
 
     void Construct(IApplicationModel *model) override;
     void Shutdown() override;

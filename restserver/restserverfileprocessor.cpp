@@ -43,6 +43,12 @@ void RestServerFileProcessor::Construct(IApplicationModel *model)
 
 void RestServerFileProcessor::Shutdown() {}
 
+void RestServerFileProcessor::Rewire(IApplicationModel *model)
+{
+    applicationModel = model;
+    callbackHandler->Construct(model);
+}
+
 bool RestServerFileProcessor::CheckFilePath(QString path)
 {
     return IsUserFilesPath(path, applicationModel->StorageModel());

@@ -26,6 +26,9 @@ public:
     void Construct(IApplicationModel *model) override;
     void Shutdown() override;
 
+    /** Goes on with another model, as between two runs of the server. After `Construct`. */
+    void Rewire(IApplicationModel *model);
+
     /** Whether a download of `path` is allowed; see `IsUserFilesPath`. */
     bool CheckFilePath(QString path);
 
@@ -39,7 +42,7 @@ public:
      * also when chunks behind it were missing; false without a look at the body when the chunk is
      * null (reported) or the guarded storage cannot be entered.
      */
-    bool ProcessFileUploadRequest(DataChunk *firstChunk);
+    virtual bool ProcessFileUploadRequest(DataChunk *firstChunk);
 
     /**
      * Reads the first piece of a file. On success `*chunk` is the caller's new chunk and `*context`
@@ -56,6 +59,10 @@ public:
     static int MultipartNotifyPartStart(multipart_parser *parser);
     static int MultipartNotifyPartEnd(multipart_parser *parser);
     static int MultipartNotifyCallback(multipart_parser *parser);
+
+protected:
+    /** Keeps the host's model and nothing else, for a processor that brings its own uploads. */
+    void KeepModel(IApplicationModel *model) { applicationModel = model; }
 
 private:
     static multipart_callbacks Callbacks();

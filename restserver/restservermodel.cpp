@@ -1,192 +1,59 @@
 #include "restservermodel.h"
 
 #include <QDebug>
-#include <QMutex>
 #include <QTimer>
-#include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstdlib>
-#include <malloc.h>
+#include <map>
 #include <memory>
-#include <sys/mman.h>
-#include <unistd.h>
 
-#include "restserverobjects.h"
+#include "classicobservation.h"
+#include "classicserving.h"
+#include "promptserving.h"
 #include "restserverrequestprocessor.h"
 
 namespace {
 
-constexpr int tickIntervalMs = 10;
 constexpr int httpMutexWaitMs = 10000;
-constexpr long long chunkHandOverWaitMs = 10000;
 constexpr long long responseWaitMs = 10000;
-constexpr int readSize = 5000000;
 
-// The route handlers have no model pointer, so what couples the threads is reached through these.
-// The constructor sets them, before any HTTP thread exists; a second server would take them over.
-SharedQueue<RestServerRequestObject *> *requestQueue = nullptr;
-SharedQueue<RestServerResponseObject *> *responseQueue = nullptr;
-QMutex *httpMutex = nullptr; // held from before a body is read until its reply is written
-SharedQueue<DataChunk *> *requestChunkQueueSingleton = nullptr;
-SharedQueue<DataChunk *> *responseChunkQueueSingleton = nullptr;
-
-// Address space that read buffers leave to everything else in the process.
-constexpr size_t roomForOthers = size_t(256) * 1024 * 1024;
-
-// For bodies that are read when that room is all that is left. Guarded by httpMutex.
-char reserveBuffer[readSize];
-
-template <typename T>
-void DropAll(SharedQueue<T *> *queue)
+/** What a model has besides its fields, whose layout programs in the field were built with. */
+struct Extension
 {
-    while (queue->size() >= 1) {
-        queue->pop_front();
-    }
+    RestServerOptions options;
+    std::unique_ptr<IServing> serving; // of the run that is, or of the last one
+    QVector<int> ports;                // while running
+};
+
+// By model, on its thread. Not destroyed at the end of the process: a server may still run then.
+std::map<const RestServerModel *, Extension> &Extensions()
+{
+    static auto &extensions = *new std::map<const RestServerModel *, Extension>();
+    return extensions;
 }
 
-// For the pages that lie wholly in a read buffer. What malloc adds behind it up to the end of its
-// last page is the buffer's own.
-void AdviseOnPages(char *buffer, int advice)
+std::unique_ptr<IServing> MakeServing(const RestServerOptions &options, IApplicationModel *host,
+                                      RestServerRequestProcessor *processor, QTimer *timer)
 {
-    static const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const auto begin = reinterpret_cast<std::uintptr_t>(buffer);
-    const auto end = begin + (buffer == reserveBuffer ? readSize : malloc_usable_size(buffer));
-    const auto firstPage = (begin + pageSize - 1) / pageSize * pageSize;
-    const auto lastPage = end / pageSize * pageSize;
-    if (firstPage < lastPage) {
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): page arithmetic
-        madvise(reinterpret_cast<void *>(firstPage), lastPage - firstPage, advice);
+    if (options.serving == RestServerOptions::Serving::Prompt) {
+        return std::make_unique<PromptServing>(host, options);
     }
+    if (options.observer != nullptr || options.prepareWorker) {
+        return std::make_unique<ObservedClassicServing>(host, processor, timer, options);
+    }
+    return std::make_unique<ClassicServing>(timer, options);
 }
 
-// Read buffers stay, and use up the address space of a 32-bit process within some 800 reads. The
-// chunk that is made of a body, and the application, must be able to allocate after that.
-bool IsRoomLeft()
+QVector<ProcessSocket> SocketsThatCame(const QVector<ProcessSocket> &before)
 {
-    constexpr size_t size = roomForOthers + readSize;
-    void *room = mmap(nullptr, size, PROT_READ | PROT_WRITE,
-                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (room == MAP_FAILED) {
-        return false;
-    }
-    munmap(room, size);
-    return true;
-}
-
-char *AllocateReadBuffer()
-{
-    char *buffer = IsRoomLeft() ? static_cast<char *>(std::malloc(readSize)) : nullptr;
-    return buffer != nullptr ? buffer : reserveBuffer;
-}
-
-// For a piece that is likely to be full: to have all pages at once takes the kernel half the time
-// of a fault for each.
-char *AllocateReadBufferWithPages()
-{
-    char *buffer = AllocateReadBuffer();
-#ifdef MADV_POPULATE_WRITE
-    AdviseOnPages(buffer, MADV_POPULATE_WRITE);
-#endif
-    return buffer;
-}
-
-// A broken connection (a negative count) ends the body. What is read is copied into `bytes`, whose
-// memory is used again when nobody shares it. The read buffer stays allocated, but its pages go
-// back to the kernel: it uses up address space, and one page that the allocator writes to.
-DataChunk *ReadChunk(mg_connection *conn, char *buffer, QByteArray *bytes)
-{
-    const int count = mg_read(conn, buffer, readSize);
-    bytes->resize(qMax(count, 0));
-    std::copy_n(buffer, bytes->size(), bytes->data());
-    AdviseOnPages(buffer, MADV_DONTNEED);
-    return new DataChunk(*bytes, count < readSize); // NOLINT(clang-analyzer-unix.Malloc): stays
-}
-
-RestServerRequestMethod ParseMethod(const char *text)
-{
-    const QString method = QString::fromLatin1(text);
-    if (method == QLatin1String("POST")) {
-        return RestServerRequestMethod::Post;
-    }
-    if (method == QLatin1String("GET")) {
-        return RestServerRequestMethod::Get;
-    }
-    if (method == QLatin1String("PUT")) {
-        return RestServerRequestMethod::Put;
-    }
-    if (method == QLatin1String("PATCH")) {
-        return RestServerRequestMethod::Patch;
-    }
-    if (method == QLatin1String("DELETE")) {
-        return RestServerRequestMethod::Delete;
-    }
-    return RestServerRequestMethod::Unknown;
-}
-
-// While one chunk is read the one before it may wait in the queue and the one before that be
-// parsed: the memory of the third one back is free, and the kernel need not prepare any anew.
-void StreamRestOfBody(mg_connection *conn)
-{
-    std::array<QByteArray, 3> places;
-    bool lastChunk = false;
-    for (size_t turn = 0; !lastChunk; turn = (turn + 1) % places.size()) {
-        std::unique_ptr<DataChunk> chunk(
-            ReadChunk(conn, AllocateReadBufferWithPages(), &places[turn]));
-        lastChunk = chunk->LastChunk();
-        if (!requestChunkQueueSingleton->WaitUntilTaken(chunkHandOverWaitMs)) {
-            return;
+    QVector<ProcessSocket> came;
+    for (const ProcessSocket &socket : ListeningSockets()) {
+        const bool known = std::any_of(before.cbegin(), before.cend(), [&](const auto &other) {
+            return other.identity == socket.identity;
+        });
+        if (!known) {
+            came.append(socket);
         }
-        requestChunkQueueSingleton->push_back(chunk.release());
     }
-}
-
-void HandOverRequest(mg_connection *conn, RestServerRequestUri uri)
-{
-    const mg_request_info *information = mg_get_request_info(conn);
-    const RestServerRequestMethod method = ParseMethod(information->request_method);
-    QByteArray bytes;
-    DataChunk *firstChunk = ReadChunk(conn, AllocateReadBuffer(), &bytes);
-    const bool wholeBody = firstChunk->LastChunk();
-    requestQueue->push_back(
-        new RestServerRequestObject(uri, method, firstChunk, information->request_uri));
-    if (!wholeBody) {
-        StreamRestOfBody(conn);
-    }
-}
-
-void SendChunk(mg_connection *conn, const DataChunk &chunk)
-{
-    mg_send_chunk(conn, chunk.Data().constData(), static_cast<unsigned int>(chunk.Data().size()));
-}
-
-// Waits for the next piece without limit: only the last one ends a download.
-void SendDownload(mg_connection *conn, const RestServerResponseObject &response)
-{
-    mg_send_http_ok(conn, response.HeaderMimeType(), -1);
-    SendChunk(conn, *response.ResponseDataChunk());
-    bool lastChunk = response.ResponseDataChunk()->LastChunk();
-    while (!lastChunk) {
-        const std::unique_ptr<DataChunk> chunk(responseChunkQueueSingleton->front());
-        responseChunkQueueSingleton->pop_front();
-        SendChunk(conn, *chunk);
-        lastChunk = chunk->LastChunk();
-    }
-    mg_send_chunk(conn, "", 0);
-}
-
-void SendReply(mg_connection *conn, const RestServerResponseObject &response)
-{
-    const DataChunk &body = *response.ResponseDataChunk();
-    if (body.Data().isEmpty()) {
-        mg_send_http_error(conn, response.ResponseCode(), "%s",
-                           response.ErrorString().toUtf8().constData());
-    } else if (body.LastChunk()) {
-        mg_send_http_ok(conn, response.HeaderMimeType(), body.Data().size());
-        mg_write(conn, body.Data().constData(), static_cast<size_t>(body.Data().size()));
-    } else {
-        SendDownload(conn, response);
-    }
+    return came;
 }
 
 } // namespace
@@ -203,17 +70,28 @@ RestServerModel::RestServerModel()
 
     requestProcessor = new RestServerRequestProcessor();
 
-    requestQueue = new SharedQueue<RestServerRequestObject *>();
-    responseQueue = new SharedQueue<RestServerResponseObject *>();
-    httpMutex = new QMutex(QMutex::NonRecursive);
+    ClassicPipeline &pipeline = ClassicPipeline::Instance();
+    pipeline.queues.requests = new SharedQueue<RestServerRequestObject *>();
+    pipeline.queues.responses = new SharedQueue<RestServerResponseObject *>();
+    pipeline.httpMutex = new QMutex(QMutex::NonRecursive);
 
     requestChunkQueue = new SharedQueue<DataChunk *>();
-    requestChunkQueueSingleton = requestChunkQueue;
+    pipeline.queues.requestChunks = requestChunkQueue;
     responseChunkQueue = new SharedQueue<DataChunk *>();
-    responseChunkQueueSingleton = responseChunkQueue;
+    pipeline.queues.responseChunks = responseChunkQueue;
 }
 
-RestServerModel::~RestServerModel() = default;
+RestServerModel::~RestServerModel()
+{
+    const auto extension = Extensions().find(this);
+    if (extension == Extensions().end()) {
+        return;
+    }
+    if (running) {
+        extension->second.serving->Abandon(context);
+    }
+    Extensions().erase(extension);
+}
 
 void RestServerModel::Construct(IApplicationModel *model)
 {
@@ -223,65 +101,87 @@ void RestServerModel::Construct(IApplicationModel *model)
 
 void RestServerModel::Shutdown() {}
 
+void RestServerModel::SetOptions(const RestServerOptions &options)
+{
+    Extensions()[this].options = options;
+}
+
+QVector<int> RestServerModel::ListeningPorts() const
+{
+    return running ? Extensions()[this].ports : QVector<int>();
+}
+
 void RestServerModel::Start()
 {
     if (running) {
         qDebug() << "Server already running";
         return;
     }
-    DropAll(requestQueue);
-    DropAll(responseQueue);
+    Extension &extension = Extensions()[this];
+    extension.serving =
+        MakeServing(extension.options, applicationModel, requestProcessor, updateTimer);
+    IServing &serving = *extension.serving;
+    serving.Prepare();
 
     qDebug() << "Starting REST server...";
     mg_init_library(0);
     callbacks = mg_callbacks();
     callbacks.log_message = LogMessage;
-    const char *settings[] = {"listening_ports",
-                              "8081",
-                              "request_timeout_ms",
-                              "10000",
-                              "error_log_file",
-                              "error.log",
-                              "enable_auth_domain_check",
-                              "no",
-                              nullptr};
-    context = mg_start(&callbacks, nullptr, settings);
+    serving.AddCallbacks(&callbacks);
+    std::vector<const char *> settings = serving.Settings();
+    settings.push_back(nullptr);
+    const QVector<ProcessSocket> socketsBefore = ListeningSockets();
+    context = mg_start(&callbacks, nullptr, settings.data());
     if (context == nullptr) {
         qDebug() << "Failed to start REST server";
+        serving.StartFailed();
         return;
     }
+    const QVector<ProcessSocket> sockets = SocketsThatCame(socketsBefore);
+    extension.ports.clear();
+    for (const ProcessSocket &socket : sockets) {
+        extension.ports.append(socket.localPort);
+    }
     RegisterRoutes();
-    updateTimer->start(tickIntervalMs);
+    serving.Begin(sockets);
     qDebug() << "REST server started successfully";
     running = true;
 }
 
 void RestServerModel::RegisterRoutes()
 {
+    using Uri = RestServerRequestUri;
     struct Route
     {
         const char *pattern;
+        Uri uri;
         mg_request_handler handler;
     };
     static const Route routes[] = {
-        {"/info$", InfoHandler},
-        {"/api/workflow/v1/workorders$", WorkflowWorkordersHandler},
-        {"/api/workflow/v1/list$", WorkflowListHandler},
-        {"/api/workflow/v1/templates$", WorkflowTemplatesHandler},
-        {"/api/workflow/v1/active$", WorkflowActiveHandler},
-        {"/api/workflow/v1/workorder/**", WorkflowWorkorderByIdHandler},
-        {"/api/syncfiles/v1/pendingfiles$", SyncfilesPendingFilesHandler},
-        {"/api/syncfiles/v1/pendingfiles/all$", SyncfilesPendingFilesAllHandler},
-        {"/api/syncfiles/v1/metadata/**", SyncfilesMetadataHandler},
-        {"/api/syncfiles/v1/userfiles/**", SyncfilesUserFilesByPathHandler},
-        {"/api/syncfiles/v1/userfiles$", SyncfilesUserFilesHandler},
-        {"/api/filemgr/v2/userfiles$", FilemgrUserFilesHandler},
-        {"/api/filemgr/v2/metadata/**", FilemgrUserMetadataHandler},
-        {"/api/filemgr/v2/userfiles/**", FilemgrUserFilesByPathHandler},
-        {"/api/v1/techinfo", TechInfoHandler},
+        {"/info$", Uri::Info, InfoHandler},
+        {"/api/workflow/v1/workorders$", Uri::WorkflowWorkorders, WorkflowWorkordersHandler},
+        {"/api/workflow/v1/list$", Uri::WorkflowList, WorkflowListHandler},
+        {"/api/workflow/v1/templates$", Uri::WorkflowTemplates, WorkflowTemplatesHandler},
+        {"/api/workflow/v1/active$", Uri::WorkflowActive, WorkflowActiveHandler},
+        {"/api/workflow/v1/workorder/**", Uri::WorkflowWorkorderById, WorkflowWorkorderByIdHandler},
+        {"/api/syncfiles/v1/pendingfiles$", Uri::SyncfilesPendingFiles,
+         SyncfilesPendingFilesHandler},
+        {"/api/syncfiles/v1/pendingfiles/all$", Uri::SyncfilesPendingFilesAll,
+         SyncfilesPendingFilesAllHandler},
+        {"/api/syncfiles/v1/metadata/**", Uri::SyncfilesMetadata, SyncfilesMetadataHandler},
+        {"/api/syncfiles/v1/userfiles/**", Uri::SyncfilesUserFilesByPath,
+         SyncfilesUserFilesByPathHandler},
+        {"/api/syncfiles/v1/userfiles$", Uri::SyncfilesUserFiles, SyncfilesUserFilesHandler},
+        {"/api/filemgr/v2/userfiles$", Uri::FilemgrUserFiles, FilemgrUserFilesHandler},
+        {"/api/filemgr/v2/metadata/**", Uri::FilemgrUserMetadata, FilemgrUserMetadataHandler},
+        {"/api/filemgr/v2/userfiles/**", Uri::FilemgrUserFilesByPath,
+         FilemgrUserFilesByPathHandler},
+        {"/api/v1/techinfo", Uri::TechInfo, TechInfoHandler},
     };
+    IServing &serving = *Extensions()[this].serving;
     for (const Route &route : routes) {
-        mg_set_request_handler(context, route.pattern, route.handler, this);
+        const IServing::RouteHandler handler = serving.Handler(route.uri, {route.handler, this});
+        mg_set_request_handler(context, route.pattern, handler.function, handler.data);
     }
 }
 
@@ -291,8 +191,7 @@ void RestServerModel::Stop()
         return;
     }
     qDebug() << "Stopping REST server";
-    mg_stop(context);
-    updateTimer->stop();
+    Extensions()[this].serving->Stop(context);
     running = false;
 }
 
@@ -313,27 +212,28 @@ SharedQueue<DataChunk *> *RestServerModel::ResponseChunkQueue()
 
 void RestServerModel::ServerUpdateTickHandler()
 {
-    while (requestQueue->size() >= 1) {
+    while (ClassicPipeline::Instance().queues.requests->size() >= 1) {
         ServeOneRequest();
     }
 }
 
 void RestServerModel::ServeOneRequest()
 {
-    RestServerRequestObject *request = requestQueue->front();
-    requestQueue->pop_front();
+    const RequestQueues &queues = ClassicPipeline::Instance().queues;
+    RestServerRequestObject *request = queues.requests->front();
+    queues.requests->pop_front();
     RestServerResponseObject *response = requestProcessor->ProcessRequest(request);
     delete request;
 
     if (!response->DownloadRequired()) {
-        responseQueue->push_back(response);
+        queues.responses->push_back(response);
     } else if (response->ResponseDataChunk()->Data().isEmpty()) {
         // An empty body is answered at once, and the response deleted while its context still runs.
         const std::unique_ptr<IDownloadContext> downloadContext = response->TakeDownloadContext();
-        responseQueue->push_back(response);
+        queues.responses->push_back(response);
         downloadContext->SendExtraDownloadContent();
     } else {
-        responseQueue->push_back(response);
+        queues.responses->push_back(response);
         response->Download();
     }
 }
@@ -426,22 +326,25 @@ int RestServerModel::LogMessage(const mg_connection *, const char *message)
 
 int RestServerModel::HandleRequestAndSendResponse(mg_connection *conn, RestServerRequestUri uri)
 {
-    if (!httpMutex->tryLock(httpMutexWaitMs)) {
+    ClassicPipeline &pipeline = ClassicPipeline::Instance();
+    // Not a guard: an exception ends the process, and until then the mutex must keep others out.
+    if (!pipeline.httpMutex->tryLock(httpMutexWaitMs)) {
         return ReturnHttpMutexTimeout(conn);
     }
     ClearChunkQueues();
-    HandOverRequest(conn, uri);
+    HandOverRequest(conn, uri, pipeline.queues);
 
     RestServerResponseObject *response = nullptr;
-    if (!responseQueue->FrontWithTimeout(&response, responseWaitMs)) {
+    if (!pipeline.queues.responses->FrontWithTimeout(&response, responseWaitMs)) {
+        // The request is not withdrawn: the answer that comes too late goes to the next client.
         mg_send_http_error(conn, 500, "%s", "{\"errorString\":\"internal timeout\"}");
-        httpMutex->unlock();
+        pipeline.httpMutex->unlock();
         return 500;
     }
     const int code = response->ResponseCode();
-    SendReply(conn, *response);
+    SendReply(conn, *response, pipeline.queues);
     delete response;
-    httpMutex->unlock();
+    pipeline.httpMutex->unlock();
     return code;
 }
 
@@ -459,8 +362,11 @@ int RestServerModel::ReturnHttpQueueTimeout(mg_connection *conn)
     return 408;
 }
 
+// Chunks of a transfer that broke off. They are not deleted: who pushed them may still look at
+// them.
 void RestServerModel::ClearChunkQueues()
 {
-    DropAll(requestChunkQueueSingleton);
-    DropAll(responseChunkQueueSingleton);
+    const RequestQueues &queues = ClassicPipeline::Instance().queues;
+    DropAll(queues.requestChunks);
+    DropAll(queues.responseChunks);
 }

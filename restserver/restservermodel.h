@@ -2,9 +2,11 @@
 #define RESTSERVERMODEL_H
 
 #include <QObject>
+#include <QVector>
 #include <civetweb.h>
 
 #include "hostmodel.h"
+#include "restserveroptions.h"
 
 class QTimer;
 class RestServerRequestProcessor;
@@ -67,6 +69,15 @@ public:
     void Stop() override;
 
     bool Running() override;
+
+    /**
+     * How to serve, from the next `Start` on; see `RestServerOptions`. Without a call it serves
+     * classically.
+     */
+    void SetOptions(const RestServerOptions &options);
+
+    /** The ports that are served, while running; they tell what a port of 0 became. */
+    QVector<int> ListeningPorts() const;
 
     /** Stays the server's; see `IRestServerModel`. */
     SharedQueue<DataChunk *> *RequestChunkQueue() override;

@@ -7,9 +7,8 @@
 #include <QString>
 
 #include "hostmodel.h"
+#include "restserverfileprocessor.h"
 #include "restserverobjects.h"
-
-class RestServerFileProcessor;
 
 /**
  * Turns one request into one response: dispatches by route to an endpoint handler, which checks the
@@ -29,6 +28,13 @@ public:
     /** Keeps the host's model and makes the file processor. Once, before the first request. */
     void Construct(IApplicationModel *model) override;
     void Shutdown() override;
+
+    /** Goes on with another model, as between two runs of the server. After `Construct`. */
+    void Rewire(IApplicationModel *model)
+    {
+        applicationModel = model;
+        fileProcessor->Rewire(model);
+    }
 
     /** Answers a request; null is answered with an error. Null for a route that does not exist. */
     RestServerResponseObject *ProcessRequest(RestServerRequestObject *request);
@@ -78,6 +84,14 @@ public:
     RestServerResponseObject *ProcessFilemgrMetadataRequest(RestServerRequestObject *request);
     RestServerResponseObject *
     ProcessFilemgrUserFilesByPathRequest(RestServerRequestObject *request);
+
+protected:
+    /** Wires the processor to a model and a file processor of its owner's. */
+    void Wire(IApplicationModel *model, RestServerFileProcessor *files)
+    {
+        applicationModel = model;
+        fileProcessor = files;
+    }
 
 private:
     void ReportNullRequest(int line);

@@ -7,7 +7,7 @@ constexpr int gatherSize = 256 * 1024;
 } // namespace
 
 UploadFile::UploadFile(const QString &path)
-    : QFile(path)
+    : file(path)
 {
     gathered.reserve(gatherSize);
 }
@@ -17,13 +17,18 @@ UploadFile::~UploadFile()
     WriteGathered();
 }
 
+bool UploadFile::Open()
+{
+    return file.open(QIODevice::ReadWrite | QIODevice::Truncate);
+}
+
 void UploadFile::Append(const char *data, int length)
 {
     if (gathered.size() + length > gatherSize) {
         WriteGathered();
     }
     if (length >= gatherSize) {
-        write(data, length);
+        file.write(data, length);
     } else {
         gathered.append(data, length);
     }
@@ -32,20 +37,20 @@ void UploadFile::Append(const char *data, int length)
 void UploadFile::WriteOut()
 {
     WriteGathered();
-    flush();
+    file.flush();
 }
 
-void UploadFile::close()
+void UploadFile::Close()
 {
     WriteGathered();
     gathered = QByteArray(); // a closed file may be kept, its memory not
-    QFile::close();
+    file.close();
 }
 
 void UploadFile::WriteGathered()
 {
     if (!gathered.isEmpty()) {
-        write(gathered);
+        file.write(gathered);
         gathered.resize(0); // keeps the memory
     }
 }

@@ -44,7 +44,15 @@ WireDevice *WireDevice::instance = nullptr;
 WireDevice::WireDevice()
 {
     host.server = &server;
+    server.SetOptions(Options());
     server.Construct(&host);
+}
+
+// The same tests run for each way of serving; which one it is comes from outside.
+RestServerOptions WireDevice::Options()
+{
+    return qgetenv("PARLOWEN_SERVING") == "prompt" ? RestServerOptions::Prompt()
+                                                   : RestServerOptions();
 }
 
 WireDevice::~WireDevice()

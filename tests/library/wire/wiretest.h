@@ -33,6 +33,7 @@ struct WireDevice
     WireDevice();
     ~WireDevice();
 
+    static RestServerOptions Options();
     static WireDevice *instance; // set by main
 };
 

@@ -1,0 +1,60 @@
+#include "bodymemory.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr size_t allBodies = size_t(64) * 1024 * 1024;
+constexpr std::chrono::seconds longestWait(10);
+
+} // namespace
+
+BodyMemory::BodyMemory(size_t bodies)
+    : room(allBodies - bodies * alwaysGranted - largestBody)
+{}
+
+void BodyMemory::Stop()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    stopped = true;
+    changed.notify_all();
+}
+
+// The body that began first has memory of its own in store, so it never waits for the others.
+bool BodyMemory::MayHold(const Share &share, size_t bytes) const
+{
+    return shares.front() == &share || held - share.held + bytes <= room;
+}
+
+BodyMemory::Share::Share(std::shared_ptr<BodyMemory> owner)
+    : memory(std::move(owner))
+{
+    const std::lock_guard<std::mutex> lock(memory->mutex);
+    place = memory->shares.insert(memory->shares.end(), this);
+}
+
+BodyMemory::Share::~Share()
+{
+    const std::lock_guard<std::mutex> lock(memory->mutex);
+    memory->shares.erase(place);
+    memory->held -= held;
+    memory->changed.notify_all();
+}
+
+bool BodyMemory::Share::GrowTo(size_t bytes)
+{
+    if (bytes <= alwaysGranted) {
+        return true;
+    }
+    const size_t wanted = bytes - alwaysGranted;
+    std::unique_lock<std::mutex> lock(memory->mutex);
+    const bool granted = memory->changed.wait_for(lock, longestWait, [this, wanted] {
+        return memory->stopped || memory->MayHold(*this, wanted);
+    });
+    if (!granted || memory->stopped) {
+        return false;
+    }
+    memory->held += wanted - held;
+    held = wanted;
+    return true;
+}

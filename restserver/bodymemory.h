@@ -1,0 +1,61 @@
+#ifndef BODYMEMORY_H
+#define BODYMEMORY_H
+
+#include <QByteArray>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <list>
+#include <memory>
+#include <mutex>
+
+/**
+ * How much memory the bodies of all requests together may hold while they are read: 64 MiB.
+ *
+ * The first 64 KiB of a body are always granted. What is above waits while others hold the rest;
+ * the body that began first always goes on, so that one of them ends. Any thread.
+ */
+class BodyMemory
+{
+public:
+    /** What one body holds; it is given back with this object. */
+    class Share
+    {
+    public:
+        explicit Share(std::shared_ptr<BodyMemory> memory);
+        ~Share();
+        Share(const Share &) = delete;
+        Share &operator=(const Share &) = delete;
+
+        /** Waits until the body may hold `bytes` in all; false after 10 s, or when the server
+         * stops. */
+        bool GrowTo(size_t bytes);
+
+    private:
+        friend class BodyMemory;
+        std::shared_ptr<BodyMemory> memory;
+        size_t held = 0; // above what is always granted; guarded by the memory's mutex
+        std::list<Share *>::iterator place;
+    };
+
+    static constexpr size_t alwaysGranted = size_t(64) * 1024;
+    static constexpr size_t largestBody = 5000000;
+
+    /** `bodies` is the largest number of bodies at a time. */
+    explicit BodyMemory(size_t bodies);
+
+    /** Refuses every wait from now on. */
+    void Stop();
+
+private:
+    bool MayHold(const Share &share, size_t bytes) const;
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::list<Share *> shares; // guarded by mutex, in the order in which their bodies began
+    size_t held = 0;           // guarded by mutex: the sum over all shares
+    size_t room;               // what they may hold besides what the first of them may
+    bool stopped = false;      // guarded by mutex
+};
+
+#endif

@@ -1,0 +1,133 @@
+#ifndef CONNECTIONWATCH_H
+#define CONNECTIONWATCH_H
+
+#include <QByteArray>
+#include <QVector>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "processsockets.h"
+
+/**
+ * Shuts down connections that hold an HTTP thread without moving bytes.
+ *
+ * The embedded server waits for a client as long as a byte comes now and then. This watch looks,
+ * twice a second while any connection is older than 1 s, at what the kernel counts for each socket
+ * of the server. It shuts down, in both directions:
+ *
+ * - one that moved fewer than 10,000 bytes in 10 s while the server waited for its client, for the
+ *   head of its request as well;
+ * - one that keeps sending for 2 s after its answer;
+ * - while more than half of the HTTP threads wait for clients, the one that moved least in the last
+ *   2 s, but none that is younger than that.
+ *
+ * A shut down socket makes the blocked call of the HTTP thread return. `Enter`, `Leave` and the
+ * phases are called by HTTP threads, each for its one connection.
+ */
+class ConnectionWatch
+{
+public:
+    explicit ConnectionWatch(size_t httpThreads);
+    ~ConnectionWatch();
+
+    /** Watches the connections of these ports, on a thread of its own. */
+    void Start(const QVector<ProcessSocket> &listeningSockets);
+
+    /** Shuts down the listening sockets and, until `End`, every connection. */
+    void ShutDownAll();
+
+    /** Ends the watching thread. */
+    void End();
+
+    /** The calling HTTP thread has a new connection, and waits for the head of its request. */
+    void Enter();
+
+    /** The request of the thread's connection has come to its route. */
+    void Identify(const QByteArray &peer);
+
+    /** The answer is out; what the client still sends is of no interest. */
+    void Answered();
+
+    /** The connection of the calling thread is closed. */
+    void Leave();
+
+    /** While it lives the calling thread waits for its client. */
+    class Waiting
+    {
+    public:
+        explicit Waiting(ConnectionWatch *owner);
+        ~Waiting();
+        Waiting(const Waiting &) = delete;
+        Waiting &operator=(const Waiting &) = delete;
+
+    private:
+        ConnectionWatch *watch;
+    };
+
+private:
+    using Clock = std::chrono::steady_clock;
+    using Lock = std::unique_lock<std::mutex>;
+
+    enum Phase
+    {
+        ReadingHead,
+        Working,          // the server's own turn
+        WaitingForClient, // in the body, or in the answer
+        After             // the answer is out
+    };
+
+    struct Connection
+    {
+        QByteArray peer; // empty until the request came to its route
+        Phase phase = ReadingHead;
+        Clock::time_point begun = Clock::now();
+        Clock::time_point since = begun; // of its phase
+    };
+
+    struct Reading
+    {
+        Clock::time_point time;
+        qint64 moved; // bytes, since the connection began
+    };
+
+    // What is known of a socket, by its identity.
+    struct Track
+    {
+        ProcessSocket socket;
+        Clock::time_point firstSeen;
+        Phase phase = ReadingHead;
+        Clock::time_point since;
+        std::deque<Reading> readings; // of the phase it is in, oldest first, of the last 10 s
+        qint64 MovedSince(Clock::time_point time) const;
+    };
+
+    void SetPhase(Phase phase);
+    void Run();
+    void WaitUntilDue(Lock *lock);
+    void Look();
+    void Follow(const QVector<ProcessSocket> &sockets, Clock::time_point now);
+    void Read(Track *track, Clock::time_point now);
+    Connection ConnectionOf(const Track &track);
+    void ShutDownSlowest(Clock::time_point now);
+    size_t ThreadsThatWait();
+    static bool HoldsUp(const Track &track, Clock::time_point now);
+
+    const size_t threads;
+    QVector<ProcessSocket> listening;
+    QVector<int> ports;
+    std::map<ino_t, Track> tracks; // watching thread
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::map<std::thread::id, Connection> connections; // guarded by mutex, by HTTP thread
+    bool idle = false;     // guarded by mutex: the watching thread waits for a first one
+    bool stopping = false; // guarded by mutex
+    bool ended = false;    // guarded by mutex
+    std::thread thread;
+};
+
+#endif

@@ -1,0 +1,103 @@
+#ifndef PROMPTEXCHANGE_H
+#define PROMPTEXCHANGE_H
+
+#include <chrono>
+#include <memory>
+
+#include "bodymemory.h"
+#include "connectionwatch.h"
+#include "modelcalls.h"
+#include "observation.h"
+#include "prompthost.h"
+#include "requestbody.h"
+#include "restserverfiledownloadcontext.h"
+#include "restserverfileprocessor.h"
+#include "restserverrequestprocessor.h"
+
+/** The shared request handlers in front of the host. On the thread of the model. */
+class PromptHandlers : public RestServerRequestProcessor
+{
+public:
+    explicit PromptHandlers(PromptHost *host)
+        : files(host)
+    {
+        Wire(host, &files);
+    }
+
+private:
+    // Reads files; uploads come by another way.
+    class Downloads : public RestServerFileProcessor
+    {
+    public:
+        explicit Downloads(IApplicationModel *host) { KeepModel(host); }
+    };
+
+    Downloads files;
+};
+
+/** What all exchanges of one run of the server share. */
+struct PromptServices
+{
+    QList<QByteArray> allowedOrigins;
+    std::shared_ptr<ModelCalls> calls;
+    std::shared_ptr<PromptHost> host;         // thread of the model only
+    std::shared_ptr<PromptHandlers> handlers; // thread of the model only
+    std::shared_ptr<BodyMemory> memory;
+    std::shared_ptr<Observation> observation; // null when nobody observes
+    ConnectionWatch *watch;
+};
+
+/** One request on its HTTP thread, from the head that was read to the answer's last byte. */
+class PromptExchange
+{
+public:
+    PromptExchange(const PromptServices &services, mg_connection *conn, RestServerRequestUri uri);
+
+    /** Answers the request. Returns the status that was meant for it. */
+    int Run();
+
+private:
+    // A request and its answer, as they go to the thread of the model and come back.
+    struct Question
+    {
+        std::unique_ptr<RestServerRequestObject> request;
+        std::shared_ptr<const void> body; // the memory that the request's chunk refers to
+        std::unique_ptr<RestServerResponseObject> response;
+        QStringList reports;
+    };
+
+    // A further piece of a download on its way from the thread of the model.
+    struct Piece
+    {
+        ModelCalls::Ticket call;
+        std::shared_ptr<std::unique_ptr<DataChunk>> chunk;
+    };
+
+    using Downloads = std::shared_ptr<RestServerFileDownloadContext>;
+
+    int Answer();
+    bool IsForeignPage() const;
+    bool AsksForLeave() const;
+    int GrantLeave();
+    bool IsUpload() const;
+    int AnswerByHandlers(RequestBody *body);
+    int AnswerUpload(RequestBody *body);
+    std::unique_ptr<RestServerRequestObject> MakeRequest(const RequestBody &body) const;
+    int Send(std::unique_ptr<RestServerResponseObject> response);
+    void SendDownload(std::unique_ptr<RestServerResponseObject> response);
+    Piece ReadPiece(const Downloads &context, qint64 position, std::shared_ptr<bool> lastChunk);
+    int SendFailure(ModelCalls::Outcome outcome);
+    int SendTimeout();
+    int SendError(int status, const char *text);
+    const char *Header(const char *name) const;
+
+    const PromptServices &services;
+    mg_connection *connection;
+    const mg_request_info &information;
+    RestServerRequestUri route;
+    RestServerRequestMethod method;
+    std::chrono::steady_clock::time_point begun;
+    RequestRecord record;
+};
+
+#endif

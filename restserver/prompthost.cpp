@@ -1,0 +1,50 @@
+#include "prompthost.h"
+
+namespace {
+
+constexpr std::chrono::seconds longestBracket(10);
+
+} // namespace
+
+QDir CountedStorage::Directory(int key)
+{
+    return host->StorageModel()->Directory(key);
+}
+
+bool CountedStorage::IsStorageAvailable()
+{
+    return host->StorageModel()->IsStorageAvailable();
+}
+
+void CountedStorage::BeginStorageAccess()
+{
+    if (depth++ == 0) {
+        begun = std::chrono::steady_clock::now();
+        host->StorageModel()->BeginStorageAccess();
+    }
+}
+
+void CountedStorage::EndStorageAccess()
+{
+    if (depth > 0 && --depth == 0) {
+        host->StorageModel()->EndStorageAccess();
+    }
+}
+
+bool CountedStorage::HasFreeSpace(qint64 bytes)
+{
+    return host->StorageModel()->HasFreeSpace(bytes);
+}
+
+bool CountedStorage::TakesTransfers() const
+{
+    return depth == 0 || std::chrono::steady_clock::now() - begun < longestBracket;
+}
+
+void CountedStorage::EndAll()
+{
+    if (depth > 0) {
+        depth = 0;
+        host->StorageModel()->EndStorageAccess();
+    }
+}

@@ -1,0 +1,134 @@
+#include "promptserving.h"
+
+#include <QDebug>
+#include <atomic>
+#include <mutex>
+
+#include "restservermodel.h"
+
+namespace {
+
+// Enough for many slow clients beside quick ones; in a small address space their stacks count.
+constexpr size_t httpThreads = sizeof(void *) == 8 ? 100 : 50;
+constexpr const char *httpThreadsText = sizeof(void *) == 8 ? "100" : "50";
+
+// The callbacks of a connection carry no pointer of ours. One server runs in a process.
+std::atomic<ConnectionWatch *> currentWatch{nullptr};
+
+// What the embedded server logged last, which tells why it did not start.
+std::mutex messageMutex;
+QByteArray lastMessage; // guarded by messageMutex
+
+} // namespace
+
+PromptServing::PromptServing(IApplicationModel *host, const RestServerOptions &serverOptions)
+    : options(serverOptions)
+    , preparation(options.prepareWorker)
+    , watch(httpThreads)
+{
+    for (size_t i = 0; i < routes.size(); ++i) {
+        routes[i] = {this, static_cast<RestServerRequestUri>(i)};
+    }
+    services.allowedOrigins = options.allowedOrigins;
+    services.calls = ModelCalls::Create();
+    services.host = std::make_shared<PromptHost>(host);
+    services.handlers = std::make_shared<PromptHandlers>(services.host.get());
+    services.memory = std::make_shared<BodyMemory>(httpThreads);
+    if (options.observer != nullptr) {
+        services.observation = std::make_shared<Observation>(options.observer, services.calls);
+    }
+    services.watch = &watch;
+}
+
+PromptServing::~PromptServing()
+{
+    currentWatch = nullptr;
+}
+
+std::vector<const char *> PromptServing::Settings()
+{
+    std::vector<const char *> settings = CommonSettings(options);
+    settings.insert(settings.end(), {"num_threads", httpThreadsText, "tcp_nodelay", "1"});
+    // Without methods the embedded server answers no preflight itself, which would allow any page.
+    settings.insert(settings.end(), {"access_control_allow_methods", ""});
+    return settings;
+}
+
+void PromptServing::AddCallbacks(mg_callbacks *callbacks)
+{
+    currentWatch = &watch;
+    callbacks->log_message = KeepMessage;
+    callbacks->init_connection = ConnectionBegins;
+    callbacks->connection_closed = ConnectionEnds;
+}
+
+IServing::RouteHandler PromptServing::Handler(RestServerRequestUri uri, RouteHandler)
+{
+    return {Serve, &routes.at(static_cast<size_t>(uri))};
+}
+
+void PromptServing::StartFailed()
+{
+    qWarning("The REST server cannot listen on %s: %s", options.listeningPorts.constData(),
+             lastMessage.constData());
+}
+
+void PromptServing::Begin(const QVector<ProcessSocket> &listeningSockets)
+{
+    watch.Start(listeningSockets);
+}
+
+void PromptServing::Stop(mg_context *context)
+{
+    if (stopping) {
+        return; // the host was told that its storage is left, and stops once more
+    }
+    stopping = true;
+    Abandon(context);
+    services.host->Storage().EndAll();
+}
+
+int PromptServing::KeepMessage(const mg_connection *conn, const char *message)
+{
+    const std::lock_guard<std::mutex> lock(messageMutex);
+    lastMessage = message;
+    return RestServerModel::LogMessage(conn, message);
+}
+
+// Whoever waits is woken up first; then no thread of the embedded server has anything to wait for.
+void PromptServing::Abandon(mg_context *context)
+{
+    services.calls->Stop();
+    services.memory->Stop();
+    if (services.observation) {
+        services.observation->Stop();
+    }
+    watch.ShutDownAll();
+    mg_stop(context);
+    watch.End();
+}
+
+int PromptServing::Serve(mg_connection *conn, void *data)
+{
+    const auto *route = static_cast<Route *>(data);
+    PromptServing &serving = *route->serving;
+    if (!serving.preparation.IsReady()) {
+        return WorkerPreparation::Refuse(conn);
+    }
+    return PromptExchange(serving.services, conn, route->uri).Run();
+}
+
+int PromptServing::ConnectionBegins(const mg_connection *, void **)
+{
+    if (ConnectionWatch *watch = currentWatch) {
+        watch->Enter();
+    }
+    return 0;
+}
+
+void PromptServing::ConnectionEnds(const mg_connection *)
+{
+    if (ConnectionWatch *watch = currentWatch) {
+        watch->Leave();
+    }
+}
