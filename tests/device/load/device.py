@@ -6,7 +6,10 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support"))
-from simulator import BOUNDARY, PORT, Simulator, ask, upload_body  # noqa: E402,F401
+from simulator import BOUNDARY, PORT, Simulator, ask, upload_body  # noqa: E402
+
+# The tests beside this module take these from here as well.
+__all__ = ["BOUNDARY", "PORT", "Simulator", "ask", "upload_body"]
 
 
 def connect(timeout=60, receive_buffer=None):

@@ -1,5 +1,7 @@
+# shellcheck shell=sh
 # For the tests of installed trees. A script sources it with a working directory of its own as $work.
 set -eu
+: "${work:?}"
 
 fail() {
     echo "FAILED: $*" >&2
