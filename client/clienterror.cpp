@@ -15,6 +15,19 @@ QString ClientError::Message() const
     return QString::fromUtf8(message);
 }
 
+bool ClientError::EndsEverything() const
+{
+    return status == ExitStatus::CannotConnect;
+}
+
+void ClientError::TellOnce(const std::function<void(const QString &)> &tell)
+{
+    if (!told) {
+        tell(Message());
+    }
+    told = true;
+}
+
 const char *ClientError::what() const noexcept
 {
     return message.constData();

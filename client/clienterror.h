@@ -3,6 +3,7 @@
 
 #include <QString>
 #include <exception>
+#include <functional>
 
 /** What the program tells its caller. The values are part of the interface and never change. */
 enum class ExitStatus
@@ -24,12 +25,26 @@ public:
     ExitStatus Status() const;
     QString Message() const;
 
+    /** True when the rest of a command's work cannot be done either. */
+    virtual bool EndsEverything() const;
+
+    /** Calls `tell` with the message, the first time only. */
+    void TellOnce(const std::function<void(const QString &)> &tell);
+
     /** The message in UTF-8. */
     const char *what() const noexcept override;
 
 private:
     ExitStatus status;
     QByteArray message;
+    bool told = false;
+};
+
+/** A name that the device or this computer cannot be given: such a file is skipped. */
+class Unnameable : public ClientError
+{
+public:
+    using ClientError::ClientError;
 };
 
 /**

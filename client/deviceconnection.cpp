@@ -1,16 +1,17 @@
 #include "deviceconnection.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QHttpMultiPart>
 #include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QRegularExpression>
-#include <QThread>
 #include <algorithm>
 #include <memory>
 
 #include "clienterror.h"
+#include "interruption.h"
 
 namespace {
 
@@ -39,6 +40,14 @@ ClientError NotServed(int status, const QByteArray &page)
     const QString text = Excerpt(page);
     return {ExitStatus::DeviceRefused,
             text.isEmpty() ? QString("the device answered with status %1").arg(status) : text};
+}
+
+// What is shown of a body by --trace.
+QString Shortened(const QByteArray &body)
+{
+    constexpr int longest = 4096;
+    const QString text = QString::fromUtf8(body.left(longest)).simplified();
+    return body.size() > longest ? QString("%1 ... (%2 bytes)").arg(text).arg(body.size()) : text;
 }
 
 QHttpPart FormPart(const char *disposition, const char *contentType)
@@ -70,38 +79,45 @@ bool DeviceConnection::IsErrorObject(const QJsonDocument &document)
 
 QJsonDocument DeviceConnection::Get(const QByteArray &route)
 {
-    const auto start = [&] { return manager.get(RequestFor(route)); };
-    return Json(Exchange(start, BreakOff::Fails, nullptr, {}));
+    return Json(Simple({"GET", route, {}}));
 }
 
 QJsonDocument DeviceConnection::Put(const QByteArray &route, const QByteArray &body)
 {
-    const auto start = [&] { return manager.put(RequestFor(route), body); };
-    return Json(Exchange(start, BreakOff::Fails, nullptr, {}));
+    return Json(Simple({"PUT", route, body}));
 }
 
 void DeviceConnection::PutForEmptyAnswer(const QByteArray &route)
 {
-    const auto start = [&] { return manager.put(RequestFor(route), QByteArray()); };
-    ExpectEmptyObject(Exchange(start, BreakOff::Fails, nullptr, {}));
+    ExpectEmptyObject(Simple({"PUT", route, {}}));
 }
 
 void DeviceConnection::PostForEmptyAnswer(const QByteArray &route, const QByteArray &body)
 {
-    const auto start = [&] { return manager.post(RequestFor(route), body); };
-    ExpectEmptyObject(Exchange(start, BreakOff::Fails, nullptr, {}));
+    ExpectEmptyObject(Simple({"POST", route, body}));
 }
 
 void DeviceConnection::DeleteForEmptyAnswer(const QByteArray &route)
 {
-    const auto start = [&] { return manager.deleteResource(RequestFor(route)); };
-    ExpectEmptyObject(Exchange(start, BreakOff::Fails, nullptr, {}));
+    ExpectEmptyObject(Simple({"DELETE", route, {}}));
 }
 
-void DeviceConnection::Download(const QByteArray &route, QIODevice &sink, const Progress &progress)
+Transfer::Answer DeviceConnection::Any(const QByteArray &method, const QByteArray &route,
+                                       const QByteArray &body)
 {
-    const auto start = [&] { return manager.get(RequestFor(route)); };
-    const Transfer::Answer answer = Exchange(start, BreakOff::Fails, &sink, progress);
+    return Simple({method, route, body});
+}
+
+void DeviceConnection::Download(const QByteArray &route, QFile &sink, qint64 announced,
+                                const Progress &progress)
+{
+    const auto start = [&] {
+        sink.seek(0);
+        sink.resize(0);
+        return manager.get(RequestFor(route));
+    };
+    const Transfer::Answer answer =
+        Exchange({"GET", route, {}}, start, BreakOff::IsRetried, {&sink, announced}, progress);
     if (answer.status != statusDone) {
         throw NotServed(answer.status, answer.body);
     }
@@ -111,8 +127,37 @@ void DeviceConnection::Upload(const QByteArray &route, const QJsonObject &descri
                               QFile &source, const Progress &progress)
 {
     const auto start = [&] { return StartUpload(route, description, source); };
+    const QByteArray body = QJsonDocument(description).toJson(QJsonDocument::Compact);
     // A busy device answers and closes before it has read the body, and that answer can be lost.
-    ExpectEmptyObject(Exchange(start, BreakOff::IsRetried, nullptr, progress));
+    ExpectEmptyObject(Exchange({"POST", route, body}, start, BreakOff::IsRetried, {}, progress));
+}
+
+Transfer::Answer DeviceConnection::Simple(const Request &request)
+{
+    const auto start = [&]() -> QNetworkReply * {
+        const QNetworkRequest wanted = RequestFor(request.route);
+        if (request.method == "GET") {
+            return manager.get(wanted);
+        }
+        return manager.sendCustomRequest(wanted, request.method, request.body);
+    };
+    return Exchange(request, start, BreakOff::Fails, {}, {});
+}
+
+DeviceConnection::Hurry::Hurry(DeviceConnection &hurriedConnection)
+    : connection(hurriedConnection)
+    , retries(connection.settings.retries)
+    , timeoutMs(connection.settings.timeoutMs)
+{
+    constexpr int patienceMs = 3000;
+    connection.settings.retries = 0;
+    connection.settings.timeoutMs = std::min(timeoutMs, patienceMs);
+}
+
+DeviceConnection::Hurry::~Hurry()
+{
+    connection.settings.retries = retries;
+    connection.settings.timeoutMs = timeoutMs;
 }
 
 QNetworkRequest DeviceConnection::RequestFor(const QByteArray &route) const
@@ -147,19 +192,19 @@ QNetworkReply *DeviceConnection::StartUpload(const QByteArray &route,
     return reply;
 }
 
-Transfer::Answer DeviceConnection::Exchange(const Start &start, BreakOff breakOff, QIODevice *sink,
+Transfer::Answer DeviceConnection::Exchange(const Request &request, const Start &start,
+                                            BreakOff breakOff, const Transfer::Sink &sink,
                                             const Progress &progress)
 {
     for (int attempt = 0;; ++attempt) {
-        // The device closes each connection. One that Qt has not seen closed yet would take the
-        // next request and send it twice.
-        manager.clearConnectionCache();
         try {
-            Transfer::Answer answer = Transfer(start(), sink, progress).Await();
+            Transfer::Answer answer = Try(request, start, sink, progress);
             if (!IsBusy(answer.status, answer.body) || attempt >= settings.retries) {
                 return answer;
             }
             Pause(attempt, QStringLiteral("the device is busy"));
+        } catch (const Interrupted &) {
+            throw;
         } catch (const ClientError &error) {
             if (breakOff == BreakOff::Fails || error.Status() != ExitStatus::TransferCorrupt ||
                 attempt >= settings.retries) {
@@ -170,10 +215,48 @@ Transfer::Answer DeviceConnection::Exchange(const Start &start, BreakOff breakOf
     }
 }
 
+Transfer::Answer DeviceConnection::Try(const Request &request, const Start &start,
+                                       const Transfer::Sink &sink, const Progress &progress)
+{
+    Interruption::ThrowIfAny();
+    // The device closes each connection. One that Qt has not seen closed yet would take the next
+    // request and send it twice.
+    manager.clearConnectionCache();
+    if (progress) {
+        progress(0);
+    }
+    if (!settings.trace) {
+        return Transfer(start(), sink, progress).Await();
+    }
+    settings.trace("> " + request.method + ' ' + settings.device.toEncoded() + request.route);
+    if (!request.body.isEmpty()) {
+        settings.trace("> " + Shortened(request.body));
+    }
+    QElapsedTimer clock;
+    clock.start();
+    try {
+        Transfer::Answer answer = Transfer(start(), sink, progress).Await();
+        settings.trace(QString("< status %1 after %2 ms").arg(answer.status).arg(clock.elapsed()));
+        settings.trace("< " + (sink.device != nullptr && answer.body.isEmpty()
+                                   ? QString("%1 bytes of a file").arg(sink.device->pos())
+                                   : Shortened(answer.body)));
+        return answer;
+    } catch (const ClientError &error) {
+        settings.trace(QString("! %1 after %2 ms").arg(error.Message()).arg(clock.elapsed()));
+        throw;
+    }
+}
+
 QJsonDocument DeviceConnection::Json(const Transfer::Answer &answer) const
 {
     if (answer.status != statusDone) {
         throw NotServed(answer.status, answer.body);
+    }
+    if (answer.body.size() > Transfer::longestDocument) {
+        throw ClientError(
+            ExitStatus::TransferCorrupt,
+            QString("the answer is longer than %1 MiB, which no answer of a device is")
+                .arg(Transfer::longestDocument >> 20));
     }
     QJsonParseError error{};
     QJsonDocument document = QJsonDocument::fromJson(answer.body, &error);
@@ -199,11 +282,11 @@ void DeviceConnection::ExpectEmptyObject(const Transfer::Answer &answer) const
 void DeviceConnection::Pause(int attempt, const QString &reason) const
 {
     constexpr int longestDoubling = 4;
-    const unsigned long pauseMs = 500UL << std::min(attempt, longestDoubling);
+    const int pauseMs = 500 << std::min(attempt, longestDoubling);
     if (settings.notice) {
         settings.notice(QString("%1; trying again in %2 s")
                             .arg(reason)
                             .arg(static_cast<double>(pauseMs) / 1000));
     }
-    QThread::msleep(pauseMs);
+    Interruption::Pause(pauseMs);
 }

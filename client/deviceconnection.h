@@ -23,8 +23,8 @@ class QNetworkRequest;
  * a `DeviceRefusal` with that text. It serves one request at a time and answers 408 when others
  * take too long, and 500 when its own answer does; such a request is sent again after a pause, as
  * often as the settings allow. A device that stays busy, and any other status, is a `ClientError`
- * of status `DeviceRefused`. No answer at all is `CannotConnect`; an answer that is cut short or is
- * not what the route answers is `TransferCorrupt`.
+ * of status `DeviceRefused`. No answer at all is `CannotConnect`; an answer that is cut short, too
+ * long or not what the route answers is `TransferCorrupt`.
  *
  * A connection that is closed without a byte of an answer makes Qt send the request again. Every
  * request here can be sent twice without harm; who deletes looks before and afterwards.
@@ -36,9 +36,10 @@ public:
     {
         QUrl device;            ///< scheme, host and port
         QSslConfiguration tls;  ///< counts with https
-        int retries = 5;        ///< of a busy device, and for an upload that breaks off
+        int retries = 5;        ///< of a busy device, and for a file whose transfer breaks off
         int timeoutMs = 30'000; ///< without a byte in either direction
         std::function<void(const QString &)> notice; ///< told before each pause; may be empty
+        std::function<void(const QString &)> trace;  ///< each request and answer; may be empty
     };
 
     using Progress = Transfer::Progress;
@@ -62,17 +63,42 @@ public:
     void DeleteForEmptyAnswer(const QByteArray &route);
     void PutForEmptyAnswer(const QByteArray &route);
 
+    /** Any method and any answer, of which only the transport is judged. */
+    Transfer::Answer Any(const QByteArray &method, const QByteArray &route, const QByteArray &body);
+
     /**
-     * Writes a body of any type to `sink` as it arrives. An error object is a body like any other
-     * here: only the caller can know whether the file looks like that.
+     * Writes a body of any type to `sink` as it arrives, at most one byte more than `announced`. An
+     * error object is a body like any other here: only the caller can know whether the file looks
+     * like that. A transfer that breaks off begins again, and the sink at its start.
      */
-    void Download(const QByteArray &route, QIODevice &sink, const Progress &progress);
+    void Download(const QByteArray &route, QFile &sink, qint64 announced, const Progress &progress);
 
     /** Sends a description and a file as the two parts of a form. `source` is open for reading. */
     void Upload(const QByteArray &route, const QJsonObject &description, QFile &source,
                 const Progress &progress);
 
+    /** While it lives requests are sent once, and an answer is waited for a few seconds. */
+    class Hurry
+    {
+    public:
+        explicit Hurry(DeviceConnection &hurriedConnection);
+        ~Hurry();
+        Hurry(const Hurry &) = delete;
+        Hurry &operator=(const Hurry &) = delete;
+
+    private:
+        DeviceConnection &connection;
+        const int retries;
+        const int timeoutMs;
+    };
+
 private:
+    struct Request
+    {
+        QByteArray method;
+        QByteArray route;
+        QByteArray body;
+    };
     using Start = std::function<QNetworkReply *()>;
     enum class BreakOff
     {
@@ -80,11 +106,14 @@ private:
         IsRetried
     };
 
+    Transfer::Answer Simple(const Request &request);
     QNetworkRequest RequestFor(const QByteArray &route) const;
     QNetworkReply *StartUpload(const QByteArray &route, const QJsonObject &description,
                                QFile &source);
-    Transfer::Answer Exchange(const Start &start, BreakOff breakOff, QIODevice *sink,
-                              const Progress &progress);
+    Transfer::Answer Exchange(const Request &request, const Start &start, BreakOff breakOff,
+                              const Transfer::Sink &sink, const Progress &progress);
+    Transfer::Answer Try(const Request &request, const Start &start, const Transfer::Sink &sink,
+                         const Progress &progress);
     QJsonDocument Json(const Transfer::Answer &answer) const;
     void ExpectEmptyObject(const Transfer::Answer &answer) const;
     void Pause(int attempt, const QString &reason) const;

@@ -3,8 +3,12 @@
 #include <QDir>
 #include <QSet>
 #include <QStringList>
+#include <algorithm>
+#include <fnmatch.h>
+#include <iterator>
 
 #include "clienterror.h"
+#include "pathnames.h"
 
 namespace {
 
@@ -30,6 +34,11 @@ QString CutAfterUserFiles(const QString &folder)
     return position < 0 ? folder : folder.left(position + name.size());
 }
 
+QString NotListed(const char *kind, const QString &path)
+{
+    return QString("the device lists no %1 %2").arg(kind, path);
+}
+
 QString CleanedRelative(const QString &path)
 {
     const QString cleaned = QDir::cleanPath(path);
@@ -53,16 +62,7 @@ DevicePaths::DevicePaths(const QVector<FileRecord> &listing)
 
 QString DevicePaths::Cleaned(const QString &absolutePath)
 {
-    QStringList names;
-    const QStringList all = absolutePath.split('/', Qt::SkipEmptyParts);
-    for (const QString &name : all) {
-        if (name == "..") {
-            names = names.mid(0, names.size() - 1);
-        } else if (name != ".") {
-            names.append(name);
-        }
-    }
-    return '/' + names.join('/');
+    return QString::fromUtf8(JoinedPath(ResolvedNames(absolutePath.toUtf8())));
 }
 
 QString DevicePaths::Root() const
@@ -73,6 +73,23 @@ QString DevicePaths::Root() const
 QString DevicePaths::File(const QString &path) const
 {
     return path.startsWith('/') ? path : Find(CleanedRelative(path), files, "file");
+}
+
+QVector<QString> DevicePaths::Matching(const QString &pattern) const
+{
+    const QString absolute = pattern.startsWith('/') ? pattern : root + '/' + pattern;
+    if (files.contains(absolute)) {
+        return {absolute};
+    }
+    const QByteArray wanted = absolute.toUtf8();
+    QVector<QString> matches;
+    std::copy_if(files.begin(), files.end(), std::back_inserter(matches), [&](const QString &file) {
+        return fnmatch(wanted.constData(), file.toUtf8().constData(), FNM_PATHNAME) == 0;
+    });
+    if (matches.isEmpty()) {
+        throw ClientError(ExitStatus::DeviceRefused, NotListed("file that matches", pattern));
+    }
+    return matches;
 }
 
 QString DevicePaths::Folder(const QString &path) const
@@ -100,11 +117,9 @@ QString DevicePaths::Find(const QString &path, const QVector<QString> &candidate
     if (matches.size() == 1) {
         return matches.first();
     }
-    const QString problem =
-        matches.isEmpty()
-            ? QString("the device lists no %1 %2: give its absolute path on the device")
-                  .arg(kind, path)
-            : QString("%1 could be %2: give its absolute path")
-                  .arg(path, matches.join(QStringLiteral(" or ")));
-    throw ClientError(ExitStatus::Usage, problem);
+    if (matches.isEmpty()) {
+        throw ClientError(ExitStatus::DeviceRefused, NotListed(kind, path));
+    }
+    throw ClientError(ExitStatus::Usage, QString("%1 could be %2: give its absolute path")
+                                             .arg(path, matches.join(QStringLiteral(" or "))));
 }

@@ -24,10 +24,17 @@ public:
 
     /**
      * The listed file that `path` means: below the root, or else the only one that ends so. An
-     * absolute path is returned as it is. Throws a `ClientError` of status `Usage` when there is
-     * none or more than one.
+     * absolute path is returned as it is. Throws a `ClientError`: `DeviceRefused` when there is
+     * none, as the device answers for an absolute path, and `Usage` when there is more than one.
      */
     QString File(const QString &path) const;
+
+    /**
+     * Every listed file that a shell pattern means: an absolute one the whole path, a relative one
+     * the path below the root. None is `DeviceRefused`. A pattern that is itself the name of a
+     * listed file means that one alone.
+     */
+    QVector<QString> Matching(const QString &pattern) const;
 
     /** The same for a folder; "." is the root. */
     QString Folder(const QString &path) const;

@@ -27,10 +27,8 @@ FileRecord FileRecord::FromListing(const QJsonObject &object)
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the device names a file without its path and size"));
     }
-    return {object.value("path").toString(),
-            static_cast<qint64>(size.toDouble()),
-            object.value("modifiedTime").toString(),
-            {}};
+    return {object.value("path").toString(), static_cast<qint64>(size.toDouble()),
+            object.value("modifiedTime").toString(), object.value("sha256").toString()};
 }
 
 FileRecord FileRecord::FromMetadata(const QJsonObject &object)

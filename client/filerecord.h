@@ -12,7 +12,7 @@ struct FileRecord
     QString path; ///< absolute, on the device
     qint64 size = 0;
     QString modifiedTime;
-    QString sha256; ///< only in metadata, empty in listings
+    QString sha256; ///< always in metadata, in listings where the device tells it
 
     bool operator==(const FileRecord &other) const;
     bool operator!=(const FileRecord &other) const;

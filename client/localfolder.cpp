@@ -3,8 +3,10 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QStringList>
+#include <algorithm>
 
 #include "clienterror.h"
+#include "printabletext.h"
 
 namespace {
 
@@ -19,7 +21,7 @@ ClientError Failure(const QString &text)
 bool IsPlainName(const QString &name)
 {
     return !name.isEmpty() && name != "." && name != ".." && name != stagingName &&
-           name != lockName && !name.contains(QChar::Null);
+           name != lockName;
 }
 
 } // namespace
@@ -45,6 +47,10 @@ QString LocalFolder::Target(const QString &relative) const
     const QStringList names = relative.split('/');
     QString path = root;
     for (int i = 0; i < names.size(); ++i) {
+        if (std::any_of(names[i].begin(), names[i].end(), IsUnprintable)) {
+            throw Unnameable(ExitStatus::LocalFailure,
+                             QStringLiteral("its name holds control characters"));
+        }
         if (!IsPlainName(names[i])) {
             throw Failure(QString("%1 is no name for a file in this folder").arg(relative));
         }

@@ -1,28 +1,51 @@
 #include "output.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <unistd.h>
 
-#include "clienterror.h"
+#include "printabletext.h"
 
 namespace {
 
 void Write(std::FILE *stream, const QByteArray &bytes)
 {
     const auto size = static_cast<size_t>(bytes.size());
-    if (std::fwrite(bytes.constData(), 1, size, stream) != size || std::fflush(stream) != 0) {
-        if (stream == stdout) {
-            throw ClientError(ExitStatus::LocalFailure,
-                              QStringLiteral("cannot write to standard output"));
+    if (std::fwrite(bytes.constData(), 1, size, stream) == size && std::fflush(stream) == 0) {
+        return;
+    }
+    if (stream == stdout) {
+        if (errno == EPIPE) {
+            throw NobodyReads();
         }
+        throw ClientError(ExitStatus::LocalFailure,
+                          "cannot write to standard output: " + qt_error_string(errno));
     }
 }
 
-void WriteLine(std::FILE *stream, const QString &text)
+// Outside of its texts a JSON document holds nothing that has to be escaped but its line ends.
+QByteArray Escaped(const QJsonDocument &document)
 {
-    Write(stream, Output::WithoutControlCharacters(text).toUtf8() + '\n');
+    QStringList lines = QString::fromUtf8(document.toJson()).split('\n');
+    for (QString &line : lines) {
+        line = Escaped(line);
+    }
+    return lines.join('\n').toUtf8();
 }
 
 } // namespace
+
+NobodyReads::NobodyReads()
+    : ClientError(ExitStatus::LocalFailure, QStringLiteral("nobody reads standard output"))
+{
+    // Whoever closed the pipe has what it wanted.
+    TellOnce([](const QString &) {});
+}
+
+bool NobodyReads::EndsEverything() const
+{
+    return true;
+}
 
 void Output::SetFormat(Format newFormat)
 {
@@ -47,13 +70,15 @@ bool Output::IsQuiet() const
 void Output::Line(const QString &text) const
 {
     if (!IsJson()) {
-        WriteLine(stdout, text);
+        ClearStatus();
+        Write(stdout, Escaped(text).toUtf8() + '\n');
     }
 }
 
 void Output::Document(const QJsonDocument &document) const
 {
-    Write(stdout, document.toJson());
+    ClearStatus();
+    Write(stdout, Escaped(document));
 }
 
 void Output::Json(const QJsonDocument &document) const
@@ -63,26 +88,58 @@ void Output::Json(const QJsonDocument &document) const
     }
 }
 
+void Output::Bytes(const QByteArray &bytes) const
+{
+    Write(stdout, bytes);
+}
+
 void Output::Notice(const QString &text) const
 {
     if (!quiet) {
-        WriteLine(stderr, "parlowenctl: " + text);
+        WriteToUser("parlowenctl: " + text);
     }
 }
 
 void Output::Error(const QString &text) const
 {
-    WriteLine(stderr, "parlowenctl: " + text);
+    WriteToUser("parlowenctl: " + text);
 }
 
-QString Output::WithoutControlCharacters(const QString &text)
+void Output::Trace(const QString &text) const
 {
-    QString clean = text;
-    for (QChar &character : clean) {
-        if (character.category() == QChar::Other_Control ||
-            character.category() == QChar::Other_Format) {
-            character = '?';
-        }
+    WriteToUser(text);
+}
+
+void Output::Status(const QString &text) const
+{
+    // Clears the rest of the line, for the text grows shorter as well as longer.
+    Write(stderr, '\r' + text.toUtf8() + "\033[K");
+    statusShown = true;
+}
+
+void Output::ClearStatus() const
+{
+    if (statusShown) {
+        Write(stderr, "\r\033[K");
     }
-    return clean;
+    statusShown = false;
+}
+
+void Output::KeepStatus() const
+{
+    if (statusShown) {
+        Write(stderr, "\n");
+    }
+    statusShown = false;
+}
+
+bool Output::ShowsStatus() const
+{
+    return !quiet && isatty(STDOUT_FILENO) != 0 && isatty(STDERR_FILENO) != 0;
+}
+
+void Output::WriteToUser(const QString &text) const
+{
+    ClearStatus();
+    Write(stderr, Escaped(text).toUtf8() + '\n');
 }

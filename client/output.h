@@ -4,10 +4,20 @@
 #include <QJsonDocument>
 #include <QString>
 
+#include "clienterror.h"
+
+/** Whoever reads standard output has stopped reading, as `head` does: there is nobody to tell. */
+class NobodyReads : public ClientError
+{
+public:
+    NobodyReads();
+    bool EndsEverything() const override;
+};
+
 /**
  * What the program prints: results on standard output, either as lines for people or, with --json,
- * as one JSON document; notices and errors on standard error. Control characters in names from the
- * device are shown as "?", so that they cannot steer a terminal.
+ * as one JSON document; notices, errors and the status line on standard error. Whatever in a name
+ * from the device could steer a terminal is shown as "\u001b" and the like, in JSON too.
  */
 class Output
 {
@@ -34,17 +44,37 @@ public:
     /** The result as JSON; nothing without --json. */
     void Json(const QJsonDocument &document) const;
 
+    /** The bytes as they are, for whoever asked for them on standard output. */
+    void Bytes(const QByteArray &bytes) const;
+
     /** Something that the user should know; goes to standard error, not with --quiet. */
     void Notice(const QString &text) const;
 
     /** Goes to standard error always. */
     void Error(const QString &text) const;
 
-    static QString WithoutControlCharacters(const QString &text);
+    /** A line of --trace; goes to standard error always. */
+    void Trace(const QString &text) const;
+
+    /**
+     * The line at the bottom of the terminal that tells how far things are; everything else that
+     * is printed stands above it. Only where `ShowsStatus`.
+     */
+    void Status(const QString &text) const;
+    void ClearStatus() const;
+
+    /** Ends the status line: it stays, and what follows begins below it. */
+    void KeepStatus() const;
+
+    /** True with a terminal at both ends and without --quiet. */
+    bool ShowsStatus() const;
 
 private:
+    void WriteToUser(const QString &text) const;
+
     Format format = Format::Text;
     bool quiet = false;
+    mutable bool statusShown = false;
 };
 
 #endif // OUTPUT_H

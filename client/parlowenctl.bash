@@ -3,11 +3,11 @@
 _parlowenctl()
 {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local options="--host --cacert --cert --key --insecure --json --quiet --retries --timeout --help --version"
+    local options="--host --cacert --cert --key --insecure --json --quiet --trace --retries --timeout --help --version"
     local group="" command="" i
 
     case $previous in
-        --host | --retries | --timeout | --root) return ;;
+        --host | --retries | --timeout | --root | --as | --include | --exclude) return ;;
         -o | --output | --cacert | --cert | --key)
             mapfile -t COMPREPLY < <(compgen -f -- "$word")
             return
@@ -17,7 +17,8 @@ _parlowenctl()
     # The command is the words before the cursor that are neither options nor their values.
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-            --host | --cacert | --cert | --key | --retries | --timeout | --root | -o | --output) ((i++)) ;;
+            --host | --cacert | --cert | --key | --retries | --timeout | --root | --as | --include | \
+                --exclude | -o | --output) ((i++)) ;;
             -*) ;;
             workorders | files)
                 [[ -z $group && -z $command ]] && group=${COMP_WORDS[i]}
@@ -29,9 +30,11 @@ _parlowenctl()
     done
 
     case $command in
-        "files get") options+=" -o --output" ;;
+        "files get") options+=" -o --output --dry-run --include --exclude" ;;
+        "files put") options+=" -r --recursive --as --dry-run --include --exclude" ;;
+        "files rm" | "files confirm") options+=" --dry-run --include --exclude" ;;
         "files pending") options+=" --all" ;;
-        sync) options+=" --all --root" ;;
+        sync) options+=" --root --recent --everything --dry-run --include --exclude" ;;
     esac
     if [[ $word == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")

@@ -3,6 +3,8 @@
 #include "clienterror.h"
 #include "filecommands.h"
 #include "infocommands.h"
+#include "interruption.h"
+#include "putcommand.h"
 #include "synccommand.h"
 #include "workordercommands.h"
 
@@ -58,7 +60,7 @@ int Program::Run(int argumentCount, char **arguments)
     }
     output.SetFormat(json ? Output::Format::Json : Output::Format::Text);
     output.SetQuiet(quiet);
-    return static_cast<int>(RunSelected());
+    return RunSelected();
 }
 
 void Program::AddGlobalOptions()
@@ -77,6 +79,7 @@ void Program::AddGlobalOptions()
     parser.add_flag("--insecure", tls.insecure, "Do not check the device's certificate");
     parser.add_flag("--json", json, "Print the result as one JSON document");
     parser.add_flag("--quiet", quiet, "Print no progress and no notices");
+    parser.add_flag("--trace", trace, "Show each request and answer on standard error");
     parser.add_option("--retries", retries, "How often a busy device is asked again")
         ->check(CLI::Range(0, 100))
         ->type_name("COUNT")
@@ -114,6 +117,9 @@ DeviceConnection::Settings Program::ConnectionSettings() const
     settings.retries = retries;
     settings.timeoutMs = timeoutSeconds * msPerSecond;
     settings.notice = [this](const QString &text) { output.Notice(text); };
+    if (trace) {
+        settings.trace = [this](const QString &text) { output.Trace(text); };
+    }
     return settings;
 }
 
@@ -133,26 +139,33 @@ QSslConfiguration Program::TlsFor(const QUrl &device) const
     return tls.Configuration();
 }
 
-ExitStatus Program::RunSelected()
+int Program::RunSelected()
 {
+    constexpr int signalStatus = 128;
     try {
         DeviceConnection connection(ConnectionSettings());
-        return selected->Run(connection, output);
-    } catch (const ClientError &error) {
+        return static_cast<int>(selected->Run(connection, output));
+    } catch (Interrupted &stop) {
+        Report(stop);
+        return signalStatus + stop.SignalNumber();
+    } catch (ClientError &error) {
         return Report(error);
     } catch (const std::exception &error) {
-        return Report({ExitStatus::LocalFailure, QString::fromLocal8Bit(error.what())});
+        ClientError failure(ExitStatus::LocalFailure, QString::fromLocal8Bit(error.what()));
+        return Report(failure);
     }
 }
 
-ExitStatus Program::Report(const ClientError &error) const
+int Program::Report(ClientError &error) const
 {
-    output.Error(error.Message());
-    try {
-        output.Json(QJsonDocument(QJsonObject{{"error", error.Message()},
-                                              {"exitStatus", static_cast<int>(error.Status())}}));
-    } catch (const ClientError &) {
-        // Standard output takes nothing. Standard error has been told, and the status tells it too.
-    }
-    return error.Status();
+    const int status = static_cast<int>(error.Status());
+    error.TellOnce([&](const QString &message) {
+        output.Error(message);
+        try {
+            output.Json(QJsonDocument(QJsonObject{{"error", message}, {"exitStatus", status}}));
+        } catch (const ClientError &) {
+            // Standard output takes nothing. Standard error was told, and the status tells it too.
+        }
+    });
+    return status;
 }

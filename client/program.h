@@ -26,8 +26,8 @@ private:
     void AddCommand(CLI::App *parent, std::unique_ptr<Command> command);
     DeviceConnection::Settings ConnectionSettings() const;
     QSslConfiguration TlsFor(const QUrl &device) const;
-    ExitStatus RunSelected();
-    ExitStatus Report(const ClientError &error) const;
+    int RunSelected();
+    int Report(ClientError &error) const;
 
     CLI::App parser;
     std::vector<std::unique_ptr<Command>> commands;
@@ -39,6 +39,7 @@ private:
     int timeoutSeconds = 30;
     bool json = false;
     bool quiet = false;
+    bool trace = false;
 };
 
 #endif // PROGRAM_H

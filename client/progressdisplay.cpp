@@ -1,18 +1,23 @@
 #include "progressdisplay.h"
 
+#include <QLocale>
+#include <QStringList>
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <clocale>
+#include <cwchar>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "output.h"
+#include "printabletext.h"
 
 namespace {
 
 constexpr qint64 redrawMs = 100;
-constexpr qint64 lineMs = 5000;
 constexpr int barWidth = 20;
+// What a file costs besides its bytes, in bytes: a thousand empty files take their time too.
+constexpr qint64 costOfFile = 64 << 10;
 
 int TerminalWidth()
 {
@@ -46,38 +51,66 @@ QString Bar(int percent)
     return '[' + QString(filled, '#') + QString(barWidth - filled, '-') + ']';
 }
 
+// The width of letters is a matter of the locale, and ours is always UTF-8.
+int ColumnsOf(uint character)
+{
+    static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const locale_t before = uselocale(utf8);
+    const int columns = wcwidth(static_cast<wchar_t>(character));
+    uselocale(before);
+    return std::max(columns, 0);
+}
+
+QString Grouped(int number)
+{
+    return QLocale(QLocale::English, QLocale::UnitedStates).toString(number);
+}
+
 } // namespace
 
-ProgressDisplay::ProgressDisplay(const Output &output, const QString &fileName, qint64 totalBytes)
-    : name(Output::WithoutControlCharacters(fileName))
-    , total(totalBytes)
-    , terminal(isatty(STDERR_FILENO) != 0)
-    , silent(output.IsQuiet())
+ProgressDisplay::ProgressDisplay(const Output &jobOutput, int jobFiles, qint64 jobBytes)
+    : output(jobOutput)
+    , files(jobFiles)
+    , bytes(jobBytes)
+    , shown(jobOutput.ShowsStatus())
 {
-    sinceStart.start();
+    sinceJobStart.start();
     sinceShown.start();
 }
 
 ProgressDisplay::~ProgressDisplay()
 {
-    if (terminal && !silent) {
-        Draw();
-        std::fputc('\n', stderr);
-    }
+    output.KeepStatus();
+}
+
+void ProgressDisplay::Begin(const QString &fileName, qint64 fileBytes)
+{
+    name = Escaped(fileName);
+    size = fileBytes;
+    done = 0;
+    sinceTryStart.start();
 }
 
 void ProgressDisplay::Update(qint64 doneBytes)
 {
-    done = std::min(doneBytes, total);
-    if (silent || sinceShown.elapsed() < (terminal ? redrawMs : lineMs)) {
-        return;
+    const qint64 now = std::min(doneBytes, size);
+    if (now < done || now == 0) {
+        lostMs += sinceTryStart.restart();
     }
-    sinceShown.restart();
-    if (terminal) {
+    done = now;
+    if (shown && sinceShown.elapsed() >= redrawMs) {
+        sinceShown.restart();
         Draw();
-    } else {
-        Print();
     }
+}
+
+void ProgressDisplay::End()
+{
+    if (shown && (files == 1 || done > 0)) {
+        Draw();
+    }
+    finishedBytes += size;
+    ++finishedFiles;
 }
 
 QString ProgressDisplay::Describe(qint64 done, qint64 total, qint64 elapsedMs)
@@ -95,6 +128,18 @@ QString ProgressDisplay::Describe(qint64 done, qint64 total, qint64 elapsedMs)
     return text;
 }
 
+QString ProgressDisplay::DescribeJob(int done, int files, qint64 secondsLeft)
+{
+    constexpr qint64 minute = 60;
+    const QString text = QString("%1 of %2").arg(Grouped(done), Grouped(files));
+    if (secondsLeft < 0) {
+        return text;
+    }
+    return secondsLeft < minute
+               ? QString("%1, %2 s left").arg(text).arg(secondsLeft)
+               : QString("%1, %2 min left").arg(text).arg((secondsLeft + minute / 2) / minute);
+}
+
 QString ProgressDisplay::Bytes(double count)
 {
     constexpr double step = 1024;
@@ -107,19 +152,58 @@ QString ProgressDisplay::Bytes(double count)
     return QString("%1 %2").arg(count, 0, 'f', unit == 0 ? 0 : 1).arg(units.at(unit));
 }
 
-void ProgressDisplay::Draw()
+int ProgressDisplay::Columns(const QString &text)
 {
-    const QString tail =
-        ' ' + Bar(Percent(done, total)) + ' ' + Describe(done, total, sinceStart.elapsed());
-    const int room = std::max(TerminalWidth() - 1 - tail.size(), 0);
-    const QString line = name.right(room) + tail;
-    // Clears the rest of the line, for the text grows shorter as well as longer.
-    std::fprintf(stderr, "\r%s\033[K", line.toUtf8().constData());
-    std::fflush(stderr);
+    int columns = 0;
+    for (const uint character : text.toUcs4()) {
+        columns += ColumnsOf(character);
+    }
+    return columns;
 }
 
-void ProgressDisplay::Print() const
+QString ProgressDisplay::LastColumns(const QString &text, int columns)
 {
-    const QString line = name + ": " + Describe(done, total, sinceStart.elapsed());
-    std::fprintf(stderr, "%s\n", line.toUtf8().constData());
+    QVector<uint> characters = text.toUcs4();
+    int taken = 0;
+    int first = characters.size();
+    while (first > 0 && taken + ColumnsOf(characters[first - 1]) <= columns) {
+        taken += ColumnsOf(characters[--first]);
+    }
+    characters = characters.mid(first);
+    return QString::fromUcs4(characters.constData(), characters.size());
+}
+
+QString ProgressDisplay::Fit(const QString &job, const QString &name, int percent,
+                             const QString &details, int columns)
+{
+    constexpr int shortestName = 8;
+    const QString start = job.isEmpty() ? QString() : job + ": ";
+    const QString percentage = QString(" %1%").arg(percent);
+    for (const QString &tail : {' ' + Bar(percent) + ' ' + details, ' ' + details, percentage}) {
+        const int room = columns - Columns(start) - Columns(tail);
+        if (room >= std::min(shortestName, Columns(name))) {
+            return start + LastColumns(name, room) + tail;
+        }
+    }
+    return LastColumns(job.isEmpty() ? percentage : job, columns);
+}
+
+void ProgressDisplay::Draw()
+{
+    const QString job = files > 1 ? DescribeJob(finishedFiles, files, SecondsLeft()) : QString();
+    output.Status(Fit(job, name, Percent(done, size), Describe(done, size, sinceTryStart.elapsed()),
+                      TerminalWidth() - 1));
+}
+
+qint64 ProgressDisplay::SecondsLeft() const
+{
+    constexpr double msPerSecond = 1000;
+    const double work = static_cast<double>(bytes) + static_cast<double>(files * costOfFile);
+    const double finished =
+        static_cast<double>(finishedBytes + done) + static_cast<double>(finishedFiles * costOfFile);
+    const double spentMs = static_cast<double>(sinceJobStart.elapsed() - lostMs);
+    if (finished <= 0) {
+        return -1;
+    }
+    return static_cast<qint64>(std::max(work - finished, 0.0) * spentMs / finished / msPerSecond);
 }

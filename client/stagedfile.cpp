@@ -2,57 +2,12 @@
 
 #include <QByteArray>
 #include <QFileInfo>
-#include <array>
 #include <cerrno>
-#include <climits>
-#include <csignal>
-#include <cstdio>
-#include <cstring>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "clienterror.h"
-
-namespace {
-
-// What the signal handler removes. A handler may call unlink, but nothing that allocates.
-std::array<char, PATH_MAX> nameToRemove{};
-
-[[noreturn]] void RemoveAndEnd(int signalNumber)
-{
-    unlink(nameToRemove.data());
-    _exit(128 + signalNumber);
-}
-
-void RemoveOnSignal(const QByteArray &name)
-{
-    if (name.size() >= static_cast<int>(nameToRemove.size())) {
-        return;
-    }
-    std::memcpy(nameToRemove.data(), name.constData(), static_cast<size_t>(name.size()) + 1);
-    for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP}) {
-        std::signal(signalNumber, RemoveAndEnd);
-    }
-}
-
-void RemoveNothingOnSignal()
-{
-    for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP}) {
-        std::signal(signalNumber, SIG_DFL);
-    }
-}
-
-void SyncFolderOf(const QString &name)
-{
-    const QByteArray folder = QFile::encodeName(QFileInfo(name).absolutePath());
-    const int descriptor = open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor >= 0) {
-        fsync(descriptor);
-        close(descriptor);
-    }
-}
-
-} // namespace
+#include "durablefile.h"
+#include "interruption.h"
 
 HashingFile::HashingFile(const QString &name)
     : QFile(name)
@@ -72,7 +27,7 @@ qint64 HashingFile::Count() const
     return count;
 }
 
-QString HashingFile::Sha256() const
+QString HashingFile::Digest() const
 {
     return digest.Text();
 }
@@ -84,9 +39,10 @@ QString HashingFile::Sha256Of(const QString &name)
     QByteArray piece(pieceSize, Qt::Uninitialized);
     qint64 got = file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) ? pieceSize : -1;
     while (got > 0) {
+        Interruption::ThrowIfAny();
         got = file.read(piece.data(), pieceSize);
     }
-    return got == 0 ? file.Sha256() : QString();
+    return got == 0 ? file.Digest() : QString();
 }
 
 qint64 HashingFile::readData(char *data, qint64 length)
@@ -116,18 +72,20 @@ StagedFile::StagedFile(const QString &target, const QString &staging)
     , targetName(target)
 {
     QFile::remove(staging);
+    // The user knows the file by the name that it is to have.
+    file.setObjectName(target);
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {
         throw ClientError(ExitStatus::LocalFailure,
                           QString("cannot write %1: %2").arg(target, file.errorString()));
     }
-    RemoveOnSignal(QFile::encodeName(staging));
+    Interruption::RemoveAtOnce(QFile::encodeName(staging));
 }
 
 StagedFile::~StagedFile()
 {
-    RemoveNothingOnSignal();
+    Interruption::RemoveAtOnce({});
     file.close();
-    if (!committed) {
+    if (!ended) {
         QFile::remove(file.fileName());
     }
 }
@@ -139,12 +97,14 @@ HashingFile &StagedFile::Device()
 
 void StagedFile::Commit()
 {
-    const QByteArray from = QFile::encodeName(file.fileName());
-    const QByteArray to = QFile::encodeName(targetName);
-    if (fsync(file.handle()) != 0 || std::rename(from.constData(), to.constData()) != 0) {
+    if (fsync(file.handle()) != 0) {
         throw ClientError(ExitStatus::LocalFailure,
                           QString("cannot write %1: %2").arg(targetName, qt_error_string(errno)));
     }
-    committed = true;
-    SyncFolderOf(targetName);
+    FileSystem fileSystem;
+    QString error;
+    ended = true;
+    if (!ReplaceDurably(fileSystem, file.fileName(), targetName, &error)) {
+        throw ClientError(ExitStatus::LocalFailure, error);
+    }
 }

@@ -4,7 +4,7 @@
 #include <QFile>
 #include <QString>
 
-#include "digest.h"
+#include "sha256.h"
 
 /**
  * A file that computes the SHA-256 of what passes through it, so that a transfer needs no second
@@ -22,7 +22,7 @@ public:
     qint64 Count() const;
 
     /** Their sum as lower-case hexadecimal. */
-    QString Sha256() const;
+    QString Digest() const;
 
     /** The sum of a whole file, or an empty text when it cannot be read. */
     static QString Sha256Of(const QString &name);
@@ -34,15 +34,15 @@ protected:
 private:
     void Add(const char *data, qint64 length);
 
-    Digest digest;
+    Sha256 digest;
     qint64 count = 0;
 };
 
 /**
  * A local file that appears under its own name only when it is whole: it is written under another
  * name in a folder of the same file system and renamed by `Commit`. Without that call, and when
- * SIGINT, SIGTERM or SIGHUP ends the program, the file of the other name is removed and what stood
- * at the target is as it was. One at a time. Failures throw a `ClientError` of status
+ * a signal ends the program at once, the file of the other name is removed and what stood at the
+ * target is as it was. One at a time. Failures throw a `ClientError` of status
  * `LocalFailure`.
  */
 class StagedFile
@@ -63,7 +63,7 @@ public:
 private:
     HashingFile file;
     QString targetName;
-    bool committed = false;
+    bool ended = false;
 };
 
 #endif // STAGEDFILE_H

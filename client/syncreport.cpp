@@ -8,6 +8,16 @@
 #include "clienterror.h"
 #include "filerecord.h"
 #include "output.h"
+#include "userfiles.h"
+
+namespace {
+
+bool IsSame(const FileRecord &left, const FileRecord &right)
+{
+    return left.size == right.size && left.modifiedTime == right.modifiedTime;
+}
+
+} // namespace
 
 SyncReport::SyncReport(const Output &reportOutput)
     : output(reportOutput)
@@ -24,6 +34,47 @@ void SyncReport::Failed(const QString &path, const ClientError &error)
     AddFailure(path, error);
 }
 
+void SyncReport::Skipped(const QString &path, const ClientError &reason)
+{
+    const QString message = reason.Message();
+    output.Error("skipped " + (message.contains(path) ? message : path + ": " + message));
+    skipped.append(QJsonObject{{"path", path}, {"error", message}});
+    failedPaths.insert(path);
+    status = status == ExitStatus::Done ? reason.Status() : status;
+}
+
+void SyncReport::Stopped(ClientError &error)
+{
+    error.TellOnce([this](const QString &message) {
+        output.Error(QString("%1 (%2 files are done); run the same command again")
+                         .arg(message)
+                         .arg(done.size()));
+    });
+    stop = std::current_exception();
+    status = error.Status();
+}
+
+QVector<FileRecord> SyncReport::TakeChanged(UserFiles &files)
+{
+    if (done.isEmpty()) {
+        return {};
+    }
+    QHash<QString, FileRecord> listed;
+    const QVector<FileRecord> listing = files.List();
+    for (const FileRecord &record : listing) {
+        listed.insert(record.path, record);
+    }
+    QVector<FileRecord> changed;
+    QVector<FileRecord> same;
+    for (const FileRecord &record : qAsConst(done)) {
+        const auto found = listed.constFind(record.path);
+        const bool differs = found != listed.constEnd() && !IsSame(*found, record);
+        (differs ? changed : same).append(differs ? *found : record);
+    }
+    done = same;
+    return changed;
+}
+
 void SyncReport::CompareWith(const QVector<FileRecord> &left)
 {
     QHash<QString, FileRecord> leftByPath;
@@ -34,8 +85,7 @@ void SyncReport::CompareWith(const QVector<FileRecord> &left)
     for (const FileRecord &record : std::exchange(done, {})) {
         const auto found = leftByPath.constFind(record.path);
         // One that has changed since then is pending again, and for good reason.
-        if (found != leftByPath.constEnd() && found->size == record.size &&
-            found->modifiedTime == record.modifiedTime) {
+        if (found != leftByPath.constEnd() && IsSame(*found, record)) {
             Failed(record.path, {ExitStatus::TransferCorrupt,
                                  QStringLiteral("still pending after its confirmation")});
         } else {
@@ -53,7 +103,10 @@ void SyncReport::CompareWith(const QVector<FileRecord> &left)
 
 void SyncReport::NotCompared(const ClientError &error)
 {
-    if (done.isEmpty() && failures.isEmpty()) {
+    if (stop) {
+        return;
+    }
+    if (done.isEmpty() && failures.isEmpty() && skipped.isEmpty()) {
         throw error;
     }
     const ClientError unknown(error.Status(), "not known to be confirmed: " + error.Message());
@@ -66,20 +119,21 @@ void SyncReport::NotCompared(const ClientError &error)
     status = status == ExitStatus::Done ? error.Status() : status;
 }
 
-ExitStatus SyncReport::Status() const
+ExitStatus SyncReport::Finish() const
 {
+    const QString summary = done.isEmpty() && failures.isEmpty() && skipped.isEmpty()
+                                ? QStringLiteral("nothing to do")
+                                : QString("%1 fetched, verified and confirmed, %2 failed")
+                                      .arg(done.size())
+                                      .arg(failures.size());
+    output.Line(skipped.isEmpty() ? summary
+                                  : QString("%1, %2 skipped").arg(summary).arg(skipped.size()));
+    output.Json(QJsonDocument(QJsonObject{
+        {"synchronised", FileLines::Json(done)}, {"failed", failures}, {"skipped", skipped}}));
+    if (stop) {
+        std::rethrow_exception(stop);
+    }
     return status;
-}
-
-void SyncReport::Print() const
-{
-    output.Line(done.isEmpty() && failures.isEmpty()
-                    ? QStringLiteral("nothing to do")
-                    : QString("%1 fetched, verified and confirmed, %2 failed")
-                          .arg(done.size())
-                          .arg(failures.size()));
-    output.Json(
-        QJsonDocument(QJsonObject{{"synchronised", FileLines::Json(done)}, {"failed", failures}}));
 }
 
 void SyncReport::AddFailure(const QString &path, const ClientError &error)

@@ -1,16 +1,22 @@
 #include "transfer.h"
 
 #include <QEventLoop>
+#include <QIODevice>
 #include <QNetworkProxy>
 #include <QNetworkReply>
+#include <QSocketNotifier>
 #include <QTcpSocket>
+#include <algorithm>
 
 #include "clienterror.h"
 #include "deviceaddress.h"
+#include "interruption.h"
 
 namespace {
 
 constexpr int statusDone = 200;
+// What a device may send, so that a broken or hostile one costs neither memory nor time.
+constexpr int longestErrorPage = 64 << 10;
 
 int StatusOf(const QNetworkReply &reply)
 {
@@ -91,12 +97,13 @@ ClientError TransportFailure(const QNetworkReply &reply, bool bytesPassed, const
 
 } // namespace
 
-Transfer::Transfer(QNetworkReply *startedReply, QIODevice *bodySink, const Progress &progressOfBody)
+Transfer::Transfer(QNetworkReply *startedReply, const Sink &bodySink,
+                   const Progress &progressOfBody)
     : reply(startedReply)
     , sink(bodySink)
     , progress(progressOfBody)
 {
-    // How much Qt reads ahead of us: enough for speed, and what bounds the memory of a download.
+    // How much Qt reads ahead of us: enough for speed, and what bounds the memory of a transfer.
     constexpr qint64 readAhead = 4 << 20;
     QNetworkReply *const source = reply.get();
     QObject::connect(source, &QNetworkReply::readyRead, source, [this] { Take(); });
@@ -106,9 +113,7 @@ Transfer::Transfer(QNetworkReply *startedReply, QIODevice *bodySink, const Progr
                      [this](const QList<QSslError> &errors) {
                          distrust = TlsOptions::Explain(errors.first(), reply->url().host());
                      });
-    if (sink != nullptr) {
-        source->setReadBufferSize(readAhead);
-    }
+    source->setReadBufferSize(readAhead);
 }
 
 Transfer::~Transfer() = default;
@@ -117,15 +122,22 @@ Transfer::Answer Transfer::Await()
 {
     QEventLoop loop;
     QObject::connect(reply.get(), &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    QSocketNotifier stop(Interruption::Descriptor(), QSocketNotifier::Read);
+    QObject::connect(&stop, &QSocketNotifier::activated, reply.get(), [this, &stop] {
+        stop.setEnabled(false);
+        reply->abort();
+    });
     loop.exec();
-    if (!sinkFailed) {
+    Interruption::ThrowIfAny();
+    if (!sinkFailed && !enough) {
         Take();
     }
     if (sinkFailed) {
         throw ClientError(ExitStatus::LocalFailure,
-                          QString("cannot write the file: %1").arg(sink->errorString()));
+                          QString("cannot write %1: %2")
+                              .arg(sink.device->objectName(), sink.device->errorString()));
     }
-    if (BrokeOff(*reply)) {
+    if (!enough && BrokeOff(*reply)) {
         throw TransportFailure(*reply, bytesPassed, distrust);
     }
     answer.status = StatusOf(*reply);
@@ -134,22 +146,45 @@ Transfer::Answer Transfer::Await()
 
 void Transfer::Take()
 {
+    if (enough || sinkFailed) {
+        return;
+    }
     const QByteArray bytes = reply->readAll();
     bytesPassed = bytesPassed || !bytes.isEmpty();
-    if (sink == nullptr || StatusOf(*reply) != statusDone) {
-        answer.body += bytes;
+    if (sink.device == nullptr || StatusOf(*reply) != statusDone) {
+        Keep(bytes);
     } else {
         WriteToSink(bytes);
     }
 }
 
+void Transfer::Keep(const QByteArray &bytes)
+{
+    const int longest = StatusOf(*reply) == statusDone ? longestDocument : longestErrorPage;
+    answer.body += bytes.left(longest + 1 - answer.body.size());
+    if (answer.body.size() > longest) {
+        StopReading();
+    }
+}
+
 void Transfer::WriteToSink(const QByteArray &bytes)
 {
-    sinkFailed = sinkFailed || sink->write(bytes) != bytes.size();
+    const QByteArray wanted =
+        bytes.left(static_cast<int>(std::min<qint64>(bytes.size(), sink.announced + 1 - received)));
+    sinkFailed = sink.device->write(wanted) != wanted.size();
     if (!sinkFailed) {
-        received += bytes.size();
+        received += wanted.size();
         progress(received);
-    } else if (reply->isRunning()) {
+    }
+    if (sinkFailed || received > sink.announced) {
+        StopReading();
+    }
+}
+
+void Transfer::StopReading()
+{
+    enough = !sinkFailed;
+    if (reply->isRunning()) {
         reply->abort();
     }
 }
@@ -157,7 +192,7 @@ void Transfer::WriteToSink(const QByteArray &bytes)
 void Transfer::TellSent(qint64 sent)
 {
     bytesPassed = bytesPassed || sent > 0;
-    if (progress && sink == nullptr) {
+    if (progress && sink.device == nullptr) {
         progress(sent);
     }
 }

@@ -2,8 +2,12 @@
 
 #include <QFileInfo>
 #include <QJsonArray>
+#include <numeric>
 
 #include "clienterror.h"
+#include "interruption.h"
+#include "namefilter.h"
+#include "progressdisplay.h"
 #include "stagedfile.h"
 
 namespace {
@@ -19,13 +23,7 @@ constexpr char noSuchFile[] = "File not found";
 
 QByteArray RouteTo(const char *prefix, const QString &path)
 {
-    // The device takes "?" for the end of a path, percent-encoded or not: such a request would
-    // reach another file.
-    if (path.contains('?') || !path.startsWith('/')) {
-        throw ClientError(
-            ExitStatus::Usage,
-            QString("%1: the device can only be asked for absolute paths without '?'").arg(path));
-    }
+    UserFiles::RequireAskable(path);
     return DeviceConnection::Route(prefix, path);
 }
 
@@ -94,14 +92,56 @@ QVector<FileRecord> UserFiles::Pending(bool all)
 
 QString UserFiles::Resolve(const QString &path)
 {
-    return path.startsWith('/') ? path : DevicePaths(List()).File(path);
+    return path.startsWith('/') ? path : Paths().File(path);
+}
+
+QVector<QString> UserFiles::Select(const QString &pathOrPattern)
+{
+    if (NameFilter::IsPattern(pathOrPattern)) {
+        return Paths().Matching(pathOrPattern);
+    }
+    return {Resolve(pathOrPattern)};
+}
+
+void UserFiles::RequireAskable(const QString &path)
+{
+    // The device takes "?" for the end of a path, percent-encoded or not: such a request would
+    // reach another file.
+    if (path.contains('?') || !path.startsWith('/')) {
+        throw Unnameable(
+            ExitStatus::Usage,
+            QString("%1: the device can only be asked for absolute paths without '?'").arg(path));
+    }
 }
 
 QString UserFiles::ResolveFolder(const QString &path)
 {
-    const QString folder =
-        DevicePaths::Cleaned(path.startsWith('/') ? path : DevicePaths(List()).Folder(path));
+    const QString folder = DevicePaths::Cleaned(path.startsWith('/') ? path : Paths().Folder(path));
     return folder == "/" ? QString() : folder;
+}
+
+QString UserFiles::Root()
+{
+    return Paths().Root();
+}
+
+const DevicePaths &UserFiles::Paths()
+{
+    if (!paths) {
+        const QVector<FileRecord> listed = List();
+        for (const FileRecord &record : listed) {
+            sizes.insert(record.path, record.size);
+        }
+        paths.emplace(listed);
+    }
+    return *paths;
+}
+
+qint64 UserFiles::SizeOf(const QVector<QString> &chosen) const
+{
+    return std::accumulate(
+        chosen.begin(), chosen.end(), qint64(0),
+        [this](qint64 sum, const QString &path) { return sum + sizes.value(path); });
 }
 
 FileRecord UserFiles::Metadata(const QString &path)
@@ -154,9 +194,10 @@ bool UserFiles::TryFetch(const FileRecord &expected, const QString &target, cons
     StagedFile staged(target, staging);
     // The device cannot send an empty file: its server makes an error page of it.
     if (expected.size > 0) {
-        connection.Download(RouteTo(content, expected.path), staged.Device(), progress);
+        connection.Download(RouteTo(content, expected.path), staged.Device(), expected.size,
+                            progress);
     }
-    if (!expected.Describes(staged.Device().Count(), staged.Device().Sha256())) {
+    if (!expected.Describes(staged.Device().Count(), staged.Device().Digest())) {
         ThrowIfRefusal(staging);
         return false;
     }
@@ -170,12 +211,43 @@ FileRecord UserFiles::Store(const QString &localFile, const QString &path, const
     OpenForReading(source);
     RouteTo(metadata, path);
     const QJsonObject description{{"fileUri", path}, {"fileSize", source.size()}};
-    connection.Upload(listing, description, source, progress);
+    try {
+        connection.Upload(listing, description, source, progress);
+    } catch (const Interrupted &stop) {
+        const DeviceConnection::Hurry hurry(connection);
+        throw Interrupted(stop.SignalNumber(), WhatIsThere(path, source.size()));
+    } catch (const DeviceRefusal &) {
+        throw;
+    } catch (const ClientError &error) {
+        if (error.Status() != ExitStatus::TransferCorrupt) {
+            throw;
+        }
+        const DeviceConnection::Hurry hurry(connection);
+        throw ClientError(error.Status(),
+                          error.Message() + "; " + WhatIsThere(path, source.size()));
+    }
     FileRecord stored = Metadata(path);
-    if (!stored.Describes(source.Count(), source.Sha256())) {
+    if (!stored.Describes(source.Count(), source.Digest())) {
         throw Mismatch(path);
     }
     return stored;
+}
+
+QString UserFiles::WhatIsThere(const QString &path, qint64 size)
+{
+    const QString advice = QStringLiteral("; run the same command again");
+    const QString name = path.section('/', -1);
+    try {
+        const Interruption::Reprieve reprieve;
+        const std::optional<FileRecord> there = Find(path);
+        return there ? QString("the device holds %1 of %2 of %3")
+                               .arg(ProgressDisplay::Bytes(static_cast<double>(there->size)),
+                                    ProgressDisplay::Bytes(static_cast<double>(size)), name) +
+                           advice
+                     : "the device holds nothing of " + name + advice;
+    } catch (const ClientError &) {
+        return "the device may hold a part of " + name + advice;
+    }
 }
 
 void UserFiles::Remove(const QString &path)

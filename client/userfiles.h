@@ -1,6 +1,7 @@
 #ifndef USERFILES_H
 #define USERFILES_H
 
+#include <QHash>
 #include <QString>
 #include <QVector>
 #include <optional>
@@ -25,9 +26,24 @@ public:
     /** Files that wait for synchronisation; `all` includes those that are just being written. */
     QVector<FileRecord> Pending(bool all);
 
-    /** What a path means, see `DevicePaths`; asks the device for its listing if need be. */
+    /**
+     * What a path means, see `DevicePaths`; asks the device for its listing if need be, and once
+     * for all of them.
+     */
     QString Resolve(const QString &path);
+
+    /** The files that a path or a shell pattern means. */
+    QVector<QString> Select(const QString &pathOrPattern);
+
+    /** The bytes of these files, as far as the listing was asked for and names them. */
+    qint64 SizeOf(const QVector<QString> &chosen) const;
+
+    /** Throws `Unnameable` for a path that no request can name. */
+    static void RequireAskable(const QString &path);
     QString ResolveFolder(const QString &path);
+
+    /** The folder of the user files, see `DevicePaths::Root`. */
+    QString Root();
 
     /** The record is of this path: an answer that names another file is `TransferCorrupt`. */
     FileRecord Metadata(const QString &path);
@@ -43,7 +59,10 @@ public:
     FileRecord Fetch(const FileRecord &expected, const QString &target, const QString &staging,
                      const Progress &progress);
 
-    /** Sends a local file and compares what the device then has. Returns its metadata. */
+    /**
+     * Sends a local file and compares what the device then has. Returns its metadata. When it
+     * breaks off, the error tells what the device has of it.
+     */
     FileRecord Store(const QString &localFile, const QString &path, const Progress &progress);
 
     /** Deletes a file and looks that it is gone. */
@@ -56,7 +75,12 @@ private:
     bool TryFetch(const FileRecord &expected, const QString &target, const QString &staging,
                   const Progress &progress);
 
+    const DevicePaths &Paths();
+    QString WhatIsThere(const QString &path, qint64 size);
+
     DeviceConnection &connection;
+    std::optional<DevicePaths> paths;
+    QHash<QString, qint64> sizes; ///< of the listed files
 };
 
 #endif // USERFILES_H

@@ -1,12 +1,14 @@
 #ifndef FILECOMMANDS_H
 #define FILECOMMANDS_H
 
+#include <QVector>
 #include <string>
 #include <vector>
 
 #include "command.h"
-#include "filerecord.h"
+#include "namefilter.h"
 
+class BulkReport;
 class UserFiles;
 
 /** Lists the user files. */
@@ -41,7 +43,26 @@ private:
     std::string path;
 };
 
-/** Fetches one file and verifies it. */
+/** The files of the device that a command is about: paths and shell patterns. */
+class FileSelection
+{
+public:
+    void AddOptions(CLI::App &parser);
+
+    /** The paths, each once. What cannot be found out or asked for is told to the report. */
+    QVector<QString> Choose(UserFiles &files, BulkReport &report) const;
+
+    /** True where one path was named and chosen: the command's result is then that of this file. */
+    bool IsOnePath(const QVector<QString> &chosen) const;
+    bool IsDryRun() const;
+
+private:
+    std::vector<std::string> patterns;
+    NameFilter filter;
+    bool dryRun = false;
+};
+
+/** Fetches files and verifies them. */
 class FilesGetCommand : public Command
 {
 public:
@@ -50,26 +71,16 @@ public:
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
 private:
-    std::string path;
+    ExitStatus GetOne(UserFiles &files, const QString &path, const Output &output) const;
+    ExitStatus GetMany(UserFiles &files, BulkReport &report, const QVector<QString> &paths,
+                       const Output &output) const;
+    QString TargetFor(const QString &devicePath) const;
+
+    FileSelection selection;
     std::string outputFile;
 };
 
-/** Sends files into a folder of the device and verifies them there. */
-class FilesPutCommand : public Command
-{
-public:
-    FilesPutCommand();
-    void AddArguments(CLI::App &parser) override;
-    ExitStatus Run(DeviceConnection &connection, const Output &output) override;
-
-private:
-    FileRecord Store(UserFiles &files, const QString &file, const QString &target,
-                     const Output &output) const;
-
-    std::vector<std::string> arguments;
-};
-
-/** Deletes one file and looks that it is gone. */
+/** Deletes files and looks that they are gone. */
 class FilesRemoveCommand : public Command
 {
 public:
@@ -78,10 +89,10 @@ public:
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
 private:
-    std::string path;
+    FileSelection selection;
 };
 
-/** Marks one file as synchronised. */
+/** Marks files as synchronised. */
 class FilesConfirmCommand : public Command
 {
 public:
@@ -90,7 +101,7 @@ public:
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
 private:
-    std::string path;
+    FileSelection selection;
 };
 
 #endif // FILECOMMANDS_H

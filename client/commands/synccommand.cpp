@@ -2,8 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <QFileInfo>
+#include <QSet>
 #include <algorithm>
 #include <iterator>
+#include <numeric>
 
 #include "clienterror.h"
 #include "localfolder.h"
@@ -17,8 +19,14 @@ namespace {
 bool IsThere(const QString &target, const FileRecord &record)
 {
     const QFileInfo information(target);
-    return information.isFile() && !information.isSymLink() &&
+    return information.isFile() && !information.isSymLink() && information.size() == record.size &&
            record.Describes(information.size(), HashingFile::Sha256Of(target));
+}
+
+qint64 BytesOf(const QVector<FileRecord> &records)
+{
+    return std::accumulate(records.begin(), records.end(), qint64(0),
+                           [](qint64 sum, const FileRecord &record) { return sum + record.size; });
 }
 
 } // namespace
@@ -33,29 +41,35 @@ void SyncCommand::AddArguments(CLI::App &parser)
     parser.add_option("--root", rootOption,
                       "The folder on the device that DIR stands for; without it the folder of the "
                       "user files");
-    parser.add_flag("--all", all, "Include files that are just being written");
+    parser.add_flag("--recent", recent, "Include files that are just being written");
+    parser.add_flag("--everything", everything,
+                    "Fetch confirmed files again where the local copy is gone");
+    parser.add_flag("--dry-run", dryRun, "Show what would be done, and do nothing");
+    filter.AddOptions(parser);
 }
 
 ExitStatus SyncCommand::Run(DeviceConnection &connection, const Output &output)
 {
     UserFiles files(connection);
+    if (dryRun) {
+        return ShowOnly(Wanted(files, files.Pending(recent)) + Lost(files), output);
+    }
     const LocalFolder local(QString::fromStdString(folder));
-    const QVector<FileRecord> pending = files.Pending(all);
+    const QVector<FileRecord> pending = files.Pending(recent);
     const QVector<FileRecord> wanted = Wanted(files, pending);
     if (wanted.size() < pending.size()) {
-        output.Notice(QString("%1 pending files are not below %2")
+        output.Notice(QString("%1 pending files are not below %2, or left out by the patterns")
                           .arg(pending.size() - wanted.size())
                           .arg(root));
     }
     SyncReport report(output);
-    SyncAll(files, local, wanted, output, report);
+    FetchAll({files, local, report, output}, wanted + Lost(files));
     try {
         report.CompareWith(Wanted(files, files.Pending(true)));
     } catch (const ClientError &error) {
         report.NotCompared(error);
     }
-    report.Print();
-    return report.Status();
+    return report.Finish();
 }
 
 QString SyncCommand::RootFor(UserFiles &files) const
@@ -63,7 +77,12 @@ QString SyncCommand::RootFor(UserFiles &files) const
     if (!rootOption.empty()) {
         return files.ResolveFolder(QString::fromStdString(rootOption));
     }
-    return DevicePaths(files.List()).Root();
+    return files.Root();
+}
+
+QString SyncCommand::RelativeOf(const QString &path) const
+{
+    return path.mid(root.size() + 1);
 }
 
 QVector<FileRecord> SyncCommand::Wanted(UserFiles &files, const QVector<FileRecord> &pending)
@@ -71,69 +90,103 @@ QVector<FileRecord> SyncCommand::Wanted(UserFiles &files, const QVector<FileReco
     if (root.isNull() && !pending.isEmpty()) {
         root = RootFor(files);
     }
-    if (rootOption.empty()) {
-        return pending;
-    }
     QVector<FileRecord> wanted;
     std::copy_if(pending.begin(), pending.end(), std::back_inserter(wanted),
-                 [this](const FileRecord &record) { return record.path.startsWith(root + '/'); });
+                 [this](const FileRecord &record) {
+                     return (rootOption.empty() || record.path.startsWith(root + '/')) &&
+                            filter.Takes(RelativeOf(record.path));
+                 });
     return wanted;
 }
 
-void SyncCommand::SyncAll(UserFiles &files, const LocalFolder &local,
-                          const QVector<FileRecord> &wanted, const Output &output,
-                          SyncReport &report) const
+QVector<FileRecord> SyncCommand::Lost(UserFiles &files)
 {
-    for (const FileRecord &waiting : wanted) {
-        try {
-            report.Confirmed(SyncOne(files, local, waiting.path, output));
-        } catch (const ClientError &error) {
-            report.Failed(waiting.path, error);
-            if (error.Status() == ExitStatus::CannotConnect) {
+    if (!everything) {
+        return {};
+    }
+    const QVector<FileRecord> pending = files.Pending(true);
+    QSet<QString> pendingPaths;
+    for (const FileRecord &record : pending) {
+        pendingPaths.insert(record.path);
+    }
+    QVector<FileRecord> lost;
+    const QVector<FileRecord> listed = Wanted(files, files.List());
+    std::copy_if(
+        listed.begin(), listed.end(), std::back_inserter(lost), [&](const FileRecord &record) {
+            const QString local = QString::fromStdString(folder) + '/' + RelativeOf(record.path);
+            return !pendingPaths.contains(record.path) && !QFileInfo::exists(local);
+        });
+    return lost;
+}
+
+ExitStatus SyncCommand::ShowOnly(const QVector<FileRecord> &wanted, const Output &output) const
+{
+    for (const FileRecord &record : wanted) {
+        output.Line(
+            QString("would fetch %1 (%2 bytes)").arg(RelativeOf(record.path)).arg(record.size));
+    }
+    output.Json(QJsonDocument(QJsonObject{{"wouldFetch", FileLines::Json(wanted)}}));
+    return ExitStatus::Done;
+}
+
+void SyncCommand::FetchAll(const Job &job, QVector<FileRecord> wanted)
+{
+    constexpr int rounds = 3;
+    for (int round = 0; round < rounds && !wanted.isEmpty(); ++round) {
+        ProgressDisplay display(job.output, wanted.size(), BytesOf(wanted));
+        for (const FileRecord &waiting : qAsConst(wanted)) {
+            if (!FetchAndConfirm(job, waiting, display)) {
                 return;
             }
         }
+        wanted = job.report.TakeChanged(job.files);
+    }
+    for (const FileRecord &record : qAsConst(wanted)) {
+        job.report.Failed(record.path, {ExitStatus::TransferCorrupt,
+                                        QStringLiteral("the file keeps changing on the device")});
     }
 }
 
-FileRecord SyncCommand::SyncOne(UserFiles &files, const LocalFolder &local, const QString &path,
-                                const Output &output) const
+// False when nothing more can be done.
+bool SyncCommand::FetchAndConfirm(const Job &job, const FileRecord &waiting,
+                                  ProgressDisplay &display)
 {
-    if (!path.startsWith(root + '/')) {
-        throw ClientError(ExitStatus::Usage, QString("not below %1").arg(root));
-    }
-    const QString relative = path.mid(root.size() + 1);
-    const QString target = local.Target(relative);
-    constexpr int attempts = 3;
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        FileRecord record = files.Metadata(path);
-        if (record.path != path) {
-            throw ClientError(ExitStatus::TransferCorrupt, "the device answers for " + record.path);
-        }
-        if (CopyAndConfirm(files, record, target, local, output)) {
-            output.Line(QString("%1: %2 bytes, verified").arg(relative).arg(record.size));
-            return record;
-        }
-    }
-    throw ClientError(ExitStatus::TransferCorrupt,
-                      QStringLiteral("the file keeps changing on the device"));
-}
-
-bool SyncCommand::CopyAndConfirm(UserFiles &files, const FileRecord &record, const QString &target,
-                                 const LocalFolder &local, const Output &output) const
-{
-    if (!IsThere(target, record)) {
-        ProgressDisplay display(output, record.path.mid(root.size() + 1), record.size);
-        const FileRecord stored = files.Fetch(record, target, local.Staging(),
-                                              [&](qint64 done) { display.Update(done); });
-        if (stored != record) {
+    try {
+        const FileRecord stored = FetchOne(job, waiting, display);
+        job.files.Confirm(stored.path);
+        job.report.Confirmed(stored);
+        job.output.Line(
+            QString("%1: %2 bytes, verified").arg(RelativeOf(stored.path)).arg(stored.size));
+    } catch (const Unnameable &error) {
+        job.report.Skipped(waiting.path, error);
+    } catch (ClientError &error) {
+        if (error.EndsEverything()) {
+            job.report.Stopped(error);
             return false;
         }
+        job.report.Failed(waiting.path, error);
     }
-    if (files.Metadata(record.path) != record) {
-        return false;
+    return true;
+}
+
+FileRecord SyncCommand::FetchOne(const Job &job, const FileRecord &waiting,
+                                 ProgressDisplay &display) const
+{
+    if (!waiting.path.startsWith(root + '/')) {
+        throw ClientError(ExitStatus::Usage, QString("not below %1").arg(root));
     }
-    files.Confirm(record.path);
-    // A change just before the confirmation was confirmed unseen; it is fetched now.
-    return files.Metadata(record.path) == record;
+    UserFiles::RequireAskable(waiting.path);
+    const QString target = job.local.Target(RelativeOf(waiting.path));
+    const FileRecord record = waiting.sha256.isEmpty() ? job.files.Metadata(waiting.path) : waiting;
+    if (record.path != waiting.path) {
+        throw ClientError(ExitStatus::TransferCorrupt, "the device answers for " + record.path);
+    }
+    display.Begin(RelativeOf(record.path), record.size);
+    FileRecord stored = record;
+    if (!IsThere(target, record)) {
+        stored = job.files.Fetch(record, target, job.local.Staging(),
+                                 [&](qint64 done) { display.Update(done); });
+    }
+    display.End();
+    return stored;
 }

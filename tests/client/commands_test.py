@@ -1,14 +1,18 @@
 """What each command prints, and its exit status."""
 
+import fcntl
 import json
 import os
 import pty
+import re
 import socket
+import struct
 import subprocess
+import termios
 import unittest
 
 from clienttest import (CANNOT_CONNECT, CLIENT, DEVICE_REFUSED, DONE, LOCAL_FAILURE,
-                        TRANSFER_CORRUPT, USAGE, ClientTest, content)
+                        SEVERAL_PIECES, TRANSFER_CORRUPT, USAGE, ClientTest, content)
 
 COMMANDS = [
     ["info"], ["tech"], ["workorders"], ["workorders", "list"], ["workorders", "get"],
@@ -266,11 +270,12 @@ class WorkOrders(ClientTest):
 
 
 class Progress(ClientTest):
-    def on_terminal(self, *arguments):
-        """Runs the client with a terminal as its standard error; returns what it shows."""
+    def on_terminal(self, *arguments, columns=120):
+        """Runs the client on a terminal of its own; returns what it shows."""
         master, slave = pty.openpty()
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
         with subprocess.Popen([CLIENT, "--host", self.proxy.host, *arguments], cwd=self.local,
-                              stdout=subprocess.PIPE, stderr=slave) as process:
+                              stdout=slave, stderr=slave) as process:
             os.close(slave)
             shown = b""
             try:
@@ -278,7 +283,6 @@ class Progress(ClientTest):
                     shown += os.read(master, 4096)
             except OSError:  # the other end is closed
                 pass
-            process.stdout.read()
         os.close(master)
         self.assertEqual(process.returncode, DONE)
         return shown.decode()
@@ -290,19 +294,43 @@ class Progress(ClientTest):
 
     def test_quiet_terminal(self):
         path = self.on_device("f.bin", content(100_000))
-        self.assertEqual(self.on_terminal("--quiet", "files", "get", path), "")
+        self.assertEqual(self.on_terminal("--quiet", "files", "get", path),
+                         "f.bin: 100000 bytes, verified\r\n")
 
     def test_no_bar_when_piped(self):
         path = self.on_device("f.bin", content(100_000))
         result = self.expect(DONE, "files", "get", path)
         self.assertEqual((result.out, result.err), ("f.bin: 100000 bytes, verified\n", ""))
 
-    def test_plain_lines_of_a_slow_transfer_when_piped(self):
+    def test_nothing_of_a_slow_transfer_when_piped(self):
         path = self.on_device("slow.bin", content(SLOW))
-        self.proxy.add("delay", request=rb"^GET /api/filemgr", body=True, at=SLOW // 2, seconds=5.5)
+        self.proxy.add("delay", request=rb"^GET /api/filemgr", body=True, at=SLOW // 2, seconds=1)
         result = self.expect(DONE, "files", "get", path)
-        self.assertRegex(result.err, r"(?m)^slow\.bin: \d+% of 19\.5 KiB, .*/s, 0:\d\d left$")
-        self.assertNotIn("\r", result.err)
+        self.assertEqual(result.err, "")
+
+    def test_whole_job_on_a_terminal(self):
+        for i in range(3):
+            self.on_device("f%d.bin" % i, content(100_000))
+        shown = self.on_terminal("files", "get", str(self.user_files) + "/f*")
+        self.assertRegex(shown, r"2 of 3, \d+ s left: f2\.bin \[#{20}\] 100%")
+
+    def test_line_fits_a_narrow_terminal(self):
+        path = self.on_device("\u6e2c" * 60 + ".bin", content(100_000))
+        for columns in (20, 40, 79):
+            with self.subTest(columns=columns):
+                shown = self.on_terminal("files", "get", path, columns=columns)
+                for line in re.findall(r"\r([^\r\n]+)\x1b\[K", shown):
+                    width = sum(2 if character > "\u2000" else 1 for character in line)
+                    self.assertLess(width, columns, line)
+
+    def test_retry_notice_stands_on_a_line_of_its_own(self):
+        path = self.on_device("f.bin", content(SEVERAL_PIECES))
+        self.proxy.add("cut", request=rb"^GET /api/filemgr", body=True, at=6_000_000, times=1)
+        self.proxy.add("delay", request=rb"^GET /api/filemgr", body=True, at=3_000_000, seconds=0.3,
+                       times=1)
+        shown = self.on_terminal("files", "get", path)
+        notice = next(line for line in re.split(r"[\r\n]+", shown) if "trying again" in line)
+        self.assertRegex(notice, r"^(\x1b\[K)?parlowenctl: the transfer")
 
 
 SLOW = 20_000

@@ -60,7 +60,7 @@ class Sync(ClientTest):
         result = self.expect(DONE, "sync", "out")
         self.assertIn("left for the next run", result.err)
         self.assertEqual((self.tree("out"), self.pending()), ({}, ["new"]))
-        self.expect(DONE, "sync", "--all", "out")
+        self.expect(DONE, "sync", "--recent", "out")
         self.assertEqual((self.tree("out"), self.pending()), ({"new": b"1"}, []))
 
     def test_changed_file_is_fetched_again(self):

@@ -64,9 +64,19 @@ class Get(ClientTest):
         self.assertEqual(self.tree("."), {ODD_NAME: b"x"})
 
     def test_name_with_a_line_feed_does_not_steer_the_terminal(self):
-        path = self.on_device("a\nb\x1b[2Jc", b"x")
-        self.assertEqual(self.expect(DONE, "files", "get", path).out, "a?b?[2Jc: 1 bytes, verified\n")
-        self.assertEqual(self.tree("."), {"a\nb\x1b[2Jc": b"x"})
+        path = self.on_device("a\nb\x1b[2J\x7f\x9b\u202ec", b"x")
+        listed = self.expect(DONE, "files", "list").out
+        self.assertIn("a\\u000ab\\u001b[2J\\u007f\\u009b\\u202ec\n", listed)
+        record, = self.expect(DONE, "files", "list", "--json").json()["files"]
+        self.assertEqual(record["path"], path)
+        self.assertNotRegex(self.expect(DONE, "files", "list", "--json").out, "[\x1b\x7f\x9b\u202e]")
+
+    def test_name_with_control_characters_is_not_made_here(self):
+        path = self.on_device("a\x1b[2Jc", b"x")
+        self.assertIn("give one with -o", self.expect(LOCAL_FAILURE, "files", "get", path).err)
+        self.assertEqual(self.tree("."), {})
+        self.expect(DONE, "files", "get", path, "-o", "c")
+        self.assertEqual(self.tree("."), {"c": b"x"})
 
     def test_name_with_a_question_mark_is_not_asked_for(self):
         self.on_device("what", b"another file")
@@ -127,7 +137,7 @@ class Get(ClientTest):
         path = self.on_device("f", b"1")
         self.here("own", b"")
         (self.local / "link").symlink_to("own")
-        for target in ("-", "own", "link"):
+        for target in ("own", "link"):
             with self.subTest(target=target), open(self.local / "own", "ab") as own:
                 before = state(self.local / "own")
                 completed = subprocess.run(
@@ -393,8 +403,11 @@ class Other(ClientTest):
         self.on_device("b/same", b"2")
         self.assertIn("a/same or ", self.expect(USAGE, "files", "stat", "same").err)
 
-    def test_relative_path_of_no_file(self):
-        self.expect(USAGE, "files", "stat", "missing")
+    def test_missing_file_ends_alike_however_its_path_is_written(self):
+        for path in ("missing", self.user_files / "missing", "miss*", self.user_files / "miss*"):
+            with self.subTest(path=path):
+                self.on_device("there", b"1")
+                self.expect(DEVICE_REFUSED, "files", "get", path)
 
     def test_relative_folder(self):
         self.on_device("sub/other", b"1")
