@@ -66,6 +66,11 @@ DeviceConnection::DeviceConnection(Settings connectionSettings)
     manager.setProxy(QNetworkProxy::NoProxy);
 }
 
+const DeviceConnection::Settings &DeviceConnection::ItsSettings() const
+{
+    return settings;
+}
+
 QByteArray DeviceConnection::Route(const char *prefix, const QString &name)
 {
     return prefix + QUrl::toPercentEncoding(name, "/");

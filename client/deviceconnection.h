@@ -46,6 +46,9 @@ public:
 
     explicit DeviceConnection(Settings connectionSettings);
 
+    /** For who needs a connection of another kind to the same device. */
+    const Settings &ItsSettings() const;
+
     /**
      * The path of a route followed by a device path or an id, percent-encoded as UTF-8, "/" kept.
      */

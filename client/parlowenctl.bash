@@ -7,8 +7,8 @@ _parlowenctl()
     local group="" command="" i
 
     case $previous in
-        --host | --retries | --timeout | --root | --as | --include | --exclude) return ;;
-        -o | --output | --cacert | --cert | --key)
+        --host | --retries | --timeout | --root | --as | --include | --exclude | --folder) return ;;
+        -o | --output | --cacert | --cert | --key | --report | --junit)
             mapfile -t COMPREPLY < <(compgen -f -- "$word")
             return
             ;;
@@ -18,7 +18,7 @@ _parlowenctl()
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
             --host | --cacert | --cert | --key | --retries | --timeout | --root | --as | --include | \
-                --exclude | -o | --output) ((i++)) ;;
+                --exclude | --folder | --report | --junit | -o | --output) ((i++)) ;;
             -*) ;;
             workorders | files)
                 [[ -z $group && -z $command ]] && group=${COMP_WORDS[i]}
@@ -35,6 +35,7 @@ _parlowenctl()
         "files rm" | "files confirm") options+=" --dry-run --include --exclude" ;;
         "files pending") options+=" --all" ;;
         sync) options+=" --root --recent --everything --dry-run --include --exclude" ;;
+        check) options+=" --write --load --folder --report --junit" ;;
     esac
     if [[ $word == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
@@ -42,7 +43,7 @@ _parlowenctl()
     fi
 
     case $group:$command in
-        :) set -- info tech workorders templates files sync ;;
+        :) set -- info tech workorders templates files sync check ;;
         workorders:) set -- list get put active ;;
         files:) set -- list pending stat get put rm confirm ;;
         "workorders:workorders put" | "files:files put")

@@ -1,5 +1,6 @@
 #include "program.h"
 
+#include "checkcommand.h"
 #include "clienterror.h"
 #include "filecommands.h"
 #include "infocommands.h"
@@ -49,6 +50,7 @@ Program::Program()
     AddCommand(files, std::make_unique<FilesRemoveCommand>());
     AddCommand(files, std::make_unique<FilesConfirmCommand>());
     AddCommand(&parser, std::make_unique<SyncCommand>());
+    AddCommand(&parser, std::make_unique<CheckCommand>());
 }
 
 int Program::Run(int argumentCount, char **arguments)
