@@ -194,6 +194,7 @@ void ConnectionWatch::Read(Track *track, Clock::time_point now)
         track->since = connection.since;
         track->readings.clear();
     }
+    track->unread = HasUnreadBytes(track->socket);
     const qint64 moved = MovedBytes(track->socket);
     if (track->phase == Working || moved < 0) {
         return;
@@ -215,19 +216,20 @@ ConnectionWatch::Connection ConnectionWatch::ConnectionOf(const Track &track)
     return found != connections.cend() ? found->second : Connection();
 }
 
+// A head that lies there unread waits for a free thread of the server, not for its client.
+bool ConnectionWatch::Track::WaitsForClient() const
+{
+    return phase == ReadingHead ? !unread : phase != Working;
+}
+
 bool ConnectionWatch::HoldsUp(const Track &track, Clock::time_point now)
 {
-    switch (track.phase) {
-    case ReadingHead:
-    case WaitingForClient:
-        return !track.readings.empty() && track.readings.front().time <= now - slowWindow &&
-               track.MovedSince(now - slowWindow) < slowBytes;
-    case After:
+    if (track.phase == After) {
         return now - track.since > longestRest;
-    case Working:
-        break;
     }
-    return false;
+    return track.WaitsForClient() && !track.readings.empty() &&
+           track.readings.front().time <= now - slowWindow &&
+           track.MovedSince(now - slowWindow) < slowBytes;
 }
 
 qint64 ConnectionWatch::Track::MovedSince(Clock::time_point time) const
@@ -258,7 +260,7 @@ void ConnectionWatch::ShutDownSlowest(Clock::time_point now)
     }
     std::vector<const Track *> candidates;
     for (const auto &track : tracks) {
-        if (track.second.phase != Working && now - track.second.firstSeen >= slowestWindow) {
+        if (track.second.WaitsForClient() && now - track.second.firstSeen >= slowestWindow) {
             candidates.push_back(&track.second);
         }
     }

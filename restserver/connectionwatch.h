@@ -101,8 +101,10 @@ private:
         Clock::time_point firstSeen;
         Phase phase = ReadingHead;
         Clock::time_point since;
+        bool unread = false;          // bytes came that the server has yet to read
         std::deque<Reading> readings; // of the phase it is in, oldest first, of the last 10 s
         qint64 MovedSince(Clock::time_point time) const;
+        bool WaitsForClient() const;
     };
 
     void SetPhase(Phase phase);

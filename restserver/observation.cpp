@@ -139,11 +139,12 @@ void NoteAnswer(const RestServerResponseObject &response, RequestRecord *record)
         record->answer = body.left(longestAnswer);
     }
     if (response.ResponseCode() >= 400) {
-        record->error = QJsonDocument::fromJson(body).object().value("errorMessage").toString();
+        const QJsonObject object = QJsonDocument::fromJson(body).object();
+        record->error = object.value(QStringLiteral("errorMessage")).toString();
     }
-    // A few refusals have no words of their own.
+    // A few refusals show the client no words.
     if (response.ResponseCode() >= 400 && record->error.isEmpty()) {
-        record->error = QStringLiteral("status %1").arg(response.ResponseCode());
+        record->error = response.ErrorString();
     }
 }
 

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <linux/tcp.h>
 #include <netinet/in.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -130,6 +131,12 @@ qint64 MovedBytes(const ProcessSocket &socket)
         return -1;
     }
     return static_cast<qint64>(information.tcpi_bytes_received + information.tcpi_bytes_acked);
+}
+
+bool HasUnreadBytes(const ProcessSocket &socket)
+{
+    int count = 0;
+    return ioctl(socket.descriptor, FIONREAD, &count) == 0 && count > 0;
 }
 
 void ShutDown(const ProcessSocket &socket)

@@ -35,6 +35,9 @@ QByteArray PeerName(const QByteArray &address, int port);
 /** Bytes that came and bytes that the peer has confirmed, together; -1 when that is not known. */
 qint64 MovedBytes(const ProcessSocket &socket);
 
+/** Whether bytes have come that the server did not read yet. */
+bool HasUnreadBytes(const ProcessSocket &socket);
+
 /** Shuts the socket down in both directions, if its descriptor still stands for it. */
 void ShutDown(const ProcessSocket &socket);
 

@@ -15,9 +15,9 @@ constexpr const char *httpThreadsText = sizeof(void *) == 8 ? "100" : "50";
 // The callbacks of a connection carry no pointer of ours. One server runs in a process.
 std::atomic<ConnectionWatch *> currentWatch{nullptr};
 
-// What the embedded server logged last, which tells why it did not start.
+// What the embedded server logged first, which tells why it did not start.
 std::mutex messageMutex;
-QByteArray lastMessage; // guarded by messageMutex
+QByteArray firstMessage; // guarded by messageMutex
 
 } // namespace
 
@@ -57,6 +57,7 @@ std::vector<const char *> PromptServing::Settings()
 void PromptServing::AddCallbacks(mg_callbacks *callbacks)
 {
     currentWatch = &watch;
+    firstMessage.clear();
     callbacks->log_message = KeepMessage;
     callbacks->init_connection = ConnectionBegins;
     callbacks->connection_closed = ConnectionEnds;
@@ -70,7 +71,7 @@ IServing::RouteHandler PromptServing::Handler(RestServerRequestUri uri, RouteHan
 void PromptServing::StartFailed()
 {
     qWarning("The REST server cannot listen on %s: %s", options.listeningPorts.constData(),
-             lastMessage.constData());
+             firstMessage.constData());
 }
 
 void PromptServing::Begin(const QVector<ProcessSocket> &listeningSockets)
@@ -91,7 +92,9 @@ void PromptServing::Stop(mg_context *context)
 int PromptServing::KeepMessage(const mg_connection *conn, const char *message)
 {
     const std::lock_guard<std::mutex> lock(messageMutex);
-    lastMessage = message;
+    if (firstMessage.isEmpty()) {
+        firstMessage = message;
+    }
     return RestServerModel::LogMessage(conn, message);
 }
 

@@ -7,14 +7,14 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-RawClient::RawClient()
+RawClient::RawClient(int port)
     : descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
     const timeval limit{60, 0};
     ::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(8081);
+    address.sin_port = htons(static_cast<uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (::connect(descriptor, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
         Close();
@@ -80,9 +80,9 @@ void RawClient::Vanish()
     Close();
 }
 
-std::string Exchange(const std::string &request)
+std::string Exchange(const std::string &request, int port)
 {
-    RawClient client;
+    RawClient client(port);
     if (!client.Connected()) {
         return "not connected";
     }

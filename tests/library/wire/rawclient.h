@@ -11,8 +11,8 @@
 class RawClient
 {
 public:
-    /** Connects to port 8081 of this machine; `Connected` tells whether that worked. */
-    RawClient();
+    /** Connects to a port of this machine; `Connected` tells whether that worked. */
+    explicit RawClient(int port = 8081);
     ~RawClient();
     RawClient(const RawClient &) = delete;
     RawClient &operator=(const RawClient &) = delete;
@@ -41,7 +41,7 @@ private:
 };
 
 /** A whole exchange on a connection of its own: sends the bytes, returns all that comes back. */
-std::string Exchange(const std::string &request);
+std::string Exchange(const std::string &request, int port = 8081);
 
 /** A request with a Content-Length, and the body. */
 std::string Request(const std::string &method, const std::string &uri,

@@ -29,6 +29,8 @@ public:
     {
         std::function<QJsonObject()> assetInfo = [] { return QJsonObject{{"serial", "S1"}}; };
         std::function<void()> storageEntered = [] {};
+        std::function<void()> storageLeft = [] {};
+        std::function<bool(qint64)> hasFreeSpace = [](qint64) { return true; };
         std::function<QByteArray(QString, bool *, qint64, qint64, bool *)> readFileChunk =
             [](QString path, bool *ok, qint64 offset, qint64 maxLength, bool *lastChunk) {
                 QFile file(path);
@@ -63,8 +65,8 @@ public:
     QDir Directory(int) override { return QDir(directory.path()); }
     bool IsStorageAvailable() override { return true; }
     void BeginStorageAccess() override { script.storageEntered(); }
-    void EndStorageAccess() override {}
-    bool HasFreeSpace(qint64) override { return true; }
+    void EndStorageAccess() override { script.storageLeft(); }
+    bool HasFreeSpace(qint64 bytes) override { return script.hasFreeSpace(bytes); }
     int CurrentMode() override { return 0; }
     void SetJobPanelOpen(bool) override {}
     void Execute() override {}

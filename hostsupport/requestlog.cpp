@@ -1,0 +1,102 @@
+#include "requestlog.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <utility>
+
+namespace {
+
+constexpr char lateAnswer[] = "internal timeout";
+
+QString Time(const RequestRecord &record)
+{
+    return record.time.toString(Qt::ISODateWithMs);
+}
+
+double Milliseconds(const RequestRecord &record)
+{
+    return static_cast<double>(record.microseconds) / 1000;
+}
+
+// Reports may hold what a client sent, such as the name of a file.
+QString Printable(const QString &text)
+{
+    QString printable;
+    for (const QChar character : text) {
+        const ushort code = character.unicode();
+        const bool isControl =
+            code < 0x20 || (code >= 0x7f && code < 0xa0) || (code >= 0x200e && code <= 0x200f) ||
+            (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
+        printable += isControl ? QStringLiteral("\\u%1").arg(code, 4, 16, QLatin1Char('0'))
+                               : QString(character);
+    }
+    return printable;
+}
+
+// Names in URIs are bytes, mostly of UTF-8.
+QString Name(const QByteArray &bytes)
+{
+    return Printable(QString::fromUtf8(bytes));
+}
+
+QByteArray TextLine(const RequestRecord &record)
+{
+    QString line =
+        QStringLiteral("%1 %2 %3 %4 %5 %6 %7 %8 ms")
+            .arg(Time(record), Name(record.client), Name(record.method), Name(record.uri))
+            .arg(record.status)
+            .arg(record.received)
+            .arg(record.sent)
+            .arg(Milliseconds(record), 0, 'f', 1);
+    if (!record.error.isEmpty()) {
+        line += QStringLiteral(" \"%1\"").arg(Printable(record.error));
+    }
+    if (!record.reports.isEmpty()) {
+        line += QStringLiteral(" (%1)").arg(Printable(record.reports.join(QStringLiteral("; "))));
+    }
+    return line.toUtf8();
+}
+
+QByteArray JsonLine(const RequestRecord &record)
+{
+    QJsonObject line{{"time", Time(record)},          {"client", Name(record.client)},
+                     {"method", Name(record.method)}, {"uri", Name(record.uri)},
+                     {"status", record.status},       {"received", record.received},
+                     {"sent", record.sent},           {"milliseconds", Milliseconds(record)}};
+    if (!record.error.isEmpty()) {
+        line.insert("error", record.error);
+    }
+    if (!record.reports.isEmpty()) {
+        line.insert("reason", record.reports.join(QStringLiteral("; ")));
+    }
+    return QJsonDocument(line).toJson(QJsonDocument::Compact);
+}
+
+} // namespace
+
+RequestLog::RequestLog(Format lineFormat, Writer lineWriter)
+    : format(lineFormat)
+    , writer(std::move(lineWriter))
+{}
+
+void RequestLog::RequestServed(const RequestRecord &record)
+{
+    Count(record);
+    writer(Line(record, format));
+}
+
+QByteArray RequestLog::Line(const RequestRecord &record, Format format)
+{
+    return format == Format::Json ? JsonLine(record) : TextLine(record);
+}
+
+void RequestLog::Count(const RequestRecord &record)
+{
+    ++counters.requests;
+    if (record.status >= 500) {
+        ++counters.errors;
+        counters.lateAnswers += record.error.contains(QLatin1String(lateAnswer)) ? 1 : 0;
+    } else if (!record.error.isEmpty()) {
+        ++counters.refusals;
+    }
+}
