@@ -6,15 +6,17 @@
 #include <QJsonParseError>
 #include <limits>
 
+#include "latin1literal.h"
 #include "uploadfile.h"
 #include "userfilespath.h"
 
 namespace {
 
 constexpr char sourceName[] = "restserverfilecallbackhandler";
-constexpr char illegalState[] = "Illegal state";
+constexpr QLatin1String illegalState = "Illegal state"_latin1;
 
-// The lines that reports carry are known to those who read them, so they do not move with the code.
+// Hosts match on the source and the line of a report, so these are stable and do not move with the
+// code.
 constexpr int startInMetadataLine = 90;
 constexpr int illegalStartLine = 102;
 constexpr int endInIdleLine = 115;
@@ -36,15 +38,15 @@ int ToInteger(const QJsonValue &value)
 } // namespace
 
 RestServerFileCallbackHandler::RestServerFileCallbackHandler()
-    : model(nullptr)
+    : applicationModel(nullptr)
     , state(Idle)
     , file(nullptr)
     , result(false)
 {}
 
-void RestServerFileCallbackHandler::Construct(IApplicationModel *applicationModel)
+void RestServerFileCallbackHandler::Construct(IApplicationModel *model)
 {
-    model = applicationModel;
+    applicationModel = model;
 }
 
 void RestServerFileCallbackHandler::Shutdown() {}
@@ -65,7 +67,8 @@ void RestServerFileCallbackHandler::NotifyPartStart()
         state = ReadingMetadata;
         break;
     case ReadingMetadata:
-        Report("Potential bad state", startInMetadataLine);
+        // A part in a part: what follows is taken for the file, though it has no path yet.
+        Report(QStringLiteral("Potential bad state"), startInMetadataLine);
         state = WritingFile;
         break;
     case WritingFile:
@@ -82,7 +85,7 @@ void RestServerFileCallbackHandler::ProcessPartData(const char *data, int length
     switch (state) {
     case Idle:
     case Failed:
-        break;
+        break; // silent, or every slice of a refused file would be a report
     case ReadingMetadata:
         metadata.append(data, length);
         break;
@@ -122,7 +125,9 @@ void RestServerFileCallbackHandler::NotifyPieceEnd()
     }
 }
 
-// A further part starts the file anew; the object of the part before it is not released.
+// The state stays as it is when a part ends, so each further part starts the file anew and the last
+// one counts. The object of the part before is not released: it is closed, and one more in a body
+// is rare.
 void RestServerFileCallbackHandler::OpenFile()
 {
     file = NewFile(targetPath);
@@ -161,6 +166,7 @@ void RestServerFileCallbackHandler::CloseFile()
     }
 }
 
+// The space is asked for before the path is compared: hosts see it asked for every upload.
 QString RestServerFileCallbackHandler::GetFilename(bool *ok)
 {
     if (ok == nullptr) {
@@ -176,12 +182,12 @@ QString RestServerFileCallbackHandler::GetFilename(bool *ok)
     QString path = object.value(QStringLiteral("fileUri")).toString();
     qDebug() << "Got output file " << path;
     const qint64 size = ToInteger(object.value(QStringLiteral("fileSize")));
-    if (!model->StorageModel()->HasFreeSpace(size)) {
+    if (!applicationModel->StorageModel()->HasFreeSpace(size)) {
         qDebug() << "No space!";
         Refused(QStringLiteral("there is no room for %1 bytes").arg(size));
         return QString();
     }
-    if (!IsUserFilesPath(path, model->StorageModel())) {
+    if (!IsUserFilesPath(path, applicationModel->StorageModel())) {
         qDebug() << "Incorrect path provided";
         Refused(QStringLiteral("the path \"%1\" is outside the user files").arg(path));
         return QString();
@@ -195,7 +201,7 @@ bool RestServerFileCallbackHandler::GetFinalResult()
     return result;
 }
 
-void RestServerFileCallbackHandler::Report(const char *message, int line)
+void RestServerFileCallbackHandler::Report(const QString &message, int line)
 {
-    model->ErrorReporter()->ReportError(QString::fromLatin1(message), sourceName, line);
+    applicationModel->ErrorReporter()->ReportError(message, sourceName, line);
 }

@@ -29,7 +29,7 @@ class RestServerFileCallbackHandler : public IConstructable
 public:
     RestServerFileCallbackHandler();
 
-    void Construct(IApplicationModel *applicationModel) override;
+    void Construct(IApplicationModel *model) override;
     void Shutdown() override;
 
     /** Prepares for the next upload: closes and forgets the file of the last one. */
@@ -65,18 +65,18 @@ private:
         Idle = 0,
         ReadingMetadata = 1,
         WritingFile = 2,
-        UnusedState = 3,
+        UnusedState = 3, // entered by no event
         Failed = 4
     };
 
-    void Report(const char *message, int line);
+    void Report(const QString &message, int line);
     void OpenFile();
     void WriteToFile(const char *data, int length);
     void CloseFile();
 
-    IApplicationModel *model;
+    IApplicationModel *applicationModel;
     int state;
-    IUploadFile *file; // owned; null until the file part starts
+    IUploadFile *file; // owned, but for that of a part which another follows; null until one starts
     QByteArray metadata;
     QString targetPath;
     bool result;

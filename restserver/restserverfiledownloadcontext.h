@@ -43,7 +43,7 @@ public:
 private:
     QString path;
     int offset;
-    IApplicationModel *model; // null until Construct
+    IApplicationModel *applicationModel; // null until Construct
 };
 
 #endif

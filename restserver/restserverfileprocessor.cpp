@@ -5,6 +5,7 @@
 
 #include "restserverfilecallbackhandler.h"
 #include "restserverfiledownloadcontext.h"
+#include "storageaccess.h"
 #include "userfilespath.h"
 
 namespace {
@@ -12,12 +13,15 @@ namespace {
 constexpr char sourceName[] = "restserverfileprocessor";
 constexpr long long chunkWaitMs = 10000;
 
-// The lines that reports carry are known to those who read them, so they do not move with the code.
+// Hosts match on the source and the line of a report, so these are stable and do not move with the
+// code.
 constexpr int nullUploadChunkLine = 96;
 constexpr int missingChunkLine = 139;
 constexpr int nullDownloadChunkLine = 169;
 
-RestServerFileCallbackHandler *uploadHandler = nullptr; // main thread only
+// What the parser's callbacks reach, which get no object along. One is enough for the process, as
+// one upload at a time goes this way. Main thread only.
+RestServerFileCallbackHandler *uploadHandler = nullptr;
 
 void Execute(multipart_parser *parser, const QByteArray &data)
 {
@@ -36,6 +40,7 @@ RestServerFileProcessor::RestServerFileProcessor()
 void RestServerFileProcessor::Construct(IApplicationModel *model)
 {
     applicationModel = model;
+    // Never deleted: the callbacks may be used as long as the process lives.
     callbackHandler = new RestServerFileCallbackHandler();
     callbackHandler->Construct(model);
     uploadHandler = callbackHandler;
@@ -62,29 +67,34 @@ int RestServerFileProcessor::FindBoundaryLength(const QByteArray *data)
 bool RestServerFileProcessor::ProcessFileUploadRequest(DataChunk *firstChunk)
 {
     if (firstChunk == nullptr) {
-        applicationModel->ErrorReporter()->ReportError(QStringLiteral("Chunk null pointer"),
-                                                       sourceName, nullUploadChunkLine);
+        Report(QStringLiteral("Chunk null pointer"), nullUploadChunkLine);
         return false;
     }
     IStorageModel *storage = applicationModel->StorageModel();
     if (!storage->IsStorageAvailable()) {
         return false;
     }
-    storage->BeginStorageAccess();
-    const int boundaryLength = FindBoundaryLength(&firstChunk->Data());
+    int boundaryLength = 0;
+    {
+        const StorageAccess access(storage);
+        boundaryLength = FindBoundaryLength(&firstChunk->Data());
+        if (boundaryLength != 0) {
+            ParseUpload(*firstChunk, boundaryLength);
+        }
+    }
     if (boundaryLength == 0) {
-        storage->EndStorageAccess();
+        // The handler was not reset: its verdict is still that of the upload before.
         qDebug() << "zero boundary length";
         return false;
     }
-    ParseUpload(*firstChunk, boundaryLength);
-    storage->EndStorageAccess();
     return uploadHandler->GetFinalResult();
 }
 
 void RestServerFileProcessor::ParseUpload(const DataChunk &firstChunk, int boundaryLength)
 {
     uploadHandler->Reset();
+    // The body's own first line counts, not the boundary that the request's headers announce: these
+    // stay with the HTTP thread.
     const QByteArray boundary = firstChunk.Data().left(boundaryLength);
     const multipart_callbacks callbacks = Callbacks();
     const std::unique_ptr<multipart_parser, decltype(&multipart_parser_free)> parser(
@@ -102,8 +112,8 @@ void RestServerFileProcessor::ParseFurtherChunks(multipart_parser *parser)
         DataChunk *taken = nullptr;
         if (!applicationModel->RestServer()->RequestChunkQueue()->FrontWithTimeout(&taken,
                                                                                    chunkWaitMs)) {
-            applicationModel->ErrorReporter()->ReportError(
-                QStringLiteral("Failed to get expected data chunk"), sourceName, missingChunkLine);
+            // Not a failure of its own: a file whose part was complete by then counts as stored.
+            Report(QStringLiteral("Failed to get expected data chunk"), missingChunkLine);
             return;
         }
         const std::unique_ptr<DataChunk> chunk(taken);
@@ -161,8 +171,7 @@ bool RestServerFileProcessor::ProcessFileDownloadRequest(QString path, DataChunk
                                                          IDownloadContext **context)
 {
     if (chunk == nullptr) {
-        applicationModel->ErrorReporter()->ReportError(QStringLiteral("Chunk null pointer"),
-                                                       sourceName, nullDownloadChunkLine);
+        Report(QStringLiteral("Chunk null pointer"), nullDownloadChunkLine);
         return false;
     }
     *chunk = nullptr;
@@ -174,10 +183,13 @@ bool RestServerFileProcessor::ProcessFileDownloadRequest(QString path, DataChunk
     if (!storage->IsStorageAvailable()) {
         return false;
     }
-    storage->BeginStorageAccess();
-    const bool ok = ReadFirstPiece(path, chunk, context);
-    storage->EndStorageAccess();
-    return ok;
+    const StorageAccess access(storage); // for this piece: the others are read while it is sent
+    return ReadFirstPiece(path, chunk, context);
+}
+
+void RestServerFileProcessor::Report(const QString &message, int line)
+{
+    applicationModel->ErrorReporter()->ReportError(message, sourceName, line);
 }
 
 bool RestServerFileProcessor::ReadFirstPiece(const QString &path, DataChunk **chunk,
@@ -185,7 +197,7 @@ bool RestServerFileProcessor::ReadFirstPiece(const QString &path, DataChunk **ch
 {
     constexpr int pieceSize = RestServerFileDownloadContext::pieceSize;
     bool ok = false;
-    bool lastChunk = true;
+    bool lastChunk = true; // a host that says nothing has no more
     const QByteArray bytes =
         applicationModel->FileManagerModel()->ReadFileChunk(path, &ok, 0, pieceSize, &lastChunk);
     if (!ok) {

@@ -67,6 +67,7 @@ protected:
 private:
     static multipart_callbacks Callbacks();
 
+    void Report(const QString &message, int line);
     void ParseUpload(const DataChunk &firstChunk, int boundaryLength);
     void ParseFurtherChunks(multipart_parser *parser);
     bool ReadFirstPiece(const QString &path, DataChunk **chunk, IDownloadContext **context);

@@ -6,34 +6,30 @@
 
 namespace {
 
-enum MimeKind
-{
-    NoMime = 0,
-    JsonMime = 1,
-    BinaryMime = 2
-};
-
 DataChunk *RequireChunk(DataChunk *dataChunk)
 {
     if (dataChunk == nullptr) {
+        // A record without a body is a mistake of the caller's that no answer could hide.
         throw ExceptionCodes::NullDataChunk; // NOLINT(misc-throw-by-value-catch-by-reference)
     }
     return dataChunk;
 }
 
-MimeKind Classify(const QByteArray &body)
-{
-    if (body.isEmpty()) {
-        return NoMime;
-    }
-    QJsonParseError error;
-    QJsonDocument::fromJson(body, &error);
-    return error.error == QJsonParseError::NoError ? JsonMime : BinaryMime;
-}
-
 } // namespace
 
 IDownloadContext::~IDownloadContext() = default;
+
+// The bytes are all there is to go by: handlers do not say what they answer with, and a file of
+// JSON is to be sent as JSON too.
+RestServerResponseObject::MimeKind RestServerResponseObject::Classify(const QByteArray &body)
+{
+    if (body.isEmpty()) {
+        return MimeKind::None;
+    }
+    QJsonParseError error;
+    QJsonDocument::fromJson(body, &error);
+    return error.error == QJsonParseError::NoError ? MimeKind::Json : MimeKind::Binary;
+}
 
 RestServerRequestObject::RestServerRequestObject(RestServerRequestUri route,
                                                  RestServerRequestMethod requestMethod,
@@ -44,10 +40,7 @@ RestServerRequestObject::RestServerRequestObject(RestServerRequestUri route,
     , fullUri(QString::fromLatin1(path))
 {}
 
-RestServerRequestObject::~RestServerRequestObject()
-{
-    delete dataChunk;
-}
+RestServerRequestObject::~RestServerRequestObject() = default;
 
 RestServerResponseObject::RestServerResponseObject(int code, DataChunk *body, QString error,
                                                    IDownloadContext *context)
@@ -55,21 +48,20 @@ RestServerResponseObject::RestServerResponseObject(int code, DataChunk *body, QS
     , dataChunk(RequireChunk(body))
     , errorString(std::move(error))
     , mimeKind(Classify(dataChunk->Data()))
-    , downloadContext(context)
+    , downloadContext(context) // not before here: without a chunk it stays the caller's
 {}
 
 RestServerResponseObject::~RestServerResponseObject()
 {
-    delete dataChunk;
-    delete downloadContext;
+    dataChunk.reset(); // before the context, which a client may have kept waiting
 }
 
 const char *RestServerResponseObject::HeaderMimeType() const
 {
     switch (mimeKind) {
-    case JsonMime:
+    case MimeKind::Json:
         return "application/json; charset=utf-8";
-    case BinaryMime:
+    case MimeKind::Binary:
         return "application/octet-stream; charset=utf-8";
     default:
         return "";
@@ -90,5 +82,5 @@ void RestServerResponseObject::Download()
 
 std::unique_ptr<IDownloadContext> RestServerResponseObject::TakeDownloadContext()
 {
-    return std::unique_ptr<IDownloadContext>(std::exchange(downloadContext, nullptr));
+    return std::move(downloadContext);
 }

@@ -76,7 +76,7 @@ public:
     RestServerRequestMethod RequestMethod() const { return method; }
 
     /** The first, or only, chunk of the body. Never null; stays the record's. */
-    DataChunk *RequestDataChunk() const { return dataChunk; }
+    DataChunk *RequestDataChunk() const { return dataChunk.get(); }
 
     /** The decoded path of the request, without its query. */
     QString FullUri() const { return fullUri; }
@@ -84,7 +84,7 @@ public:
 private:
     RestServerRequestUri uri;
     RestServerRequestMethod method;
-    DataChunk *dataChunk;
+    std::unique_ptr<DataChunk> dataChunk;
     QString fullUri;
 };
 
@@ -112,7 +112,7 @@ public:
     int ResponseCode() const { return responseCode; }
 
     /** The body, or its first chunk. Never null; stays the record's. */
-    DataChunk *ResponseDataChunk() const { return dataChunk; }
+    DataChunk *ResponseDataChunk() const { return dataChunk.get(); }
 
     QString ErrorString() const { return errorString; }
 
@@ -132,11 +132,20 @@ public:
     std::unique_ptr<IDownloadContext> TakeDownloadContext();
 
 private:
+    enum class MimeKind
+    {
+        None = 0,
+        Json = 1,
+        Binary = 2
+    };
+
+    static MimeKind Classify(const QByteArray &body);
+
     int responseCode;
-    DataChunk *dataChunk;
+    std::unique_ptr<DataChunk> dataChunk;
     QString errorString;
-    int mimeKind; // 0 none, 1 JSON, 2 binary
-    IDownloadContext *downloadContext;
+    MimeKind mimeKind;
+    std::unique_ptr<IDownloadContext> downloadContext;
 };
 
 #endif

@@ -6,21 +6,51 @@
 #include <QJsonParseError>
 #include <QRegExp>
 
+#include "latin1literal.h"
 #include "restserverfileprocessor.h"
+#include "storageaccess.h"
 
 namespace {
 
+// Stable identifiers that hosts match on, but for the lines: these move with the code here.
 constexpr char sourceName[] = "restserverrequestprocessor";
 constexpr int viewHookMode = 2;
 constexpr int activeJobChangedCommand = 40;
 
-const QString methodNotAllowed = QStringLiteral("Method not allowed");
-const QString errorInHandler = QStringLiteral("Error in request handler");
-const QString invalidUri = QStringLiteral("Invalid URI");
-const QString fileNotFound = QStringLiteral("File not found");
-const QString jobNotFound = QStringLiteral("Job not found");
-const QString workOrderNotFound = QStringLiteral("WorkOrder not found");
+// Texts of answers. Clients and hosts compare them, so each stays to the letter, misspelt ones too.
+constexpr QLatin1String methodNotAllowed = "Method not allowed"_latin1;
+constexpr QLatin1String errorInHandler = "Error in request handler"_latin1;
+constexpr QLatin1String invalidUri = "Invalid URI"_latin1;
+constexpr QLatin1String misspeltInvalidUri = "Inavlid URI"_latin1;
+constexpr QLatin1String fileNotFound = "File not found"_latin1;
+constexpr QLatin1String jobNotFound = "Job not found"_latin1;
+constexpr QLatin1String workOrderNotFound = "WorkOrder not found"_latin1;
 
+// Keys of the JSON objects that are read and written.
+namespace key {
+constexpr QLatin1String activeWorkOrderId = "activeWorkOrderId"_latin1;
+constexpr QLatin1String apiSupport = "apiSupport"_latin1;
+constexpr QLatin1String assetInfo = "assetInfo"_latin1;
+constexpr QLatin1String cdm = "cdm"_latin1;
+constexpr QLatin1String cdmVersion = "cdmVersion"_latin1;
+constexpr QLatin1String data = "data"_latin1;
+constexpr QLatin1String errorMessage = "errorMessage"_latin1;
+constexpr QLatin1String imageData = "imageData"_latin1;
+constexpr QLatin1String infoVersion = "infoVersion"_latin1;
+constexpr QLatin1String modifiedTime = "modifiedTime"_latin1;
+constexpr QLatin1String name = "name"_latin1;
+constexpr QLatin1String results = "results"_latin1;
+constexpr QLatin1String techId = "techId"_latin1;
+constexpr QLatin1String templates = "templates"_latin1;
+constexpr QLatin1String tests = "tests"_latin1;
+constexpr QLatin1String versions = "versions"_latin1;
+constexpr QLatin1String workOrderId = "workOrderId"_latin1;
+constexpr QLatin1String workOrderIds = "workOrderIds"_latin1;
+constexpr QLatin1String workOrderInfo = "workOrderInfo"_latin1;
+} // namespace key
+
+// The code is what the handler's thread tells the HTTP library. Clients see it only where the body
+// is empty; every answer with a body, an error's too, goes out as 200.
 RestServerResponseObject *Respond(int code, DataChunk *body, const QString &errorString = QString())
 {
     return new RestServerResponseObject(code, body, errorString, nullptr);
@@ -43,32 +73,24 @@ RestServerResponseObject *RespondJson(const QJsonObject &object)
 
 QJsonObject ApiFamily(const char *name, const QJsonArray &versions)
 {
-    return QJsonObject{{QStringLiteral("name"), QLatin1String(name)},
-                       {QStringLiteral("versions"), versions}};
-}
-
-bool HasMember(const QJsonDocument &document, const QString &key)
-{
-    return document.object().contains(key);
+    return QJsonObject{{key::name, QLatin1String(name)}, {key::versions, versions}};
 }
 
 // For a test that has result data.
 QJsonObject StripTestImage(const QJsonObject &test)
 {
-    const QString resultsKey = QStringLiteral("results");
-    const QString dataKey = QStringLiteral("data");
-    QJsonObject results = test.value(resultsKey).toObject();
-    QJsonObject data = results.value(dataKey).toObject();
-    data.remove(QStringLiteral("imageData"));
-    results.insert(dataKey, data);
+    QJsonObject results = test.value(key::results).toObject();
+    QJsonObject data = results.value(key::data).toObject();
+    data.remove(key::imageData);
+    results.insert(key::data, data);
     QJsonObject stripped = test;
-    stripped.insert(resultsKey, results);
+    stripped.insert(key::results, results);
     return stripped;
 }
 
 bool HasResultData(const QJsonObject &test)
 {
-    return test.value(QStringLiteral("results")).toObject().contains(QStringLiteral("data"));
+    return test.value(key::results).toObject().contains(key::data);
 }
 
 enum class UriMatch
@@ -78,7 +100,8 @@ enum class UriMatch
     Path
 };
 
-// Searches the URI and takes the one thing that the pattern captures.
+// Searches the URI and takes the one thing that the pattern captures. A pattern without "^" is
+// found anywhere in it: a URI of absolute form still has its host in front.
 UriMatch MatchUri(const QString &pattern, const RestServerRequestObject &request, QString *captured)
 {
     QRegExp expression(pattern);
@@ -111,6 +134,7 @@ RestServerRequestProcessor::RestServerRequestProcessor()
 void RestServerRequestProcessor::Construct(IApplicationModel *model)
 {
     applicationModel = model;
+    // Never deleted: a request may be on its way for as long as the process lives.
     fileProcessor = new RestServerFileProcessor();
     fileProcessor->Construct(model);
 }
@@ -121,7 +145,7 @@ RestServerResponseObject *
 RestServerRequestProcessor::ProcessRequest(RestServerRequestObject *request)
 {
     if (request == nullptr) {
-        return RespondError(500, errorInHandler);
+        return RespondError(500, errorInHandler); // not reported: the handlers do that
     }
     switch (request->RequestUri()) {
     case RestServerRequestUri::Info:
@@ -157,12 +181,12 @@ RestServerRequestProcessor::ProcessRequest(RestServerRequestObject *request)
     case RestServerRequestUri::Test:
         return ProcessTestRequest(request);
     }
-    return nullptr;
+    return nullptr; // for a number that is no route, which no caller passes
 }
 
 DataChunk *RestServerRequestProcessor::BuildErrorResponse(QString message)
 {
-    const QJsonObject body{{QStringLiteral("errorMessage"), message}};
+    const QJsonObject body{{key::errorMessage, message}};
     return new DataChunk(QJsonDocument(body).toJson(), true);
 }
 
@@ -171,10 +195,14 @@ DataChunk *RestServerRequestProcessor::BuildEmptyResponse()
     return new DataChunk(QJsonDocument(QJsonObject()).toJson(), true);
 }
 
+void RestServerRequestProcessor::Report(const QString &message, int line)
+{
+    applicationModel->ErrorReporter()->ReportError(message, sourceName, line);
+}
+
 void RestServerRequestProcessor::ReportNullRequest(int line)
 {
-    applicationModel->ErrorReporter()->ReportError(
-        QStringLiteral("Null request provided, returning HTTP error"), sourceName, line);
+    Report(QStringLiteral("Null request provided, returning HTTP error"), line);
 }
 
 RestServerResponseObject *RestServerRequestProcessor::RespondNullRequest(int line)
@@ -183,7 +211,8 @@ RestServerResponseObject *RestServerRequestProcessor::RespondNullRequest(int lin
     return RespondError(500, errorInHandler);
 }
 
-// Some handlers put the text into the error string and leave the body's message empty.
+// The handlers of the second file interface and two more have text and message swapped: it is in
+// the error string, which nobody sees, and the body's message is empty. Clients know them so.
 RestServerResponseObject *RestServerRequestProcessor::RespondNullRequestInErrorString(int line)
 {
     ReportNullRequest(line);
@@ -205,6 +234,7 @@ RestServerResponseObject *RestServerRequestProcessor::RespondEmpty()
     return Respond(200, BuildEmptyResponse());
 }
 
+// No URI leads here: it is for trying the way from thread to thread, whatever the method.
 RestServerResponseObject *
 RestServerRequestProcessor::ProcessTestRequest(RestServerRequestObject *request)
 {
@@ -227,9 +257,9 @@ RestServerRequestProcessor::ProcessInfoRequest(RestServerRequestObject *request)
     const QJsonArray families{ApiFamily("workflow", versionOne), ApiFamily("syncfiles", versionOne),
                               ApiFamily("filemgr", versionTwo), ApiFamily("techinfo", versionOne)};
     return RespondJson(
-        QJsonObject{{QStringLiteral("infoVersion"), 1},
-                    {QStringLiteral("apiSupport"), families},
-                    {QStringLiteral("assetInfo"), applicationModel->AssetModel()->GetAssetInfo()}});
+        QJsonObject{{key::infoVersion, 1},
+                    {key::apiSupport, families},
+                    {key::assetInfo, applicationModel->AssetModel()->GetAssetInfo()}});
 }
 
 RestServerResponseObject *
@@ -247,16 +277,19 @@ RestServerRequestProcessor::ProcessTechInfoRequest(RestServerRequestObject *requ
     if (error.error != QJsonParseError::NoError) {
         qDebug() << "Body length: " << body.size();
         qDebug() << "Got parse error: " << error.errorString();
-        return RespondError(400, methodNotAllowed);
+        return RespondError(400,
+                            methodNotAllowed); // not the method is wrong, but clients know it so
     }
-    const QString key = QStringLiteral("techId");
-    if (!HasMember(document, key)) {
+    if (!document.object().contains(key::techId)) {
         return RespondError(400, QStringLiteral("Missing techId"));
     }
-    const QString techId = document.object().value(key).toString();
+    const QString techId = document.object().value(key::techId).toString();
+    // QRegExp's word characters are letters and digits of every script, QRegularExpression's are
+    // not.
     if (!QRegExp(QStringLiteral("\\w{1,20}")).exactMatch(techId)) {
         return RespondError(400, QStringLiteral("Invalid techId"));
     }
+    // By the top-level model, which may have another one than this model where a host has several.
     applicationModel->RootModel()->SyncFilesModel()->SetTechId(techId);
     return RespondEmpty();
 }
@@ -271,6 +304,7 @@ RestServerRequestProcessor::ProcessWorkflowListRequest(RestServerRequestObject *
         return RespondError(405, methodNotAllowed);
     }
     QJsonArray ids;
+    // Asked for at each step, here and below: a host may change its jobs while one is being asked.
     for (int i = 0; i < applicationModel->JobModel()->Jobs().size(); ++i) {
         ids.append(applicationModel->JobModel()->Jobs().at(i)->WorkOrderId());
     }
@@ -278,13 +312,11 @@ RestServerRequestProcessor::ProcessWorkflowListRequest(RestServerRequestObject *
     for (int i = 0; i < applicationModel->JobModel()->Jobs().size(); ++i) {
         Job *job = applicationModel->JobModel()->Jobs().at(i);
         // The "Z" is a letter of the format: the time is printed as the host gives it.
-        details.append(
-            QJsonObject{{QStringLiteral("workOrderId"), job->WorkOrderId()},
-                        {QStringLiteral("modifiedTime"),
-                         job->ModifiedTime().toString(QStringLiteral("yyyy-MM-ddThh:mm:ssZ"))}});
+        details.append(QJsonObject{{key::workOrderId, job->WorkOrderId()},
+                                   {key::modifiedTime, job->ModifiedTime().toString(QStringLiteral(
+                                                           "yyyy-MM-ddThh:mm:ssZ"))}});
     }
-    return RespondJson(QJsonObject{{QStringLiteral("workOrderIds"), ids},
-                                   {QStringLiteral("workOrderInfo"), details}});
+    return RespondJson(QJsonObject{{key::workOrderIds, ids}, {key::workOrderInfo, details}});
 }
 
 RestServerResponseObject *
@@ -304,15 +336,14 @@ RestServerRequestProcessor::ProcessWorkflowWorkordersRequest(RestServerRequestOb
         qDebug() << "Got parse error: " << error.errorString();
         return RespondError(400, methodNotAllowed);
     }
-    const QString key = QStringLiteral("cdm");
-    if (!HasMember(document, key)) {
+    if (!document.object().contains(key::cdm)) {
         qDebug() << "No cdm object found";
         return RespondError(400, QStringLiteral("No cdm property present"));
     }
-    if (!applicationModel->WorkOrderStore()->UpdateWorkOrders(
-            document.object().value(key).toArray())) {
-        applicationModel->ErrorReporter()->ReportError(
-            QStringLiteral("Failed to update jobs on filesystem"), sourceName, __LINE__);
+    // A "cdm" of another type arrives as an empty array: what that means is the store's decision.
+    const QJsonArray workOrders = document.object().value(key::cdm).toArray();
+    if (!applicationModel->WorkOrderStore()->UpdateWorkOrders(workOrders)) {
+        Report(QStringLiteral("Failed to update jobs on filesystem"), __LINE__);
         return RespondError(500, errorInHandler);
     }
     applicationModel->JobModel()->RefreshJobs();
@@ -344,7 +375,7 @@ RestServerResponseObject *RestServerRequestProcessor::ProcessWorkflowWorkorderBy
         qDebug() << "Job Id: " << id;
         return ProcessWorkflowWorkorderAttachmentByIdRequest(request, id);
     }
-    return RespondError(404, QStringLiteral("Inavlid URI"));
+    return RespondError(404, misspeltInvalidUri);
 }
 
 RestServerResponseObject *
@@ -362,8 +393,8 @@ RestServerRequestProcessor::ProcessWorkflowWorkorderByIdRequest(RestServerReques
     if (!found) {
         return RespondError(404, jobNotFound);
     }
-    return RespondJson(QJsonObject{{QStringLiteral("cdmVersion"), QStringLiteral("2.1")},
-                                   {QStringLiteral("cdm"), StripCdmImage(cdm)}});
+    return RespondJson(
+        QJsonObject{{key::cdmVersion, QStringLiteral("2.1")}, {key::cdm, StripCdmImage(cdm)}});
 }
 
 RestServerResponseObject *RestServerRequestProcessor::ProcessWorkflowWorkorderAttachmentByIdRequest(
@@ -375,7 +406,7 @@ RestServerResponseObject *RestServerRequestProcessor::ProcessWorkflowWorkorderAt
     if (request->RequestMethod() != RestServerRequestMethod::Post) {
         return RespondError(405, methodNotAllowed);
     }
-    if (FindJob(id) != nullptr) {
+    if (FindJob(id) != nullptr) { // there is a work order, but nothing takes attachments
         return RespondError(405, QStringLiteral("Not allowed"));
     }
     qDebug() << "Didn't find a job, job id: " << id;
@@ -384,15 +415,14 @@ RestServerResponseObject *RestServerRequestProcessor::ProcessWorkflowWorkorderAt
 
 QJsonObject RestServerRequestProcessor::StripCdmImage(QJsonObject cdm)
 {
-    const QString key = QStringLiteral("tests");
-    QJsonArray tests = cdm.value(key).toArray();
+    QJsonArray tests = cdm.value(key::tests).toArray();
     for (int i = 0; i < tests.size(); ++i) {
         const QJsonObject test = tests.at(i).toObject();
         if (HasResultData(test)) {
             tests.replace(i, StripTestImage(test));
         }
     }
-    cdm.insert(key, tests);
+    cdm.insert(key::tests, tests); // also where there was none: clients always find an array
     return cdm;
 }
 
@@ -422,7 +452,7 @@ RestServerRequestProcessor::ProcessWorkflowActiveRequest(RestServerRequestObject
     }
     Job *active = applicationModel->JobModel()->ActiveJob();
     const QString id = active != nullptr ? active->WorkOrderId() : QStringLiteral("");
-    return RespondJson(QJsonObject{{QStringLiteral("activeWorkOrderId"), id}});
+    return RespondJson(QJsonObject{{key::activeWorkOrderId, id}});
 }
 
 RestServerResponseObject *
@@ -432,7 +462,7 @@ RestServerRequestProcessor::SetActiveWorkOrder(RestServerRequestObject *request)
     const QJsonDocument document =
         QJsonDocument::fromJson(request->RequestDataChunk()->Data(), &error);
     const QVariantMap members = document.object().toVariantMap();
-    const auto wanted = members.constFind(QStringLiteral("activeWorkOrderId"));
+    const auto wanted = members.constFind(key::activeWorkOrderId);
     if (error.error != QJsonParseError::NoError || wanted == members.constEnd()) {
         return RespondError(404, workOrderNotFound);
     }
@@ -442,7 +472,7 @@ RestServerRequestProcessor::SetActiveWorkOrder(RestServerRequestObject *request)
         return RespondError(404, workOrderNotFound);
     }
     ActivateJob(job, id);
-    return RespondJson(document);
+    return RespondJson(document); // all that was sent, whatever else it holds
 }
 
 void RestServerRequestProcessor::ActivateJob(Job *job, const QString &id)
@@ -450,7 +480,7 @@ void RestServerRequestProcessor::ActivateJob(Job *job, const QString &id)
     IJobModel *jobModel = applicationModel->JobModel();
     Job *previous = jobModel->ActiveJob();
     const QString previousId = previous != nullptr ? previous->WorkOrderId() : QString();
-    jobModel->SetActiveJob(job);
+    jobModel->SetActiveJob(job); // also when it is: the host decides whether that means anything
     if (previousId != id) {
         RunActiveJobHooks();
     }
@@ -478,30 +508,30 @@ RestServerRequestProcessor::ProcessWorkflowTemplatesRequest(RestServerRequestObj
     QJsonArray templates;
     AppendTemplatesInDirectory(storage->Directory(IStorageModel::TemplateDirectory), &templates);
     if (storage->IsStorageAvailable()) {
-        storage->BeginStorageAccess();
+        const StorageAccess access(storage);
         AppendTemplatesInDirectory(storage->Directory(IStorageModel::GuardedTemplateDirectory),
                                    &templates);
-        storage->EndStorageAccess();
     }
-    return RespondJson(QJsonObject{{QStringLiteral("templates"), templates}});
+    return RespondJson(QJsonObject{{key::templates, templates}});
 }
 
 void RestServerRequestProcessor::AppendTemplatesInDirectory(QDir directory, QJsonArray *templates)
 {
     if (templates == nullptr) {
-        applicationModel->ErrorReporter()->ReportError(
-            QStringLiteral("Null templates array provided"), sourceName, __LINE__);
+        // Reported and gone on with: a directory without templates needs no array.
+        Report(QStringLiteral("Null templates array provided"), __LINE__);
     }
     if (!directory.exists()) {
         return;
     }
-    // Name filters ignore case by default, and "b.JSON" is no template.
+    // Name filters ignore case by default, and "b.JSON" is not a template. NoSort leaves it to the
+    // directory how it lists: by name, unless the host set another order.
     const QStringList names = directory.entryList({QStringLiteral("*.json")},
                                                   QDir::Files | QDir::CaseSensitive, QDir::NoSort);
     for (const QString &name : names) {
         const QByteArray content = ReadTemplateFile(directory.absoluteFilePath(name));
         const QJsonObject document = QJsonDocument::fromJson(content).object();
-        const QJsonArray entries = document.value(QStringLiteral("cdm")).toArray();
+        const QJsonArray entries = document.value(key::cdm).toArray();
         for (const QJsonValue entry : entries) {
             templates->append(entry.toObject());
         }
@@ -513,8 +543,7 @@ QByteArray RestServerRequestProcessor::ReadTemplateFile(const QString &path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         qDebug() << "Template file: " << path;
-        applicationModel->ErrorReporter()->ReportError(
-            QStringLiteral("Failed to open template file"), sourceName, __LINE__);
+        Report(QStringLiteral("Failed to open template file"), __LINE__);
         return QByteArray();
     }
     return file.readAll();
@@ -556,7 +585,7 @@ RestServerRequestProcessor::ProcessSyncfilesMetadataRequest(RestServerRequestObj
     QString fileName;
     switch (MatchFilePath(QStringLiteral("/api/syncfiles/v1/metadata"), *request, &fileName)) {
     case UriMatch::None:
-        return RespondEmpty();
+        return RespondEmpty(); // no path, no metadata: not an error here, as it is everywhere else
     case UriMatch::WrongCaptureCount:
         return RespondError(404, invalidUri);
     case UriMatch::Path:
@@ -645,11 +674,11 @@ RestServerRequestProcessor::ProcessFilemgrMetadataRequest(RestServerRequestObjec
         return RespondError(404, invalidUri);
     }
     if (request->RequestMethod() != RestServerRequestMethod::Get) {
-        return RespondHandlerError();
+        return RespondHandlerError(); // with 500: in this interface no method is "not allowed"
     }
     bool found = false;
     const QJsonObject metadata = applicationModel->AssetModel()->GetFileMetadata(fileName, &found);
-    return found ? RespondJson(metadata) : RespondError(404, invalidUri);
+    return found ? RespondJson(metadata) : RespondError(404, invalidUri); // not "File not found"
 }
 
 RestServerResponseObject *
@@ -680,7 +709,7 @@ RestServerResponseObject *RestServerRequestProcessor::RespondUserFileDownload(co
     DataChunk *chunk = nullptr;
     IDownloadContext *context = nullptr;
     if (!fileProcessor->ProcessFileDownloadRequest(path, &chunk, &context)) {
-        delete chunk;
+        delete chunk; // null, unless a file processor gave one in spite of its failure
         return RespondError(404, QStringLiteral("File read failure"));
     }
     return new RestServerResponseObject(200, chunk, QString(), context);

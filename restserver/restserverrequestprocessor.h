@@ -94,6 +94,7 @@ protected:
     }
 
 private:
+    void Report(const QString &message, int line);
     void ReportNullRequest(int line);
     RestServerResponseObject *RespondNullRequest(int line);
     RestServerResponseObject *RespondNullRequestInErrorString(int line);
