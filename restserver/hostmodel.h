@@ -8,10 +8,10 @@
  * `RestServerModel`, hands its model to `RestServerModel::Construct` and then calls `Start`. From
  * there on the library calls these interfaces to answer HTTP requests.
  *
- * Threads: every operation that the application implements is called on its Qt main thread, from a
- * timer slot of the library, one call at a time. Implementations need no locks for the library's
- * sake. While an operation runs, the client waits: when there is no answer 10 s after its body was
- * taken, it is told of an internal time-out, and the late answer goes to the next client. The
+ * Threads: every operation that the application implements is called on its Qt main thread, from
+ * the event loop, one call at a time. Implementations need no locks for the library's sake. While
+ * an operation runs, the client waits, for 10 s at most; then it is told of an internal time-out.
+ * Served classically, the late answer goes to the next client; served promptly, it is dropped. The
  * pieces of a transfer have 10 s each.
  *
  * Ownership: the application owns the objects behind these interfaces and the library deletes none
@@ -22,8 +22,23 @@
  * sent, after percent decoding. A name in UTF-8 is read back with
  * `QString::fromUtf8(path.toLatin1())`. Texts from JSON bodies are ordinary Unicode strings.
  *
+ * Paths: one text names a file everywhere. It is absolute and begins with
+ * `Directory(UserFilesDirectory).absolutePath()`, links in it as they are. The listing, the pending
+ * lists and the metadata give it out, clients send it back unchanged, and the library compares it
+ * as text with that beginning. So where the directory lies behind a symbolic link, either give out
+ * paths through the link, or return the canonical directory; a mixture fails each upload or
+ * download. To see whether a path is inside, compare canonical with canonical:
+ *
+ *     QString real = QFileInfo(QString::fromUtf8(path.toLatin1())).canonicalFilePath();
+ *     QString root = QFileInfo(directory).canonicalFilePath();
+ *     bool inside = real.startsWith(root + '/');
+ *
+ * JSON: objects and arrays that the application returns are sent as they are. The members named
+ * here are those that clients of this interface read; more are allowed. A time is a text in UTC,
+ * "2024-05-31T12:00:00Z", and a size a number of bytes.
+ *
  * Errors are reported through return values. An exception that leaves one of these operations is
- * caught by nobody.
+ * not caught.
  */
 
 #include <QByteArray>
@@ -106,13 +121,20 @@ public:
     enum DirectoryKey
     {
         /**
-         * User files. The path of an upload or a download must begin with the text of its path.
-         * That is no fence: "..", links and siblings with a longer name pass, and an upload is
-         * written without asking the application. See `hostsupport/` for a sandbox.
+         * User files. The path of an upload or a download must begin with the text of its absolute
+         * path, which is neither cleaned nor resolved first: "..", links and siblings with a longer
+         * name pass, and an upload is written without asking the application. Only the operating
+         * system can hold uploads inside; see `hostsupport/` for a sandbox.
          */
         UserFilesDirectory = 9,
-        TemplateDirectory = 10,       ///< work order templates
-        GuardedTemplateDirectory = 11 ///< further templates, on the guarded storage
+
+        /**
+         * Work order templates: the files "*.json" that lie in it itself, not hidden, suffix in
+         * lower case. Each is an object whose "cdm" is an array; its elements are listed, one that
+         * is not an object as {}. A file of another content counts for nothing, and nobody is told.
+         */
+        TemplateDirectory = 10,
+        GuardedTemplateDirectory = 11 ///< further templates, listed behind, on the guarded storage
     };
 
     /** The directory behind `key`. It need not exist. */
@@ -128,9 +150,10 @@ public:
     virtual void EndStorageAccess() = 0;
 
     /**
-     * Whether `bytes` more bytes fit. Asked with the "fileSize" that an upload announces, of which
-     * nothing is sure: it may be negative, and is 0 where it is no number or beyond 32 bits, as for
-     * a file of 3 GiB. False refuses the upload.
+     * Whether `bytes` more bytes fit. Asked with the "fileSize" that an upload announces, which may
+     * be wrong or negative, and is 0 where it is not a number or does not fit 32 bits, as for a
+     * file of 3 GiB. False refuses the upload. What the disk does not take later is not noticed:
+     * the upload succeeds, and the client finds the file too short by its metadata.
      */
     virtual bool HasFreeSpace(qint64 bytes) = 0;
 
@@ -205,12 +228,16 @@ class IJobModel
 {
 public:
     /**
-     * All jobs, in the order that clients see. Fetched anew at every step of a loop, so return an
-     * implicitly shared copy of a kept vector. The jobs stay valid until the next `RefreshJobs`.
+     * All jobs, in the order that clients see. Called four times for each that is listed, so return
+     * an implicitly shared copy of a kept vector: a vector that is built at each call makes a list
+     * of 5,000 take seconds. The jobs stay valid until the next `RefreshJobs`.
      */
     virtual QVector<Job *> Jobs() = 0;
 
-    /** Reloads the jobs after the store changed, so that `Jobs` reflects it. */
+    /**
+     * Reloads the jobs after the store changed, so that `Jobs` reflects it. The library keeps no
+     * job and looks `ActiveJob` up anew afterwards: let it be the new job of the same work order.
+     */
     virtual void RefreshJobs() = 0;
 
     /** Makes one of `Jobs` the active one; also called when it already is. */
@@ -228,13 +255,19 @@ class IWorkOrderStore
 {
 public:
     /**
-     * Stores the documents of one update; what an element replaces is the store's decision. The
-     * array is empty when the client sent something else. False means failure; the client is then
-     * told so, and nothing should have been stored.
+     * Stores the documents of one update, the elements of the client's "cdm", unchecked: they may
+     * be anything. What an element replaces is the store's decision. A "cdm" of another type than
+     * array arrives as an empty array, which is a success unless the store says otherwise. False
+     * means failure; the client is then told so, and nothing should have been stored.
      */
     virtual bool UpdateWorkOrders(QJsonArray workOrders) = 0;
 
-    /** The stored document of `id`. Sets `*found`; the result counts only when that is true. */
+    /**
+     * The stored document of `id`, alone. Must set `*found` on every call; the result counts only
+     * when that is true. The library sends {"cdmVersion": "2.1", "cdm": document}, after it took
+     * "imageData" out of the result data of each test; a document without "tests" gains an empty
+     * array of that name.
+     */
     virtual QJsonObject GetWorkOrder(QString id, bool *found) = 0;
 
 protected:
@@ -245,10 +278,14 @@ protected:
 class ISyncFilesModel
 {
 public:
-    /** The files that wait for synchronisation. The elements are sent as they are. */
+    /**
+     * The files that a client is to fetch now: those that nobody has confirmed as they are, without
+     * those that may still be written to, as an upload that is on its way. Each element is
+     * {"path", "size", "modifiedTime"}.
+     */
     virtual QJsonArray GetPendingFiles() = 0;
 
-    /** All pending files. The elements are sent as they are. */
+    /** All files that nobody has confirmed, the ones that may still be written to as well. */
     virtual QJsonArray GetAllPendingFiles() = 0;
 
     /**
@@ -257,7 +294,10 @@ public:
      */
     virtual QByteArray GetFileData(QString path, bool *found) = 0;
 
-    /** Notes that a client has the file. False when it is unknown. `path` is unchecked. */
+    /**
+     * Notes that a client has the file as it is now, so that it is pending again only once its
+     * content changes. False when it is unknown. `path` is unchecked.
+     */
     virtual bool MarkFileSynced(QString path) = 0;
 
     /** Records the technician: 1 to 20 word characters, already checked. */
@@ -271,17 +311,23 @@ protected:
 class IFileManagerModel
 {
 public:
-    /** The listing, sent as it is. */
+    /**
+     * The listing: {"files": [{"path", "size", "modifiedTime"}]}, with the files of all folders
+     * below the user-files directory.
+     */
     virtual QJsonObject GetUserFiles() = 0;
 
     /**
      * Up to `maxLength` bytes of a file from `offset`. Must set `*ok`, whether the file could be
      * read, and `*lastChunk`, whether these bytes reach its end. Only the first piece's `*ok` is
      * looked at: later the stream ends at `*lastChunk`, so report the last piece on a read error
-     * and past the end too. It also ends, without another call, when the client does not take a
-     * piece within 10 s. Only the last piece may be empty. `path` begins with the text of the
-     * user-files directory's path and is otherwise unchecked: it may hold "..". The calls for the
-     * later pieces come outside the storage bracket.
+     * and past the end too. Where `*lastChunk` never comes, prompt serving breaks the transfer off
+     * at the first empty piece; classic serving asks for ever, and neither the interface nor the
+     * main thread gets out of it. The stream also ends, without another call, when the client does
+     * not take a piece within 10 s. Only the last piece may be empty. Each piece but the last is to
+     * have `maxLength` bytes, because the next `offset` counts it so. `path` begins with the text
+     * of the user-files directory's path and is otherwise unchecked: it may hold "..". The calls
+     * for the later pieces come outside the storage bracket.
      */
     virtual QByteArray ReadFileChunk(QString path, bool *ok, qint64 offset, qint64 maxLength,
                                      bool *lastChunk) = 0;
@@ -298,8 +344,9 @@ class IAssetModel
 {
 public:
     /**
-     * The metadata of a file, sent as it is. Must set `*found` on every call; the result counts
-     * only when that is true. `fileName` is the path that the client sent, unchecked.
+     * The metadata of a file: {"path", "size", "modifiedTime", "sha256"}, the digest in lower-case
+     * hexadecimal, by which clients verify what they moved. Must set `*found` on every call; the
+     * result counts only when that is true. `fileName` is the path that the client sent, unchecked.
      */
     virtual QJsonObject GetFileMetadata(QString fileName, bool *found) = 0;
 
