@@ -16,6 +16,8 @@ namespace {
 constexpr std::uint64_t accessTruncate = 1ULL << 14;
 constexpr std::uint64_t accessDeviceControl = 1ULL << 15;
 
+constexpr int versionThatMoves = 2;
+
 constexpr std::uint64_t readAccess = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
 constexpr std::uint64_t writeAccess =
     readAccess | LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_REMOVE_DIR |
@@ -51,7 +53,7 @@ private:
 std::uint64_t HandledAccess(int kernelVersion)
 {
     std::uint64_t access = LANDLOCK_ACCESS_FS_REFER - 1;
-    if (kernelVersion >= 2) {
+    if (kernelVersion >= versionThatMoves) {
         access |= LANDLOCK_ACCESS_FS_REFER;
     }
     if (kernelVersion >= 3) {
@@ -75,8 +77,7 @@ std::string Problem(const std::string &what)
 }
 
 // Returns an empty text, or what went wrong.
-std::string Allow(const FileDescriptor &ruleset, const std::string &path, std::uint64_t access,
-                  bool mustExist)
+std::string Allow(int ruleset, const std::string &path, std::uint64_t access, bool mustExist)
 {
     const FileDescriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));
     if (!file.IsOpen()) {
@@ -86,12 +87,11 @@ std::string Allow(const FileDescriptor &ruleset, const std::string &path, std::u
     rule.allowed_access = IsDirectory(file) ? access : access & fileAccess;
     rule.parent_fd = file.Get();
     const long added =
-        syscall(SYS_landlock_add_rule, ruleset.Get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
+        syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
     return added == 0 ? std::string() : Problem(path);
 }
 
-std::string AllowAll(const FileDescriptor &ruleset, const FileSystemSandbox::Rules &rules,
-                     std::uint64_t handled)
+std::string AllowAll(int ruleset, const FileSystemSandbox::Rules &rules, std::uint64_t handled)
 {
     std::string problem;
     for (const std::string &path : rules.writable) {
@@ -101,6 +101,20 @@ std::string AllowAll(const FileDescriptor &ruleset, const FileSystemSandbox::Rul
         problem = problem.empty() ? Allow(ruleset, path, readAccess & handled, false) : problem;
     }
     return problem;
+}
+
+// What keeps a kernel of this version from confining by these rules.
+FileSystemSandbox::Result Lacks(const FileSystemSandbox::Rules &rules, int kernelVersion)
+{
+    using FileSystemSandbox::Outcome;
+    if (kernelVersion <= 0) {
+        return {Outcome::NotSupported, "file system sandbox: this kernel has no Landlock support"};
+    }
+    if (kernelVersion < versionThatMoves && rules.movesBetweenFolders) {
+        return {Outcome::NotSupported, "file system sandbox: the Landlock of this kernel lets no "
+                                       "file move between folders; kernel 5.19 does"};
+    }
+    return {Outcome::Confined, std::string()};
 }
 
 } // namespace
@@ -119,23 +133,49 @@ FileSystemSandbox::Result FileSystemSandbox::Confine(const Rules &rules)
 
 FileSystemSandbox::Result FileSystemSandbox::Confine(const Rules &rules, int kernelVersion)
 {
-    if (kernelVersion <= 0) {
-        return {Outcome::NotSupported, "file system sandbox: this kernel has no Landlock support"};
+    return Domain(rules, kernelVersion).Enter();
+}
+
+FileSystemSandbox::Domain::Domain(const Rules &rules)
+    : Domain(rules, KernelVersion())
+{}
+
+FileSystemSandbox::Domain::Domain(const Rules &rules, int kernelVersion)
+    : made(Lacks(rules, kernelVersion))
+{
+    if (made.outcome == Outcome::Confined) {
+        Make(rules, kernelVersion);
     }
+}
+
+FileSystemSandbox::Domain::~Domain()
+{
+    if (ruleset >= 0) {
+        close(ruleset);
+    }
+}
+
+void FileSystemSandbox::Domain::Make(const Rules &rules, int kernelVersion)
+{
     landlock_ruleset_attr attributes = {};
     attributes.handled_access_fs = HandledAccess(kernelVersion);
-    const FileDescriptor ruleset(
-        static_cast<int>(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0)));
-    if (!ruleset.IsOpen()) {
-        return {Outcome::Failed, Problem("rules")};
-    }
-    const std::string problem = AllowAll(ruleset, rules, attributes.handled_access_fs);
+    ruleset =
+        static_cast<int>(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0));
+    const std::string problem =
+        ruleset < 0 ? Problem("rules") : AllowAll(ruleset, rules, attributes.handled_access_fs);
     if (!problem.empty()) {
-        return {Outcome::Failed, problem};
+        made = {Outcome::Failed, problem};
+    }
+}
+
+FileSystemSandbox::Result FileSystemSandbox::Domain::Enter() const
+{
+    if (made.outcome != Outcome::Confined) {
+        return made;
     }
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-        syscall(SYS_landlock_restrict_self, ruleset.Get(), 0) != 0) {
+        syscall(SYS_landlock_restrict_self, ruleset, 0) != 0) {
         return {Outcome::Failed, Problem("restriction")};
     }
-    return {Outcome::Confined, std::string()};
+    return made;
 }

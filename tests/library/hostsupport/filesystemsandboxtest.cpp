@@ -6,6 +6,8 @@
 #include <filesystemsandbox.h>
 #include <functional>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -84,6 +86,23 @@ protected:
     int Confined(const std::function<int()> &call) const
     {
         return InChild([&] { return Confine(Allowed()).outcome == confined ? call() : 255; });
+    }
+
+    // Replaces a file as an upload does: written without a name, linked to a hidden one, renamed.
+    int ReplaceWithoutName(const std::string &folder) const
+    {
+        const int file = open(Path(folder).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        if (file < 0) {
+            return errno;
+        }
+        const std::string own = "/proc/self/fd/" + std::to_string(file);
+        const std::string hidden = Path(folder + "/.hidden");
+        const bool replaced =
+            linkat(AT_FDCWD, own.c_str(), AT_FDCWD, hidden.c_str(), AT_SYMLINK_FOLLOW) == 0 &&
+            rename(hidden.c_str(), Path(folder + "/file").c_str()) == 0;
+        const int error = replaced ? 0 : errno;
+        close(file);
+        return error;
     }
 
     // The error that the sandbox gives where it exists.
@@ -224,15 +243,154 @@ TEST_F(FileSystemSandboxTest, AKernelWithoutSupportIsReportedInOneLineAndNothing
     EXPECT_EQ(Write(Path("outside/new")), 0);
 }
 
-TEST_F(FileSystemSandboxTest, TheFirstVersionOfTheKernelInterfaceIsEnough)
+/** What the first version of the kernel's interface does, shown by any later one. */
+class FirstVersion : public FileSystemSandboxTest
+{
+protected:
+    int version = FileSystemSandbox::KernelVersion() > 0 ? 1 : 0;
+
+    Rules WithinFolders() const
+    {
+        Rules rules = Allowed();
+        rules.movesBetweenFolders = false;
+        return rules;
+    }
+};
+
+TEST_F(FirstVersion, IsNoSupportForThoseWhoMoveFilesBetweenFolders)
+{
+    const FileSystemSandbox::Result result = Confine(Allowed(), version);
+    EXPECT_EQ(result.outcome, Outcome::NotSupported);
+    EXPECT_EQ(result.reason.find('\n'), std::string::npos);
+    EXPECT_EQ(Write(Path("outside/new")), 0) << "nothing is restricted";
+}
+
+TEST_F(FirstVersion, ConfinesThoseWhoDoNot)
 {
     EXPECT_EQ(InChild([this] {
-                  const int version = FileSystemSandbox::KernelVersion() > 0 ? 1 : 0;
-                  return Confine(Allowed(), version).outcome == confined
+                  return Confine(WithinFolders(), version).outcome == confined
                              ? Write(Path("outside/new"))
                              : 255;
               }),
               Refused());
+}
+
+TEST_F(FirstVersion, TakesTheStepsOfAnUpload)
+{
+    EXPECT_EQ(InChild([this] {
+                  return Confine(WithinFolders(), version).outcome == confined
+                             ? ReplaceWithoutName("inside")
+                             : 255;
+              }),
+              0);
+}
+
+/** Threads with rules of their own, in a process that is not confined. */
+class FileSystemSandboxDomain : public FileSystemSandboxTest
+{
+protected:
+    // What `call` leaves in errno on a thread that entered the domain.
+    int OnThread(const FileSystemSandbox::Domain &domain, const std::function<int()> &call) const
+    {
+        int error = 255;
+        std::thread([&] {
+            if (domain.Enter().outcome == confined) {
+                error = call();
+            }
+        }).join();
+        return error;
+    }
+};
+
+TEST_F(FileSystemSandboxDomain, ConfinesTheThreadsThatEnterItAndNoOther)
+{
+    const FileSystemSandbox::Domain domain(Allowed());
+    EXPECT_EQ(OnThread(domain, [this] { return Write(Path("inside/new")); }), 0);
+    EXPECT_EQ(OnThread(domain, [this] { return Write(Path("outside/new")); }), Refused());
+    EXPECT_EQ(Write(Path("outside/new")), 0);
+}
+
+TEST_F(FileSystemSandboxDomain, AllowsInAConfinedProcessWhatBothAllow)
+{
+    EXPECT_EQ(Confined([this] {
+                  const FileSystemSandbox::Domain domain({{directory.path().toStdString()}, {}});
+                  return domain.Made().outcome == confined
+                             ? OnThread(domain, [this] { return Write(Path("outside/new")); })
+                             : 255;
+              }),
+              Refused());
+}
+
+TEST_F(FileSystemSandboxDomain, TakesTheStepsOfAnUpload)
+{
+    const FileSystemSandbox::Domain domain({{Path("inside")}, {}, false});
+    EXPECT_EQ(OnThread(domain, [this] { return ReplaceWithoutName("inside"); }), 0);
+    EXPECT_EQ(OnThread(domain, [this] { return ReplaceWithoutName("outside"); }), Refused());
+}
+
+TEST_F(FileSystemSandboxDomain, LeavesWhatIsOpenToTheMessageHandlerOfAConfinedThread)
+{
+    const int log = open(Path("outside/log").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const FileSystemSandbox::Domain domain(Allowed());
+    EXPECT_EQ(OnThread(domain, [log] { return write(log, "line", 4) == 4 ? 0 : errno; }), 0);
+    EXPECT_EQ(OnThread(domain, [this] { return Write(Path("outside/log")); }), Refused());
+    close(log);
+}
+
+TEST_F(FileSystemSandboxDomain, SaysWhyItCannotBeMadeAndConfinesNobody)
+{
+    const FileSystemSandbox::Domain domain({{Path("missing")}, {}});
+    EXPECT_EQ(domain.Made().outcome,
+              confined == Outcome::Confined ? Outcome::Failed : Outcome::NotSupported);
+    EXPECT_NE(domain.Made().reason, "");
+    EXPECT_EQ(domain.Enter().outcome, domain.Made().outcome);
+    EXPECT_EQ(Write(Path("outside/new")), 0);
+}
+
+/** A folder that holds a mount point, in a mount namespace of each child process. */
+class StorageMountedLater : public FileSystemSandboxDomain
+{
+protected:
+    static constexpr int noNamespace = 254;
+
+    void SetUp() override
+    {
+        FileSystemSandboxTest::SetUp();
+        ASSERT_EQ(mkdir(Path("inside/card").c_str(), 0700), 0);
+    }
+
+    // What a thread with `rules`, made before the mount, gets when it writes to the mounted
+    // storage.
+    int WriteToMounted(const Rules &rules) const
+    {
+        return InChild([&] {
+            if (!OwnMounts()) {
+                return noNamespace;
+            }
+            const FileSystemSandbox::Domain domain(rules);
+            if (mount("none", Path("inside/card").c_str(), "tmpfs", 0, nullptr) != 0) {
+                return noNamespace;
+            }
+            return OnThread(domain, [this] { return Write(Path("inside/card/file")); });
+        });
+    }
+
+    static bool OwnMounts()
+    {
+        const int user = geteuid() == 0 ? 0 : CLONE_NEWUSER;
+        return unshare(CLONE_NEWNS | user) == 0 &&
+               mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    }
+};
+
+TEST_F(StorageMountedLater, IsReachedByARuleForTheFolderOfItsMountPoint)
+{
+    EXPECT_EQ(WriteToMounted({{Path("inside")}, {}, false}), 0);
+}
+
+TEST_F(StorageMountedLater, IsNotReachedByARuleForTheMountPointItself)
+{
+    EXPECT_EQ(WriteToMounted({{Path("inside/card")}, {}, false}), Refused());
 }
 
 } // namespace
