@@ -58,3 +58,12 @@ bool BodyMemory::Share::GrowTo(size_t bytes)
     held = wanted;
     return true;
 }
+
+void BodyMemory::Share::ShrinkTo(size_t bytes)
+{
+    const size_t kept = bytes > alwaysGranted ? bytes - alwaysGranted : 0;
+    const std::lock_guard<std::mutex> lock(memory->mutex);
+    memory->held -= held - kept;
+    held = kept;
+    memory->changed.notify_all();
+}

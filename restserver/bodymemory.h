@@ -31,6 +31,9 @@ public:
          * stops. */
         bool GrowTo(size_t bytes);
 
+        /** Gives back what the body holds above `bytes`. */
+        void ShrinkTo(size_t bytes);
+
     private:
         friend class BodyMemory;
         std::shared_ptr<BodyMemory> memory;

@@ -144,9 +144,9 @@ bool ReplacingFile::FindTarget()
 // A pipe, a device or a folder is looked at without being opened, which might block or do harm.
 bool ReplacingFile::CheckOldFile()
 {
-    struct stat status
+    struct stat64 status
     {};
-    if (lstat(target.constData(), &status) != 0) {
+    if (lstat64(target.constData(), &status) != 0) {
         replaces = false;
         return true;
     }
@@ -154,7 +154,8 @@ bool ReplacingFile::CheckOldFile()
         failure = QStringLiteral("%1 is not a regular file").arg(path);
         return false;
     }
-    const int old = ::open(target.constData(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const int old =
+        ::open(target.constData(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_LARGEFILE | O_CLOEXEC);
     if (old < 0) {
         Fail("the file");
         return false;
@@ -170,7 +171,8 @@ bool ReplacingFile::OpenNameless()
     if (geteuid() != 0 && access("/proc/self/fd", F_OK) != 0) {
         return false; // it could not be given a name later
     }
-    descriptor = ::open(folder.constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, newFileMode);
+    descriptor =
+        ::open(folder.constData(), O_TMPFILE | O_RDWR | O_LARGEFILE | O_CLOEXEC, newFileMode);
     return descriptor >= 0;
 }
 
@@ -179,7 +181,8 @@ bool ReplacingFile::OpenHidden()
     const std::lock_guard<std::mutex> lock(hiddenNames);
     RemoveLeftBehind(folder);
     const QByteArray name = NewHiddenName(folder);
-    descriptor = ::open(name.constData(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, newFileMode);
+    descriptor =
+        ::open(name.constData(), O_CREAT | O_EXCL | O_RDWR | O_LARGEFILE | O_CLOEXEC, newFileMode);
     if (descriptor < 0) {
         Fail("its folder");
         return false;

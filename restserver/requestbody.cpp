@@ -98,7 +98,11 @@ bool RequestBody::ReadNext(QByteArray *piece)
     if (!more) {
         return false;
     }
-    const int count = Read(buffer->bytes, std::min(nextPiece, buffer->size));
+    if (buffer->size > nextPiece) {
+        buffer->Resize(nextPiece); // a long upload keeps no more than it needs from others
+        buffer->share.ShrinkTo(nextPiece);
+    }
+    const int count = Read(buffer->bytes, buffer->size);
     *piece = QByteArray::fromRawData(buffer->bytes, std::max(count, 0));
     return count > 0;
 }
