@@ -7,7 +7,7 @@ _parlowenctl()
     local group="" command="" i
 
     case $previous in
-        --host | --retries | --timeout | --root | --as | --include | --exclude | --folder) return ;;
+        --host | --retries | --timeout | --root | --as | --include | --exclude | --folder | --only) return ;;
         -o | --output | --cacert | --cert | --key | --report | --junit)
             mapfile -t COMPREPLY < <(compgen -f -- "$word")
             return
@@ -18,7 +18,7 @@ _parlowenctl()
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
             --host | --cacert | --cert | --key | --retries | --timeout | --root | --as | --include | \
-                --exclude | --folder | --report | --junit | -o | --output) ((i++)) ;;
+                --exclude | --folder | --only | --report | --junit | -o | --output) ((i++)) ;;
             -*) ;;
             workorders | files)
                 [[ -z $group && -z $command ]] && group=${COMP_WORDS[i]}
@@ -35,7 +35,7 @@ _parlowenctl()
         "files rm" | "files confirm") options+=" --dry-run --include --exclude" ;;
         "files pending") options+=" --all" ;;
         sync) options+=" --root --recent --everything --dry-run --include --exclude" ;;
-        check) options+=" --write --load --folder --report --junit" ;;
+        check) options+=" --write --load --folder --only --report --junit" ;;
     esac
     if [[ $word == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")

@@ -53,6 +53,8 @@ void CheckCommand::AddArguments(CLI::App &parser)
     parser.add_flag("--load", load, "With --write: thousands of work orders, many clients, pauses");
     parser.add_option("--folder", folder, "Folder of the user files on a device that lists none")
         ->type_name("DIR");
+    parser.add_option("--only", only, "Ids of the assertions to check, such as \"jobs.*\"")
+        ->type_name("ID");
     parser.add_option("--report", htmlFile, "Write the protocol as one HTML page")
         ->type_name("FILE");
     parser.add_option("--junit", junitFile, "Write the results for build servers")
@@ -67,6 +69,7 @@ ExitStatus CheckCommand::Run(DeviceConnection &connection, const Output &output)
     CheckRun::Settings extent;
     extent.write = write || load;
     extent.load = load;
+    extent.only = Only();
     const CheckResult result = CheckRun(device, extent).Run();
     PrintResult(output, result);
     WriteFiles(result);
@@ -75,6 +78,16 @@ ExitStatus CheckCommand::Run(DeviceConnection &connection, const Output &output)
                           QStringLiteral("the check was interrupted; the device was put back"));
     }
     return result.Count(Verdict::Fail) == 0 ? ExitStatus::Done : ExitStatus::LocalFailure;
+}
+
+QVector<QRegularExpression> CheckCommand::Only() const
+{
+    QVector<QRegularExpression> patterns;
+    for (const std::string &id : only) {
+        patterns.append(QRegularExpression(
+            QRegularExpression::wildcardToRegularExpression(QString::fromStdString(id))));
+    }
+    return patterns;
 }
 
 void CheckCommand::PrintResult(const Output &output, const CheckResult &result) const

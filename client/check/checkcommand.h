@@ -2,6 +2,7 @@
 #define CHECKCOMMAND_H
 
 #include <string>
+#include <vector>
 
 #include "checkreport.h"
 #include "command.h"
@@ -15,12 +16,14 @@ public:
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
 private:
+    QVector<QRegularExpression> Only() const;
     void PrintResult(const Output &output, const CheckResult &result) const;
     void WriteFiles(const CheckResult &result) const;
 
     bool write = false;
     bool load = false;
     std::string folder;
+    std::vector<std::string> only;
     std::string htmlFile;
     std::string junitFile;
 };

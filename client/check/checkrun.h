@@ -2,6 +2,7 @@
 #define CHECKRUN_H
 
 #include <QDateTime>
+#include <QRegularExpression>
 #include <functional>
 
 #include "assertion.h"
@@ -45,6 +46,7 @@ public:
     {
         bool write = false;
         bool load = false;
+        QVector<QRegularExpression> only;                      ///< ids that run; empty: all of them
         std::function<void(const AssertionResult &)> progress; ///< told after each assertion
     };
 
@@ -57,6 +59,7 @@ private:
     void RunAll(const QVector<AssertionGroup> &groups);
     void RunOne(const QString &group, const Assertion &assertion);
     AssertionResult Carry(const Assertion &assertion);
+    bool IsWanted(const Assertion &assertion) const;
     void PutBack();
     QString ReasonNotToRun(const Assertion &assertion) const;
 

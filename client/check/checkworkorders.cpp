@@ -1,5 +1,6 @@
 #include "checkworkorders.h"
 
+#include <QDateTime>
 #include <QJsonObject>
 
 #include "checkeddevice.h"
@@ -8,6 +9,13 @@
 #include "routes.h"
 
 namespace {
+
+// The work orders may be there from an earlier check: only what is new shows that they were stored.
+QString ThisCheck()
+{
+    static const QString time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+    return time;
+}
 
 QJsonObject Measured(const QString &name)
 {
@@ -21,6 +29,7 @@ QJsonObject Full()
     return {
         {"workOrderId", CheckWorkOrders::first},
         {"title", QStringLiteral("Pr\u00fcfung \u2126 \U0001d54f \"quoted\" \\ / \t")},
+        {"checked", ThisCheck()},
         {"count", 4'503'599'627'370'496.0},
         {"share", 0.1},
         {"nothing", QJsonValue::Null},
@@ -41,8 +50,8 @@ QStringList CheckWorkOrders::Ids()
 
 QJsonArray CheckWorkOrders::Documents()
 {
-    return {Full(), QJsonObject{{"workOrderId", second}, {"title", "without tests"}},
-            QJsonObject{{"workOrderId", third}, {"tests", QJsonArray()}}};
+    return {Full(), QJsonObject{{"workOrderId", second}, {"checked", ThisCheck()}},
+            QJsonObject{{"workOrderId", third}, {"checked", ThisCheck()}, {"tests", QJsonArray()}}};
 }
 
 HttpAnswer CheckWorkOrders::Send(CheckedDevice &device, const QJsonValue &batch)

@@ -100,9 +100,12 @@ void RefusesBatch(CheckedDevice &device, const QByteArray &body, const char *mes
 void Stores(CheckedDevice &device)
 {
     CheckWorkOrders::Store(device);
-    for (const QString &id : CheckWorkOrders::Ids()) {
-        Require(CheckWorkOrders::Read(device, id).value("workOrderId") == id,
-                id + " is not read back");
+    const QJsonArray documents = CheckWorkOrders::Documents();
+    for (const QJsonValue &document : documents) {
+        const QString id = document["workOrderId"].toString();
+        const QJsonObject read = CheckWorkOrders::Read(device, id);
+        Require(read.value("workOrderId") == id, id + " is not read back");
+        Require(read.value("checked") == document["checked"], id + " is read as it was before");
     }
 }
 
