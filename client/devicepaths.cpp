@@ -84,7 +84,8 @@ QVector<QString> DevicePaths::Matching(const QString &pattern) const
     const QByteArray wanted = absolute.toUtf8();
     QVector<QString> matches;
     std::copy_if(files.begin(), files.end(), std::back_inserter(matches), [&](const QString &file) {
-        return fnmatch(wanted.constData(), file.toUtf8().constData(), FNM_PATHNAME) == 0;
+        return fnmatch(wanted.constData(), file.toUtf8().constData(), FNM_PATHNAME | FNM_PERIOD) ==
+               0;
     });
     if (matches.isEmpty()) {
         throw ClientError(ExitStatus::DeviceRefused, NotListed("file that matches", pattern));

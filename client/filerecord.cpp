@@ -22,8 +22,11 @@ bool FileRecord::Describes(qint64 contentSize, const QString &contentSha256) con
 
 FileRecord FileRecord::FromListing(const QJsonObject &object)
 {
+    // Whole numbers are exact up to here, in JSON too.
+    constexpr double largestSize = 9007199254740992.0;
     const QJsonValue size = object.value("size");
-    if (!object.value("path").isString() || !size.isDouble() || size.toDouble() < 0) {
+    if (!object.value("path").isString() || !size.isDouble() || size.toDouble() < 0 ||
+        size.toDouble() > largestSize) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the device names a file without its path and size"));
     }

@@ -43,7 +43,7 @@ _parlowenctl()
     fi
 
     case $group:$command in
-        :) set -- info tech workorders templates files sync check ;;
+        :) set -- info tech workorders templates files sync check api ;;
         workorders:) set -- list get put active ;;
         files:) set -- list pending stat get put rm confirm ;;
         "workorders:workorders put" | "files:files put")

@@ -1,5 +1,8 @@
 #include "program.h"
 
+#include <algorithm>
+#include <numeric>
+
 #include "checkcommand.h"
 #include "clienterror.h"
 #include "filecommands.h"
@@ -21,6 +24,36 @@ public:
         return name.find("...") == std::string::npos ? Formatter::make_option_usage(option) : name;
     }
 };
+
+// How many letters have to be changed, added or left out.
+size_t Distance(const std::string &left, const std::string &right)
+{
+    std::vector<size_t> row(right.size() + 1);
+    std::iota(row.begin(), row.end(), size_t(0));
+    for (size_t i = 0; i < left.size(); ++i) {
+        size_t diagonal = row[0]++;
+        for (size_t j = 0; j < right.size(); ++j) {
+            const size_t replaced = diagonal + (left[i] == right[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+QString NoSuchCommand(const std::string &word, const std::vector<const CLI::App *> &known)
+{
+    constexpr size_t near = 3;
+    const auto nearest = *std::min_element(
+        known.begin(), known.end(), [&](const CLI::App *left, const CLI::App *right) {
+            return Distance(word, left->get_name()) < Distance(word, right->get_name());
+        });
+    const QString problem = QString("\"%1\" is no command").arg(QString::fromStdString(word));
+    return Distance(word, nearest->get_name()) < near
+               ? QString("%1; did you mean \"%2\"?")
+                     .arg(problem, QString::fromStdString(nearest->get_name()))
+               : problem + "; --help lists them";
+}
 
 } // namespace
 
@@ -51,6 +84,7 @@ Program::Program()
     AddCommand(files, std::make_unique<FilesConfirmCommand>());
     AddCommand(&parser, std::make_unique<SyncCommand>());
     AddCommand(&parser, std::make_unique<CheckCommand>());
+    AddCommand(&parser, std::make_unique<ApiCommand>());
 }
 
 int Program::Run(int argumentCount, char **arguments)
@@ -58,11 +92,41 @@ int Program::Run(int argumentCount, char **arguments)
     try {
         parser.parse(argumentCount, arguments);
     } catch (const CLI::ParseError &error) {
+        const QString mistyped = UnknownCommand(argumentCount, arguments);
+        if (error.get_exit_code() != 0 && !mistyped.isEmpty()) {
+            output.Error(mistyped);
+            return static_cast<int>(ExitStatus::Usage);
+        }
         return static_cast<int>(parser.exit(error) == 0 ? ExitStatus::Done : ExitStatus::Usage);
     }
     output.SetFormat(json ? Output::Format::Json : Output::Format::Text);
     output.SetQuiet(quiet);
     return RunSelected();
+}
+
+QString Program::UnknownCommand(int argumentCount, char **arguments) const
+{
+    const CLI::App *level = &parser;
+    for (int i = 1; i < argumentCount; ++i) {
+        const std::string word = arguments[i];
+        if (!word.empty() && word.front() == '-') {
+            const CLI::Option *option = parser.get_option_no_throw(word);
+            i += option != nullptr && option->get_items_expected_min() > 0 ? 1 : 0;
+            continue;
+        }
+        const auto commandsHere = level->get_subcommands([](const CLI::App *) { return true; });
+        if (commandsHere.empty()) {
+            return {};
+        }
+        const auto named =
+            std::find_if(commandsHere.begin(), commandsHere.end(),
+                         [&](const CLI::App *one) { return one->get_name() == word; });
+        if (named == commandsHere.end()) {
+            return NoSuchCommand(word, commandsHere);
+        }
+        level = *named;
+    }
+    return {};
 }
 
 void Program::AddGlobalOptions()

@@ -26,6 +26,7 @@ private:
     void AddCommand(CLI::App *parent, std::unique_ptr<Command> command);
     DeviceConnection::Settings ConnectionSettings() const;
     QSslConfiguration TlsFor(const QUrl &device) const;
+    QString UnknownCommand(int argumentCount, char **arguments) const;
     int RunSelected();
     int Report(ClientError &error) const;
 

@@ -146,7 +146,7 @@ Transfer::Answer Transfer::Await()
 
 void Transfer::Take()
 {
-    if (enough || sinkFailed) {
+    if (enough || sinkFailed || !reply->isOpen()) {
         return;
     }
     const QByteArray bytes = reply->readAll();

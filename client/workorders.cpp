@@ -5,6 +5,7 @@
 namespace {
 
 constexpr char byId[] = "/api/workflow/v1/workorder/";
+constexpr char list[] = "/api/workflow/v1/list";
 constexpr char active[] = "/api/workflow/v1/active";
 constexpr char bulkUpdate[] = "/api/workflow/v1/workorders";
 
@@ -75,6 +76,22 @@ QString WorkOrders::Active()
                           QStringLiteral("the answer does not tell the active work order"));
     }
     return id.toString();
+}
+
+QHash<QString, QString> WorkOrders::Times()
+{
+    const QJsonValue orders = connection.Get(list).object().value("workOrderInfo");
+    if (!orders.isArray()) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QStringLiteral("the answer is no list of work orders"));
+    }
+    QHash<QString, QString> times;
+    const QJsonArray array = orders.toArray();
+    for (const QJsonValue &order : array) {
+        times.insert(order.toObject().value("workOrderId").toString(),
+                     order.toObject().value("modifiedTime").toString());
+    }
+    return times;
 }
 
 void WorkOrders::SetActive(const QString &id)

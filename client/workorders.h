@@ -1,6 +1,7 @@
 #ifndef WORKORDERS_H
 #define WORKORDERS_H
 
+#include <QHash>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
@@ -21,6 +22,9 @@ public:
 
     /** The id of the active work order, empty when none is. */
     QString Active();
+
+    /** When each was last stored, by id, as the device writes it. */
+    QHash<QString, QString> Times();
 
     /** Makes a work order the active one and looks that it is. */
     void SetActive(const QString &id);

@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr int readBackAtMost = 16;
+
 QJsonDocument Parse(const QString &name)
 {
     QFile file(name);
@@ -81,14 +83,18 @@ QVector<WorkOrderElement> WorkOrderElement::FromFile(const QString &file)
     return elements;
 }
 
-WorkOrderUpload::WorkOrderUpload(WorkOrders &workOrders, Failed whenFailed)
+WorkOrderUpload::WorkOrderUpload(WorkOrders &workOrders, Failed whenFailed, Progress whenMoved)
     : orders(workOrders)
     , failed(std::move(whenFailed))
+    , moved(std::move(whenMoved))
 {}
 
 int WorkOrderUpload::Send(const QVector<WorkOrderElement> &elements)
 {
     int stored = 0;
+    if (elements.size() > readBackAtMost) {
+        timesBefore = orders.Times();
+    }
     const QVector<QVector<WorkOrderElement>> batches = Batches(elements, WorkOrders::bodyLimit);
     for (const QVector<WorkOrderElement> &batch : batches) {
         if (WorkOrders::Body(DocumentsOf(batch)).size() < WorkOrders::bodyLimit) {
@@ -127,10 +133,31 @@ int WorkOrderUpload::SendBatch(const QVector<WorkOrderElement> &batch)
     } catch (const DeviceRefusal &refusal) {
         return SendHalves(batch, refusal);
     }
+    return batch.size() > readBackAtMost ? VerifyByList(batch) : VerifyAll(batch);
+}
+
+int WorkOrderUpload::VerifyAll(const QVector<WorkOrderElement> &batch)
+{
     int stored = 0;
     for (const WorkOrderElement &element : batch) {
         stored += Verify(element) ? 1 : 0;
+        moved(++finished);
     }
+    return stored;
+}
+
+int WorkOrderUpload::VerifyByList(const QVector<WorkOrderElement> &batch)
+{
+    const QHash<QString, QString> times = orders.Times();
+    int stored = 0;
+    for (const WorkOrderElement &element : batch) {
+        const QString id = WorkOrders::IdOf(element.document);
+        // Stored within the same tick of the device's clock, the list cannot tell: ask for it.
+        const bool isNew = times.contains(id) && times.value(id) != timesBefore.value(id);
+        stored += isNew || Verify(element) ? 1 : 0;
+        moved(++finished);
+    }
+    timesBefore = times;
     return stored;
 }
 

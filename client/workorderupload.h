@@ -1,6 +1,7 @@
 #ifndef WORKORDERUPLOAD_H
 #define WORKORDERUPLOAD_H
 
+#include <QHash>
 #include <QJsonObject>
 #include <QString>
 #include <QVector>
@@ -31,16 +32,19 @@ struct WorkOrderElement
 /**
  * Sends work orders in batches as long as the device takes them. The device stores a batch whole or
  * not at all and does not say which element it refuses, so a refused batch is sent again in halves
- * until the element stands alone: all others are stored. What was stored is read back and compared.
- * A busy device has not looked at the elements, so that nothing is learnt from sending fewer.
+ * until the element stands alone: all others are stored. A few work orders are read back and
+ * compared; of many the device's list tells that each was stored just now. A busy device has not
+ * looked at the elements, so that nothing is learnt from sending fewer.
  */
 class WorkOrderUpload
 {
 public:
+    /** Told how many elements are done, stored or not. */
+    using Progress = std::function<void(int done)>;
     using Failed = std::function<void(const WorkOrderElement &, const ClientError &)>;
 
     /** @param whenFailed called for each element that was not stored as it is */
-    WorkOrderUpload(WorkOrders &workOrders, Failed whenFailed);
+    WorkOrderUpload(WorkOrders &workOrders, Failed whenFailed, Progress whenMoved);
 
     /**
      * Returns how many were stored. Throws a `ClientError` when the device cannot be reached any
@@ -55,10 +59,15 @@ public:
 private:
     int SendBatch(const QVector<WorkOrderElement> &batch);
     int SendHalves(const QVector<WorkOrderElement> &batch, const DeviceRefusal &refusal);
+    int VerifyAll(const QVector<WorkOrderElement> &batch);
+    int VerifyByList(const QVector<WorkOrderElement> &batch);
     bool Verify(const WorkOrderElement &element);
 
     WorkOrders &orders;
     Failed failed;
+    Progress moved;
+    int finished = 0;
+    QHash<QString, QString> timesBefore; ///< as the device listed them before the latest batch
 };
 
 #endif // WORKORDERUPLOAD_H

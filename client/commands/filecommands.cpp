@@ -64,10 +64,11 @@ QString StagingFor(const QString &target)
 QString LocalNameOf(const QString &devicePath)
 {
     QString name = DevicePaths::Cleaned(devicePath).section('/', -1);
-    if (std::any_of(name.begin(), name.end(), IsUnprintable)) {
+    if (name.isEmpty() || std::any_of(name.begin(), name.end(), IsUnprintable)) {
         throw Unnameable(
             ExitStatus::LocalFailure,
-            QString("%1: its name holds control characters; give one with -o").arg(devicePath));
+            QString("%1: it has no name, or one with control characters; give one with -o")
+                .arg(devicePath));
     }
     return name;
 }

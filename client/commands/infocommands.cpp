@@ -1,8 +1,13 @@
 #include "infocommands.h"
 
 #include <CLI/CLI.hpp>
+#include <QFile>
 #include <QJsonArray>
 #include <QStringList>
+#include <QUrl>
+#include <algorithm>
+#include <cstdio>
+#include <unistd.h>
 
 #include "clienterror.h"
 
@@ -26,6 +31,34 @@ QString Text(const QJsonValue &value)
         return QString::fromUtf8(QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact));
     }
     return value.toVariant().toString();
+}
+
+QByteArray ContentOf(const std::string &name)
+{
+    QFile file(QString::fromStdString(name));
+    const bool open =
+        name == "-" ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
+    if (!open) {
+        throw ClientError(
+            ExitStatus::LocalFailure,
+            QString("cannot read %1: %2").arg(QString::fromStdString(name), file.errorString()));
+    }
+    return file.readAll();
+}
+
+void PrintBody(const QByteArray &body, const Output &output)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(body);
+    if (!document.isNull()) {
+        output.Document(document);
+    } else if (isatty(STDOUT_FILENO) == 0) {
+        output.Bytes(body);
+    } else {
+        const QStringList lines = QString::fromUtf8(body).split('\n');
+        for (const QString &line : lines) {
+            output.Line(line);
+        }
+    }
 }
 
 } // namespace
@@ -69,8 +102,11 @@ ExitStatus TechCommand::Run(DeviceConnection &connection, const Output &output)
 {
     const QJsonDocument body(QJsonObject{{"techId", QString::fromStdString(id)}});
     connection.PostForEmptyAnswer("/api/v1/techinfo", body.toJson(QJsonDocument::Compact));
-    output.Line(QString("technician set to %1").arg(QString::fromStdString(id)));
-    output.Json(body);
+    output.Line(QString("technician set to %1; the device tells nobody who is set, so nothing was "
+                        "read back")
+                    .arg(QString::fromStdString(id)));
+    output.Json(
+        QJsonDocument(QJsonObject{{"techId", QString::fromStdString(id)}, {"readBack", false}}));
     return ExitStatus::Done;
 }
 
@@ -87,4 +123,39 @@ ExitStatus TemplatesCommand::Run(DeviceConnection &connection, const Output &out
     }
     output.Document(document);
     return ExitStatus::Done;
+}
+
+ApiCommand::ApiCommand()
+    : Command("api", "Send any request and print the answer")
+{}
+
+void ApiCommand::AddArguments(CLI::App &parser)
+{
+    parser.add_option("METHOD", method, "GET, POST, PUT, DELETE or another one")->required();
+    parser.add_option("PATH", path, "Begins with /, as in /api/workflow/v1/list")->required();
+    parser.add_option("FILE", bodyFile, "The body of the request, - for standard input");
+}
+
+ExitStatus ApiCommand::Run(DeviceConnection &connection, const Output &output)
+{
+    constexpr int statusDone = 200;
+    const bool isMethod = !method.empty() && std::all_of(method.begin(), method.end(), [](char c) {
+        return c >= 'A' && c <= 'Z';
+    });
+    if (!isMethod || path.front() != '/') {
+        throw ClientError(ExitStatus::Usage,
+                          QStringLiteral("METHOD is in capital letters, and PATH begins with /"));
+    }
+    const QByteArray body = bodyFile.empty() ? QByteArray() : ContentOf(bodyFile);
+    const QByteArray route =
+        QUrl::toPercentEncoding(QString::fromStdString(path), "/%?&=+:,;@!$'()*~");
+    const Transfer::Answer answer = connection.Any(QByteArray::fromStdString(method), route, body);
+    PrintBody(answer.body, output);
+    if (answer.status != statusDone) {
+        throw ClientError(ExitStatus::DeviceRefused,
+                          QString("the device answered with status %1").arg(answer.status));
+    }
+    return DeviceConnection::IsErrorObject(QJsonDocument::fromJson(answer.body))
+               ? ExitStatus::DeviceRefused
+               : ExitStatus::Done;
 }

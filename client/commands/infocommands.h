@@ -25,6 +25,20 @@ private:
     std::string id;
 };
 
+/** Sends any request and prints what comes back: for what has no command. */
+class ApiCommand : public Command
+{
+public:
+    ApiCommand();
+    void AddArguments(CLI::App &parser) override;
+    ExitStatus Run(DeviceConnection &connection, const Output &output) override;
+
+private:
+    std::string method;
+    std::string path;
+    std::string bodyFile;
+};
+
 /** Prints the work order templates of the device. */
 class TemplatesCommand : public Command
 {

@@ -5,6 +5,7 @@
 #include <QJsonArray>
 
 #include "clienterror.h"
+#include "progressdisplay.h"
 #include "workorders.h"
 #include "workorderupload.h"
 
@@ -72,7 +73,7 @@ ExitStatus WorkOrdersGetCommand::Run(DeviceConnection &connection, const Output 
 }
 
 WorkOrdersPutCommand::WorkOrdersPutCommand()
-    : Command("put", "Send the work orders of JSON files and read them back")
+    : Command("put", "Send the work orders of JSON files and verify them")
 {}
 
 void WorkOrdersPutCommand::AddArguments(CLI::App &parser)
@@ -85,15 +86,23 @@ ExitStatus WorkOrdersPutCommand::Run(DeviceConnection &connection, const Output 
     WorkOrders orders(connection);
     ExitStatus status = ExitStatus::Done;
     QJsonArray failures;
-    WorkOrderUpload upload(orders, [&](const WorkOrderElement &element, const ClientError &error) {
+    const QVector<WorkOrderElement> elements = ReadAll(files);
+    const auto moved = [&](int done) {
+        if (output.ShowsStatus()) {
+            output.Status(ProgressDisplay::DescribeJob(done, elements.size(), -1) + " work orders");
+        }
+    };
+    const auto whenFailed = [&](const WorkOrderElement &element, const ClientError &error) {
         output.Error(element.Name() + ": " + error.Message());
         failures.append(QJsonObject{{"file", element.file},
                                     {"element", element.position},
                                     {"workOrderId", WorkOrders::IdOf(element.document)},
                                     {"error", error.Message()}});
         status = status == ExitStatus::Done ? error.Status() : status;
-    });
-    const int stored = upload.Send(ReadAll(files));
+    };
+    WorkOrderUpload upload(orders, whenFailed, moved);
+    const int stored = upload.Send(elements);
+    output.ClearStatus();
     output.Line(QString("%1 stored and verified, %2 failed").arg(stored).arg(failures.size()));
     output.Json(QJsonDocument(QJsonObject{{"stored", stored}, {"failed", failures}}));
     return status;

@@ -18,7 +18,7 @@ COMMANDS = [
     ["info"], ["tech"], ["workorders"], ["workorders", "list"], ["workorders", "get"],
     ["workorders", "put"], ["workorders", "active"], ["templates"], ["files"], ["files", "list"],
     ["files", "pending"], ["files", "stat"], ["files", "get"], ["files", "put"], ["files", "rm"],
-    ["files", "confirm"], ["sync"],
+    ["files", "confirm"], ["sync"], ["api"],
 ]
 
 
@@ -32,7 +32,7 @@ class Device(ClientTest):
         self.assertEqual(info["assetInfo"], json.loads((self.data / "asset.json").read_text()))
 
     def test_tech_is_set(self):
-        self.expect(DONE, "tech", "Anna_1")
+        self.assertIn("nothing was read back", self.expect(DONE, "tech", "Anna_1").out)
         self.assertIn(b'{"techId":"Anna_1"}', self.proxy.connections[-1]["up"])
 
     def test_invalid_tech_is_refused(self):
@@ -64,6 +64,34 @@ class CommandLine(ClientTest):
 
     def test_unknown_command(self):
         self.expect(USAGE, "explode")
+
+    def test_mistyped_command_names_the_nearest(self):
+        for words, right in ((["fles", "list"], "files"), (["files", "lst"], "list"),
+                             (["--json", "inof"], "info"), (["workorder", "list"], "workorders"),
+                             (["--timeout", "5", "synk", "x"], "sync")):
+            with self.subTest(words=words):
+                result = self.expect(USAGE, *words)
+                self.assertIn('is no command; did you mean "%s"?' % right, result.err)
+
+    def test_command_that_resembles_none(self):
+        self.assertIn('"explode" is no command; --help', self.expect(USAGE, "explode").err)
+
+    def test_reader_that_stops_reading_is_no_error(self):
+        completed = subprocess.run(
+            "'%s' --host %s info | true" % (CLIENT, self.proxy.host), shell=True,
+            capture_output=True, check=False)
+        self.assertEqual(completed.stderr, b"")
+
+    def test_trace_shows_request_and_answer(self):
+        result = self.expect(DONE, "tech", "Anna", "--trace")
+        self.assertIn("> POST http://%s/api/v1/techinfo\n" % self.proxy.host, result.err)
+        self.assertIn('> {"techId":"Anna"}', result.err)
+        self.assertRegex(result.err, r"< status 200 after \d+ ms\n< \{ \}\n")
+
+    def test_trace_of_a_failure(self):
+        self.proxy.add("cut", at=0)
+        result = self.run_client("info", "--trace", "--retries", 0)
+        self.assertRegex(result.err, r"! the transfer with .* after \d+ ms")
 
     def test_unknown_option(self):
         self.expect(USAGE, "info", "--explode")
@@ -132,6 +160,38 @@ class CommandLine(ClientTest):
                     for form in ([], ["--json"]))
                 self.assertIn(text.returncode, (LOCAL_FAILURE, DEVICE_REFUSED))
                 self.assertEqual(as_json.returncode, text.returncode, as_json.stderr)
+
+class Api(ClientTest):
+    def test_answer_is_printed(self):
+        self.assertEqual(self.expect(DONE, "api", "GET", "/info").json()["infoVersion"], 1)
+
+    def test_body_from_a_file_and_from_standard_input(self):
+        self.here("body", b'{"techId": "Ben"}')
+        self.expect(DONE, "api", "POST", "/api/v1/techinfo", "body")
+        completed = subprocess.run(
+            [CLIENT, "--host", self.proxy.host, "api", "POST", "/api/v1/techinfo", "-"],
+            input=b'{"techId": "Cleo"}', capture_output=True, check=False)
+        self.assertEqual(completed.returncode, DONE)
+        bodies = [bytes(c["up"].split(b"\r\n\r\n", 1)[1]) for c in self.proxy.connections]
+        self.assertEqual(bodies, [b'{"techId": "Ben"}', b'{"techId": "Cleo"}'])
+
+    def test_refusal_is_printed_and_is_the_status(self):
+        self.assertIn("errorMessage", self.expect(DEVICE_REFUSED, "api", "DELETE", "/info").out)
+
+    def test_other_status(self):
+        self.expect(DEVICE_REFUSED, "api", "GET", "/nothing")
+
+    def test_path_is_sent_as_it_is_written(self):
+        self.run_client("api", "GET", "/api/workflow/v1/workorder/a%20b ü")
+        self.assertEqual(self.proxy.requests(),
+                         [b"GET /api/workflow/v1/workorder/a%20b%20%C3%BC HTTP/1.1"])
+
+    def test_path_without_a_slash(self):
+        self.expect(USAGE, "api", "GET", "info")
+
+    def test_method_in_small_letters(self):
+        self.expect(USAGE, "api", "get", "/info")
+
 
 class WorkOrders(ClientTest):
     def put(self, *documents, name="orders.json", status=DONE):
@@ -263,6 +323,19 @@ class WorkOrders(ClientTest):
         fits["text"] += "x"
         failed = self.put(fits, status=LOCAL_FAILURE)["failed"]
         self.assertEqual([f["element"] for f in failed], [1])
+
+    def test_many_are_verified_by_the_list(self):
+        orders = [{"workOrderId": "m%d" % i} for i in range(100)]
+        self.assertEqual(self.put(*orders)["stored"], 100)
+        self.assertEqual([r.split()[0] for r in self.proxy.requests()], [b"GET", b"POST", b"GET"])
+        self.assertEqual(self.put(*orders)["stored"], 100)
+
+    def test_batch_that_the_device_did_not_keep_is_noticed(self):
+        orders = [{"workOrderId": "k%d" % i} for i in range(20)]
+        self.proxy.add("answer", request=rb"^POST", answer=b"HTTP/1.1 200 OK\r\nContent-Length: 2"
+                       b"\r\nConnection: close\r\n\r\n{}")
+        failed = self.put(*orders, status=TRANSFER_CORRUPT)["failed"]
+        self.assertEqual(len(failed), 20)
 
     def test_corrupted_batch_is_noticed(self):
         self.proxy.add("flip", "up", request=rb"^POST", body=True, at=40)

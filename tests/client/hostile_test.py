@@ -1,0 +1,211 @@
+"""A device that means ill: what it sends costs no memory, no disk, and steers no terminal."""
+
+import contextlib
+import http.server
+import json
+import os
+import pathlib
+import pty
+import shutil
+import socketserver
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+from clienttest import CLIENT, DEVICE_REFUSED, LOCAL_FAILURE, TRANSFER_CORRUPT, USAGE, Result
+
+MEMORY_BOUND = 64 << 20
+PIECE = b"x" * (1 << 20)
+SMALL = {"path": "/u/userfiles/f", "size": 5, "modifiedTime": "2026-01-01T00:00:00Z",
+         "sha256": "0" * 64}
+
+
+class Device(socketserver.ThreadingTCPServer):
+    """Answers each path with bytes, or with a function that writes them and may never end."""
+
+    daemon_threads = True
+    allow_reuse_address = True
+
+    def __init__(self):
+        super().__init__(("127.0.0.1", 0), Handler)
+        self.answers = {}
+        self.asked = []
+        self.host = "127.0.0.1:%d" % self.server_address[1]
+        threading.Thread(target=self.serve_forever, daemon=True).start()
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    def handle_one_request(self):
+        line = self.rfile.readline().decode("latin-1").split()
+        while self.rfile.readline().strip():
+            pass
+        self.server.asked.append(" ".join(line[:2]))
+        answer = self.server.answers.get(line[1], head("404 Not Found"))
+        with contextlib.suppress(OSError):
+            answer(self.wfile) if callable(answer) else self.wfile.write(answer)
+        self.close_connection = True
+
+
+def head(status="200 OK", *headers):
+    return ("HTTP/1.1 %s\r\nConnection: close\r\n%s\r\n"
+            % (status, "".join(h + "\r\n" for h in headers))).encode()
+
+
+def document(value):
+    return head() + json.dumps(value).encode()
+
+
+def endless(start, piece=PIECE):
+    def write(stream):
+        stream.write(start)
+        while True:
+            stream.write(piece)
+    return write
+
+
+class Hostile(unittest.TestCase):
+    def setUp(self):
+        self.device = Device()
+        self.local = pathlib.Path(tempfile.mkdtemp(prefix="hostile", dir=os.getcwd()))
+
+    def tearDown(self):
+        self.device.shutdown()
+        self.device.server_close()
+        shutil.rmtree(self.local)
+
+    def run_client(self, *arguments):
+        """Runs the client; its files are bounded, and the result tells its memory."""
+        measure = ("import resource, subprocess, sys\n"
+                   "status = subprocess.run(sys.argv[1:]).returncode\n"
+                   "peak = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss\n"
+                   "open('peak', 'w').write(str(peak))\n"
+                   "sys.exit(status)")
+        completed = subprocess.run(
+            [sys.executable, "-c", measure, CLIENT, "--host", self.device.host, "--retries", "0",
+             *map(str, arguments)], cwd=self.local, capture_output=True, timeout=60, check=False)
+        result = Result(completed)
+        result.memory = int((self.local / "peak").read_text()) << 10
+        (self.local / "peak").unlink()
+        return result
+
+    def expect(self, status, *arguments):
+        result = self.run_client(*arguments)
+        self.assertEqual(result.status, status, result)
+        self.assertLess(result.memory, MEMORY_BOUND)
+        return result
+
+    def tree(self):
+        return sorted(str(path.relative_to(self.local)) for path in self.local.rglob("*"))
+
+    def serve_small_file(self, content):
+        self.device.answers["/api/syncfiles/v1/metadata/u/userfiles/f"] = document(SMALL)
+        self.device.answers["/api/filemgr/v2/userfiles/u/userfiles/f"] = content
+
+    def test_endless_body_of_a_small_file(self):
+        self.serve_small_file(endless(head()))
+        self.expect(TRANSFER_CORRUPT, "files", "get", "/u/userfiles/f")
+        self.assertEqual(self.tree(), [])
+
+    def test_endless_body_of_a_small_file_in_sync(self):
+        self.serve_small_file(endless(head()))
+        self.device.answers["/api/syncfiles/v1/pendingfiles"] = document([SMALL])
+        self.device.answers["/api/filemgr/v2/userfiles"] = document({"files": [SMALL]})
+        self.device.answers["/api/syncfiles/v1/pendingfiles/all"] = document([SMALL])
+        self.expect(TRANSFER_CORRUPT, "sync", "out")
+        self.assertNotIn("out/f", self.tree())
+
+    def test_endless_error_page(self):
+        for command in (["info"], ["files", "list"], ["tech", "A"], ["api", "GET", "/info"]):
+            with self.subTest(command=command):
+                for path in ("/info", "/api/filemgr/v2/userfiles", "/api/v1/techinfo"):
+                    self.device.answers[path] = endless(head("500 Oh"), b"<b>no</b> " * 10_000)
+                self.expect(DEVICE_REFUSED, *command)
+
+    def test_endless_error_page_of_a_file(self):
+        self.serve_small_file(endless(head("500 Oh")))
+        self.expect(DEVICE_REFUSED, "files", "get", "/u/userfiles/f")
+
+    def test_endless_document_ends_at_its_bound(self):
+        self.device.answers["/info"] = endless(head(), b'{"a": ' * 10_000)
+        result = self.run_client("info")
+        self.assertEqual(result.status, TRANSFER_CORRUPT, result)
+        self.assertIn("longer than 64 MiB", result.err)
+        self.assertLess(result.memory, 4 * MEMORY_BOUND)
+
+    def test_deep_document(self):
+        for text in (b"[" * 1_000_000, b'{"a":' * 1_000_000):
+            with self.subTest(text=text[:1]):
+                self.device.answers["/info"] = head() + text
+                self.expect(TRANSFER_CORRUPT, "info")
+
+    def test_sizes_that_are_none(self):
+        for size in (-1, 1e300, "5", None, [], 2**63):
+            with self.subTest(size=size):
+                self.device.answers["/api/filemgr/v2/userfiles"] = document(
+                    {"files": [{**SMALL, "size": size}]})
+                self.expect(TRANSFER_CORRUPT, "files", "list")
+
+    def test_size_that_is_larger_than_the_body(self):
+        self.device.answers["/api/syncfiles/v1/metadata/u/userfiles/f"] = document(
+            {**SMALL, "size": 10**15})
+        self.device.answers["/api/filemgr/v2/userfiles/u/userfiles/f"] = head() + b"12345"
+        self.expect(TRANSFER_CORRUPT, "files", "get", "/u/userfiles/f")
+        self.assertEqual(self.tree(), [])
+
+    def test_redirect_is_not_followed(self):
+        self.device.answers["/info"] = head("302 Found", "Location: http://127.0.0.1:9/info")
+        self.device.answers["/api/filemgr/v2/userfiles"] = head(
+            "307 Temporary Redirect", "Location: /elsewhere")
+        self.expect(DEVICE_REFUSED, "info")
+        self.expect(DEVICE_REFUSED, "files", "list")
+        self.assertNotIn("GET /elsewhere", self.device.asked)
+
+    def test_texts_of_the_device_do_not_steer_the_terminal(self):
+        evil = "\x1b]0;title\x07\x9b2J\x7f\u202e\r\n"
+        for answer in ({"errorMessage": evil}, {"apiSupport": [{"name": evil}], "assetInfo":
+                                                {evil: evil}}):
+            self.device.answers["/info"] = document(answer)
+            for command in (["info"], ["info", "--json"], ["info", "--trace"],
+                            ["api", "GET", "/info"]):
+                with self.subTest(answer=answer, command=command):
+                    result = self.run_client(*command)
+                    self.assertNotRegex(result.out + result.err,
+                                        "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e]")
+
+    def test_page_on_a_terminal_is_escaped(self):
+        self.device.answers["/page"] = head() + b"<p>\x1b[2J</p>"
+        master, slave = pty.openpty()
+        with subprocess.Popen([CLIENT, "--host", self.device.host, "api", "GET", "/page"],
+                              stdout=slave) as process:
+            os.close(slave)
+            shown = os.read(master, 4096)
+        os.close(master)
+        self.assertEqual(process.returncode, 0)
+        self.assertNotIn(b"\x1b", shown)
+
+    def test_names_of_a_listing_stay_in_the_folder(self):
+        names = ["/u/userfiles/../../escaped", "/etc/passwd", "/u/userfiles/..", "/u/userfiles/.",
+                 "/", "/u/userfiles/.bashrc"]
+        self.device.answers["/api/filemgr/v2/userfiles"] = document(
+            {"files": [{**SMALL, "path": name} for name in names]})
+        (self.local / "here").mkdir()
+        before = self.tree()
+        result = self.run_client("files", "get", "*", "-o", "here")
+        self.assertNotEqual(result.status, 0)
+        self.assertEqual(self.tree(), before)
+
+    def test_absolute_names_are_not_synchronised(self):
+        record = {**SMALL, "path": "/etc/passwd"}
+        self.device.answers["/api/syncfiles/v1/pendingfiles"] = document([SMALL, record])
+        self.device.answers["/api/filemgr/v2/userfiles"] = document(
+            {"files": [SMALL, {**SMALL, "path": "/u/userfiles/g"}]})
+        result = self.run_client("sync", "out")
+        self.assertIn(result.status, (LOCAL_FAILURE, USAGE, DEVICE_REFUSED, TRANSFER_CORRUPT))
+        self.assertNotIn("out/passwd", self.tree())
+        self.assertNotIn("PUT", " ".join(self.device.asked))
+
+
+if __name__ == "__main__":
+    unittest.main()
