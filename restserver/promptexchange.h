@@ -15,7 +15,7 @@
 #include "restserverrequestprocessor.h"
 
 /** The shared request handlers in front of the host. On the thread of the model. */
-class PromptHandlers : public RestServerRequestProcessor
+class PromptHandlers final : public RestServerRequestProcessor
 {
 public:
     explicit PromptHandlers(PromptHost *host)
