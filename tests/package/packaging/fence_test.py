@@ -54,7 +54,8 @@ kill $client $server
 
 
 class Firewall(unittest.TestCase):
-    rule = os.path.join(PACKAGING, "firewall", "parlowen-device.nft")
+    with open(os.path.join(PACKAGING, "firewall", "parlowen-device.nft"), encoding="utf-8") as file:
+        EXAMPLE = file.read()
 
     def alone(self, *command):
         """Runs in a network namespace of its own, where nothing that is running is touched."""
@@ -62,18 +63,58 @@ class Firewall(unittest.TestCase):
         return subprocess.run(["unshare", *namespace, *command], check=False, capture_output=True,
                               text=True, timeout=60)
 
-    def test_the_rule_is_taken(self):
-        result = self.alone("nft", "--check", "--file", self.rule)
-        self.assertEqual((result.returncode, result.stderr), (0, ""))
+    def rule(self, clients=(), clients_v6=()):
+        """The example with these addresses, put in as its first lines tell."""
+        text = self.EXAMPLE
+        for name, addresses in (("clients", clients), ("clients_v6", clients_v6)):
+            if addresses:
+                line = f"add element inet parlowen_device {name} {{ {', '.join(addresses)} }}"
+                text, lines = re.subn(f"#add element inet parlowen_device {name} {{.*}}", line, text)
+                self.assertEqual(lines, 1)
+        file = tempfile.NamedTemporaryFile("w", suffix=".nft", encoding="utf-8")
+        self.addCleanup(file.close)
+        file.write(text)
+        file.flush()
+        return file.name
 
-    def test_it_can_be_loaded_again(self):
-        result = self.alone("sh", "-eu", "-c", 'nft -f "$0"; nft -f "$0"', self.rule)
+    def check_taken(self, rule):
+        result = self.alone("sh", "-eu", "-c", 'nft -f "$0"; nft -f "$0"; nft list ruleset', rule)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertIn("dport != 8081", result.stdout)
+        return result.stdout
 
-    def test_only_the_device_itself_and_listed_addresses_reach_the_port(self):
-        result = self.alone("sh", "-eu", "-c", NETWORK, "sh", self.rule)
-        refused_at_once = "000 status 7"
-        self.assertEqual(result.stdout, f"200 200 {refused_at_once}\n", result.stderr)
+    def reached(self, rule):
+        result = self.alone("sh", "-eu", "-c", NETWORK, "sh", rule)
+        return result.stdout.replace("000 status 7", "refused").split()
+
+    def test_the_example_is_taken_again_and_again_with_no_address(self):
+        self.check_taken(self.rule())
+
+    def test_it_is_taken_with_one_address(self):
+        self.assertIn("192.0.2.10", self.check_taken(self.rule(["192.0.2.10"])))
+
+    def test_it_is_taken_with_one_address_of_the_other_kind(self):
+        self.assertIn("2001:db8::1", self.check_taken(self.rule([], ["2001:db8::1"])))
+
+    def test_it_is_taken_with_many_addresses_and_networks(self):
+        many = [f"10.0.{number // 250}.{number % 250}" for number in range(0, 4000, 2)]
+        many_v6 = [f"2001:db8::{number:x}" for number in range(0, 4000, 2)]
+        rules = self.check_taken(self.rule([*many, "198.51.100.0/24"], [*many_v6, "2001:db8:1::/48"]))
+        for address in (many[-1], "198.51.100.0/24", many_v6[-1], "2001:db8:1::/48"):
+            self.assertIn(address, rules)
+
+    def test_with_no_address_only_the_device_itself_reaches_the_port(self):
+        self.assertEqual(self.reached(self.rule()), ["200", "refused", "refused"])
+
+    def test_a_listed_address_reaches_the_port_and_no_other(self):
+        self.assertEqual(self.reached(self.rule(["192.0.2.10"])), ["200", "200", "refused"])
+
+    def test_one_of_many_reaches_the_port_and_no_other(self):
+        many = [f"10.0.0.{number}" for number in range(1, 250, 2)]
+        self.assertEqual(self.reached(self.rule([*many, "192.0.2.10"])), ["200", "200", "refused"])
+
+    def test_a_listed_network_reaches_the_port(self):
+        self.assertEqual(self.reached(self.rule(["192.0.2.64/26"])), ["200", "refused", "200"])
 
 
 class Backend(http.server.BaseHTTPRequestHandler):
@@ -81,6 +122,7 @@ class Backend(http.server.BaseHTTPRequestHandler):
     the large file."""
 
     LARGE = "/api/filemgr/v2/userfiles/large"
+    HUGE = "/api/filemgr/v2/userfiles/huge"
     begun = []
     large_was_taken = threading.Event()
 
@@ -90,6 +132,8 @@ class Backend(http.server.BaseHTTPRequestHandler):
         body = f"{self.command} {self.path} {size}".encode()
         if self.path == self.LARGE:
             body = b"x" * 30_000_000
+        if self.path == self.HUGE:
+            body = b"x" * 120_000_000
         self.send_response(200)
         self.send_header("Content-Length", str(len(body)))
         self.end_headers()
@@ -104,17 +148,18 @@ class Backend(http.server.BaseHTTPRequestHandler):
 
 
 def make_certificates(folder):
-    """An authority of the clients, a client of it, a stranger, and the device."""
+    """An authority of the clients, three clients of it, a stranger, and the device."""
     def openssl(*arguments):
         run("openssl", *arguments, cwd=folder)
 
     for name in ("clients-ca", "device", "stranger"):
         openssl("req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
                 "-keyout", f"{name}.key", "-out", f"{name}.crt", "-subj", f"/CN={name}", "-days", "2")
-    openssl("req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
-            "-keyout", "client.key", "-out", "client.csr", "-subj", "/CN=client")
-    openssl("x509", "-req", "-in", "client.csr", "-CA", "clients-ca.crt", "-CAkey", "clients-ca.key",
-            "-CAcreateserial", "-out", "client.crt", "-days", "2")
+    for name in ("client", "second", "third"):
+        openssl("req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+                "-keyout", f"{name}.key", "-out", f"{name}.csr", "-subj", f"/CN={name}")
+        openssl("x509", "-req", "-in", f"{name}.csr", "-CA", "clients-ca.crt",
+                "-CAkey", "clients-ca.key", "-CAcreateserial", "-out", f"{name}.crt", "-days", "2")
 
 
 def proxy_configuration(folder):
@@ -206,6 +251,78 @@ class ReverseProxy(unittest.TestCase):
         connection.request("GET", Backend.LARGE)
         self.assertTrue(Backend.large_was_taken.wait(20))
         self.assertEqual(len(connection.getresponse().read()), 30_000_000)
+
+    def setting(self, name):
+        with open(self.configuration, encoding="utf-8") as file:
+            value, = re.findall(rf"^\s*{name} (.*);$", file.read(), re.MULTILINE)
+        return value
+
+    def begin_body(self, certificate, size=1000):
+        """A request whose body does not end while the test runs."""
+        connection = self.connect(certificate)
+        self.addCleanup(connection.close)
+        connection.putrequest("PUT", "/api/workflow/v1/active")
+        connection.putheader("Content-Length", str(size))
+        connection.endheaders(b"first")
+        return connection
+
+    def test_what_is_kept_on_the_disk_is_bounded_as_the_comment_says(self):
+        body, answer = (int(re.fullmatch("([0-9]+)m", self.setting(name))[1])
+                        for name in ("client_max_body_size", "proxy_max_temp_file_size"))
+        requests = int(self.setting("limit_conn parlowen_all"))
+        with open(self.configuration, encoding="utf-8") as file:
+            self.assertIn(f"{requests} x ({body} + {answer}) MiB = {requests * (body + answer)} MiB",
+                          file.read())
+        self.assertLessEqual(requests * (body + answer), 2048)
+
+    def test_a_body_over_the_bound_is_refused_unread(self):
+        limit = int(self.setting("client_max_body_size")[:-1]) * 1024 * 1024
+        self.assertEqual(self.begin_body("client", limit + 1).getresponse().status, 413)
+
+    def test_one_client_has_half_of_the_places_and_all_together_have_eight(self):
+        held = [self.begin_body(name) for name in ["client"] * 4 + ["second"] * 4]
+        self.wait_until_turned_away("third")
+        for connection in held[4:]:
+            connection.close()
+        self.wait_until_served("third")
+        self.assertEqual(self.ask("GET", "/info", "client")[0], 429)
+        for connection in held:
+            connection.close()
+        self.wait_until_served("client")
+
+    def wait_until_turned_away(self, certificate):
+        self.wait_for_status(certificate, 429)
+
+    def wait_until_served(self, certificate):
+        self.wait_for_status(certificate, 200)
+
+    def wait_for_status(self, certificate, wanted):
+        """Bodies that were begun, or given up, count once the proxy has seen it."""
+        end = time.monotonic() + 20
+        while time.monotonic() < end and self.ask("GET", "/info", certificate)[0] != wanted:
+            time.sleep(0.05)
+        self.assertEqual(self.ask("GET", "/info", certificate)[0], wanted)
+
+    def test_of_an_answer_that_nobody_reads_no_more_than_the_bound_is_kept(self):
+        limit = int(self.setting("proxy_max_temp_file_size")[:-1]) * 1024 * 1024
+        connection = self.connect("client")
+        self.addCleanup(connection.close)
+        connection.request("GET", Backend.HUGE)
+        response = connection.getresponse()
+        kept, before = 0, -1
+        while kept > before:
+            time.sleep(1)  # the proxy takes what it can; nothing tells when it is full
+            before, kept = kept, self.kept_of_answers()
+        self.assertGreater(kept, limit // 2)
+        self.assertLessEqual(kept, limit + 1024 * 1024)
+        self.assertEqual(len(response.read()), 120_000_000)
+
+    def kept_of_answers(self):
+        """Temporary files of the proxy have lost their names: seen through its descriptors."""
+        folder = f"/proc/{self.proxy.pid}/fd"
+        files = [os.path.join(folder, name) for name in os.listdir(folder)]
+        return sum(os.stat(file).st_blocks * 512 for file in files
+                   if os.readlink(file).startswith(f"{self.folder}/proxy/"))
 
     def test_without_a_certificate_nothing_is_served(self):
         self.assertEqual(self.ask("GET", "/info")[0], 400)
