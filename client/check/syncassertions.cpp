@@ -145,6 +145,21 @@ void NewIsPending(CheckedDevice &device)
             "a new file is not among all pending files");
 }
 
+void NewIsNotPendingYet(CheckedDevice &device)
+{
+    constexpr qint64 soonMs = 1000;
+    QElapsedTimer sinceStored;
+    sinceStored.start();
+    const QString path = FileChecks::Store(device, "not-yet", "first");
+    const bool isPending = FileChecks::Has(FileChecks::Pending(device), path);
+    if (sinceStored.hasExpired(soonMs)) {
+        NotTested("storing and asking took more than a second");
+    }
+    if (isPending) {
+        Warn("a file is pending at once: clients fetch it while it is written");
+    }
+}
+
 void NewBecomesPending(CheckedDevice &device)
 {
     constexpr qint64 longestMs = 15'000;
@@ -258,6 +273,8 @@ QVector<Assertion> WritingAssertions()
          Effect::Writes, StoresByVersion1},
         {"sync.new.all", "A new file is among all pending files at once.", all, Effect::Writes,
          NewIsPending},
+        {"sync.new.not-yet", "A file that is just being written is not pending yet.", pending,
+         Effect::Writes, NewIsNotPendingYet},
         {"sync.new.pending", "A new file becomes pending once nobody writes to it.", pending,
          Effect::Writes, NewBecomesPending},
         {"sync.confirm", "A confirmed file is not pending.", confirm, Effect::Writes,

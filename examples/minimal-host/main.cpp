@@ -1,18 +1,26 @@
 // The smallest complete device: one class that is the application's model and every sub-model. It
-// keeps work orders in memory and user files in the directory that is named on the command line.
+// keeps work orders in memory, and below the directory that is named on the command line the user
+// files in "files" and templates for work orders in "templates".
 //
 //     minimal-host DIRECTORY
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QMap>
 #include <QSocketNotifier>
+#include <QStorageInfo>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <sys/signalfd.h>
 
+#include <filesystemsandbox.h>
 #include <restservermodel.h>
+#include <restserveroptions.h>
 
 // One work order, as a client sent it.
 class StoredJob final : public Job
@@ -22,7 +30,7 @@ public:
     QDateTime ModifiedTime() override { return modified; }
 
     QJsonObject document;
-    QDateTime modified;
+    QDateTime modified; // UTC: clients see it with a "Z", whatever it is
 };
 
 class Device final : public IRootModel,
@@ -38,8 +46,11 @@ class Device final : public IRootModel,
                      public IAssetModel
 {
 public:
-    Device(const QString &directory, IRestServerModel *restServer)
-        : files(QFileInfo(directory).canonicalFilePath())
+    // The directory's real path: clients name files by the paths that are listed, and these must
+    // begin with what `Directory` returns.
+    Device(const QDir &directory, IRestServerModel *restServer)
+        : folder(directory)
+        , files(directory.filePath("files"))
         , server(restServer)
     {}
 
@@ -68,26 +79,31 @@ public:
         qWarning("%s:%d: %s", sourceFile, line, qUtf8Printable(message));
     }
 
-    // Storage: user files here, templates in a directory beside them, nothing to enter or leave.
+    // Storage: nothing to enter or leave. No folder's path begins with that of the user files.
     QDir Directory(int key) override
     {
-        return key == UserFilesDirectory ? files : QDir(files.path() + ".templates");
+        return key == UserFilesDirectory
+                   ? files
+                   : folder.filePath(key == TemplateDirectory ? "templates" : "more-templates");
     }
     bool IsStorageAvailable() override { return true; }
     void BeginStorageAccess() override {}
     void EndStorageAccess() override {}
-    bool HasFreeSpace(qint64 bytes) override { return bytes < 100'000'000; }
-
-    // Work orders: the jobs are the store.
-    QVector<Job *> Jobs() override
+    bool HasFreeSpace(qint64 bytes) override
     {
-        QVector<Job *> jobs;
+        constexpr qint64 reserve = 16 * 1024 * 1024;
+        return bytes < QStorageInfo(files).bytesAvailable() - reserve;
+    }
+
+    // Work orders. The jobs are kept: a list of 5,000 asks for them 20,000 times.
+    QVector<Job *> Jobs() override { return jobs; }
+    void RefreshJobs() override
+    {
+        jobs.clear();
         for (StoredJob &job : workOrders) {
             jobs.append(&job);
         }
-        return jobs;
     }
-    void RefreshJobs() override {}
     void SetActiveJob(Job *job) override { activeJob = job; }
     Job *ActiveJob() override { return activeJob; }
 
@@ -107,38 +123,41 @@ public:
     }
     QJsonObject GetWorkOrder(QString id, bool *found) override
     {
-        const auto job = workOrders.find(QString::fromUtf8(id.toLatin1()));
+        const auto job = workOrders.find(FromUri(id));
         *found = job != workOrders.end();
         return *found ? job->document : QJsonObject();
     }
 
     // Files. Clients' paths are unchecked, so every use goes through Resolve.
-    QJsonArray GetPendingFiles() override { return {}; }
-    QJsonArray GetAllPendingFiles() override { return {}; }
-    bool MarkFileSynced(QString) override { return false; }
-    void SetTechId(QString) override {}
+    QJsonArray GetPendingFiles() override { return Described(&Device::IsSettled); }
+    QJsonArray GetAllPendingFiles() override { return Described(&Device::IsPending); }
+    bool MarkFileSynced(QString path) override
+    {
+        const QFileInfo file(Resolve(path));
+        if (file.isFile()) {
+            confirmed.insert(file.filePath(), State(file));
+        }
+        return file.isFile();
+    }
+    void SetTechId(QString techId) override { technician = techId; }
 
     QByteArray GetFileData(QString path, bool *found) override
     {
+        // The answer is held in memory, several times: large files have the other route.
+        constexpr qint64 largest = 16 * 1024 * 1024;
         QFile file(Resolve(path));
-        *found = file.open(QIODevice::ReadOnly);
-        return file.readAll();
+        *found = file.size() <= largest && file.open(QIODevice::ReadOnly);
+        return *found ? file.read(largest) : QByteArray();
     }
-    QJsonObject GetUserFiles() override
-    {
-        QJsonArray list;
-        for (const QFileInfo &file : files.entryInfoList(QDir::Files)) {
-            list.append(Describe(file));
-        }
-        return {{"files", list}};
-    }
+    QJsonObject GetUserFiles() override { return {{"files", Described(&Device::IsAny)}}; }
+
     QByteArray ReadFileChunk(QString path, bool *ok, qint64 offset, qint64 maxLength,
                              bool *lastChunk) override
     {
         QFile file(Resolve(path));
         *ok = file.open(QIODevice::ReadOnly) && file.seek(offset);
         const QByteArray bytes = *ok ? file.read(maxLength) : QByteArray();
-        *lastChunk = bytes.isEmpty() || file.atEnd();
+        *lastChunk = bytes.isEmpty() || file.atEnd(); // also when the file became shorter
         return bytes;
     }
     bool DeleteUserFile(QString path) override { return QFile::remove(Resolve(path)); }
@@ -147,27 +166,105 @@ public:
     {
         const QFileInfo file(Resolve(fileName));
         *found = file.isFile();
-        return *found ? Describe(file) : QJsonObject();
+        QJsonObject metadata = Describe(file);
+        metadata.insert("sha256", *found ? Digest(file) : QString());
+        return metadata;
     }
-    QJsonObject GetAssetInfo() override { return {{"name", "minimal host"}}; }
+    QJsonObject GetAssetInfo() override
+    {
+        return {{"name", "minimal host"}, {"serialNumber", "MH-1"}, {"techId", technician}};
+    }
 
 private:
+    using Choice = bool (Device::*)(const QFileInfo &) const;
+
+    // What comes from a URI holds one character for each byte.
+    static QString FromUri(const QString &text) { return QString::fromUtf8(text.toLatin1()); }
+
     // The real path of a user file, or nothing when it is none: links and ".." may lead elsewhere.
     QString Resolve(const QString &path) const
     {
-        const QString real = QFileInfo(QString::fromUtf8(path.toLatin1())).canonicalFilePath();
-        return real.startsWith(files.path() + '/') ? real : QString();
+        const QFileInfo file(QFileInfo(FromUri(path)).canonicalFilePath());
+        const bool inside = file.filePath().startsWith(files.path() + '/');
+        return inside && file.isFile() ? file.filePath() : QString();
+    }
+
+    // What shows that the content of a file is another one.
+    static QString State(const QFileInfo &file)
+    {
+        return QString("%1 %2").arg(file.lastModified().toMSecsSinceEpoch()).arg(file.size());
+    }
+    bool IsAny(const QFileInfo &) const { return true; }
+    bool IsPending(const QFileInfo &file) const
+    {
+        return confirmed.value(file.filePath()) != State(file);
+    }
+    // Nobody should fetch what is still being written.
+    bool IsSettled(const QFileInfo &file) const
+    {
+        constexpr int seconds = 2;
+        return IsPending(file) &&
+               file.lastModified().secsTo(QDateTime::currentDateTime()) >= seconds;
+    }
+    // Looks at every file, which is quick while they are few: a device with thousands keeps a list.
+    QJsonArray Described(Choice isChosen) const
+    {
+        QStringList paths;
+        QDirIterator below(files.path(), QDir::Files | QDir::NoSymLinks,
+                           QDirIterator::Subdirectories);
+        while (below.hasNext()) {
+            paths.append(below.next());
+        }
+        std::sort(paths.begin(), paths.end());
+        QJsonArray list;
+        for (const QString &path : qAsConst(paths)) {
+            if ((this->*isChosen)(QFileInfo(path))) {
+                list.append(Describe(QFileInfo(path)));
+            }
+        }
+        return list;
     }
     static QJsonObject Describe(const QFileInfo &file)
     {
-        return {{"path", file.filePath()}, {"size", file.size()}};
+        return {{"path", file.filePath()},
+                {"size", file.size()},
+                {"modifiedTime", file.lastModified().toUTC().toString("yyyy-MM-ddThh:mm:ssZ")}};
     }
 
+    // Summed up once for each content: a large file takes seconds.
+    QString Digest(const QFileInfo &file)
+    {
+        QPair<QString, QString> &known = digests[file.filePath()];
+        QFile content(file.filePath());
+        QCryptographicHash hash(QCryptographicHash::Sha256);
+        if (known.first != State(file) && content.open(QIODevice::ReadOnly) &&
+            hash.addData(&content)) {
+            known = {State(file), hash.result().toHex()};
+        }
+        return known.second;
+    }
+
+    QDir folder;
     QDir files;
     IRestServerModel *server;
     QMap<QString, StoredJob> workOrders; // its elements stay where they are as it grows
+    QVector<Job *> jobs;
     Job *activeJob = nullptr;
+    QHash<QString, QString> confirmed;
+    QHash<QString, QPair<QString, QString>> digests; // state and sum of each path
+    QString technician;
 };
+
+// Uploads are written by the HTTP threads, which need nothing but the user files: whatever path a
+// client names, they reach nothing else. A kernel without Landlock serves unconfined and says so.
+bool ConfineThread(const std::string &userFiles)
+{
+    const FileSystemSandbox::Result result = FileSystemSandbox::Confine({{userFiles}, {}});
+    if (result.outcome != FileSystemSandbox::Outcome::Confined) {
+        std::fprintf(stderr, "minimal-host: uploads are not confined: %s\n", result.reason.c_str());
+    }
+    return result.outcome != FileSystemSandbox::Outcome::Failed;
+}
 
 int main(int argc, char *argv[])
 {
@@ -183,8 +280,20 @@ int main(int argc, char *argv[])
         std::fputs("usage: minimal-host DIRECTORY\n", stderr);
         return 2;
     }
+    const QDir directory(QFileInfo(QFile::decodeName(argv[1])).canonicalFilePath());
+    if (!directory.mkpath("files") || !directory.mkpath("templates")) {
+        std::fputs("minimal-host: cannot make the folders of the device\n", stderr);
+        return 1;
+    }
+
     RestServerModel server;
-    Device device(QFile::decodeName(argv[1]), &server);
+    RestServerOptions options = RestServerOptions::Prompt();
+    options.errorLogFile.clear();
+    const std::string userFiles = QFile::encodeName(directory.filePath("files")).toStdString();
+    options.prepareWorker = [userFiles] { return ConfineThread(userFiles); };
+    server.SetOptions(options);
+
+    Device device(directory, &server);
     server.Construct(&device);
     server.Start();
     if (!server.Running()) {

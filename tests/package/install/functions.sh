@@ -48,10 +48,10 @@ ask() {
 # check_minimal_host PROGRAM: starts the example, asks it and sends it a file there and back.
 check_minimal_host() {
     program=$1
-    rm -rf "$work/files" "$work/run"
-    mkdir "$work/files" "$work/run"
+    rm -rf "$work/device" "$work/run"
+    mkdir "$work/device" "$work/run"
     cd "$work/run"
-    start_host "$program" "$work/files"
+    start_host "$program" "$work/device"
 
     information=$(ask http://127.0.0.1:8081/info)
     case $information in
@@ -60,7 +60,7 @@ check_minimal_host() {
     esac
 
     head -c 12000000 /dev/urandom >"$work/sent"
-    target=$(cd "$work/files" && pwd -P)/sent.bin
+    target=$(cd "$work/device/files" && pwd -P)/sent.bin
     ask --output /dev/null -H 'Expect:' http://127.0.0.1:8081/api/filemgr/v2/userfiles \
         -F "metadata={\"fileUri\": \"$target\", \"fileSize\": 12000000};type=application/json" \
         -F "file=@$work/sent"
