@@ -5,14 +5,21 @@
 
 #include "checkcommand.h"
 #include "clienterror.h"
+#include "completion.h"
 #include "filecommands.h"
 #include "infocommands.h"
 #include "interruption.h"
 #include "putcommand.h"
+#include "snapshotcommand.h"
 #include "synccommand.h"
+#include "userfiles.h"
 #include "workordercommands.h"
+#include "workorders.h"
 
 namespace {
+
+// Not a command for people: what the scripts for the shells ask.
+constexpr char completionWord[] = "complete";
 
 // A positional whose name tells itself how often it occurs is shown as it is.
 class HelpFormatter : public CLI::Formatter
@@ -83,12 +90,16 @@ Program::Program()
     AddCommand(files, std::make_unique<FilesRemoveCommand>());
     AddCommand(files, std::make_unique<FilesConfirmCommand>());
     AddCommand(&parser, std::make_unique<SyncCommand>());
+    AddCommand(&parser, std::make_unique<SnapshotCommand>());
     AddCommand(&parser, std::make_unique<CheckCommand>());
     AddCommand(&parser, std::make_unique<ApiCommand>());
 }
 
 int Program::Run(int argumentCount, char **arguments)
 {
+    if (argumentCount > 2 && std::string(arguments[1]) == completionWord) {
+        return Complete({arguments + 3, arguments + argumentCount});
+    }
     try {
         parser.parse(argumentCount, arguments);
     } catch (const CLI::ParseError &error) {
@@ -102,6 +113,57 @@ int Program::Run(int argumentCount, char **arguments)
     output.SetFormat(json ? Output::Format::Json : Output::Format::Text);
     output.SetQuiet(quiet);
     return RunSelected();
+}
+
+int Program::Complete(const std::vector<std::string> &words)
+{
+    const auto kindOf = [this](const CLI::App *command) {
+        const auto found = commandsByParser.find(command);
+        return found == commandsByParser.end() ? Command::Argument::Other
+                                               : found->second->ArgumentKind();
+    };
+    // Everything but the word in question, for what it says of the connection.
+    std::vector<std::string> options(words.begin(), words.empty() ? words.end() : words.end() - 1);
+    const auto ask = [&](Command::Argument kind, const QString &beginning) {
+        try {
+            std::reverse(options.begin(), options.end());
+            parser.parse(options);
+        } catch (const CLI::ParseError &) {
+            // The line is not finished; what was read of it has to do.
+        }
+        return WhatTheDeviceHas(kind, beginning);
+    };
+    const QStringList offered = Completion(parser, kindOf, ask).Offer(words);
+    for (const QString &candidate : offered) {
+        output.Line(candidate);
+    }
+    return 0;
+}
+
+QStringList Program::WhatTheDeviceHas(Command::Argument kind, const QString &beginning) const
+{
+    constexpr int patienceMs = 2000;
+    try {
+        DeviceConnection::Settings settings = ConnectionSettings();
+        settings.retries = 0;
+        settings.timeoutMs = patienceMs;
+        settings.notice = nullptr;
+        DeviceConnection connection(settings);
+        if (kind == Command::Argument::WorkOrder) {
+            QStringList ids = WorkOrders(connection).Times().keys();
+            ids.sort();
+            return ids;
+        }
+        const QVector<FileRecord> files = UserFiles(connection).List();
+        const int cut = beginning.startsWith('/') ? 0 : DevicePaths(files).Root().size() + 1;
+        QStringList paths;
+        for (const FileRecord &record : files) {
+            paths.append(record.path.mid(cut));
+        }
+        return paths;
+    } catch (const ClientError &) {
+        return {};
+    }
 }
 
 QString Program::UnknownCommand(int argumentCount, char **arguments) const
@@ -170,6 +232,7 @@ void Program::AddCommand(CLI::App *parent, std::unique_ptr<Command> command)
     commandParser->fallthrough();
     commandParser->footer("The options of parlowenctl itself may follow: see parlowenctl --help.");
     command->AddArguments(*commandParser);
+    commandsByParser.emplace(commandParser, command.get());
     commandParser->callback([this, chosen = command.get()] { selected = chosen; });
     commands.push_back(std::move(command));
 }

@@ -2,6 +2,8 @@
 #define PROGRAM_H
 
 #include <CLI/CLI.hpp>
+#include <QStringList>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,11 +29,14 @@ private:
     DeviceConnection::Settings ConnectionSettings() const;
     QSslConfiguration TlsFor(const QUrl &device) const;
     QString UnknownCommand(int argumentCount, char **arguments) const;
+    int Complete(const std::vector<std::string> &words);
+    QStringList WhatTheDeviceHas(Command::Argument kind, const QString &beginning) const;
     int RunSelected();
     int Report(ClientError &error) const;
 
     CLI::App parser;
     std::vector<std::unique_ptr<Command>> commands;
+    std::map<const CLI::App *, const Command *> commandsByParser;
     Command *selected = nullptr;
     Output output;
     std::string host = "127.0.0.1:8081";

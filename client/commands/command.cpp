@@ -17,4 +17,9 @@ const char *Command::Description() const
     return description;
 }
 
+Command::Argument Command::ArgumentKind() const
+{
+    return Argument::Other;
+}
+
 void Command::AddArguments(CLI::App & /*parser*/) {}

@@ -19,6 +19,16 @@ class App;
 class Command
 {
 public:
+    /** What the positional arguments are: the completion offers what there is of it. */
+    enum class Argument
+    {
+        Other,
+        LocalFile,
+        LocalFolder,
+        DeviceFile,
+        WorkOrder
+    };
+
     /** Both texts must live as long as the command. */
     Command(const char *commandName, const char *commandDescription);
     virtual ~Command();
@@ -27,6 +37,8 @@ public:
 
     const char *Name() const;
     const char *Description() const;
+
+    virtual Argument ArgumentKind() const;
 
     /** Adds the arguments to the parser, which fills members of the command. */
     virtual void AddArguments(CLI::App &parser);

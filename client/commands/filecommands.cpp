@@ -240,9 +240,11 @@ FilesGetCommand::FilesGetCommand()
 void FilesGetCommand::AddArguments(CLI::App &parser)
 {
     selection.AddOptions(parser);
-    parser.add_option("-o,--output", outputFile,
-                      "The local file or folder to write to, - for standard output; without it the "
-                      "file's own name");
+    parser
+        .add_option("-o,--output", outputFile,
+                    "The local file or folder to write to, - for standard output; without it the "
+                    "file's own name")
+        ->type_name("FILE");
 }
 
 ExitStatus FilesGetCommand::Run(DeviceConnection &connection, const Output &output)

@@ -36,6 +36,7 @@ class FilesStatCommand : public Command
 {
 public:
     FilesStatCommand();
+    Argument ArgumentKind() const override { return Argument::DeviceFile; }
     void AddArguments(CLI::App &parser) override;
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
@@ -67,6 +68,7 @@ class FilesGetCommand : public Command
 {
 public:
     FilesGetCommand();
+    Argument ArgumentKind() const override { return Argument::DeviceFile; }
     void AddArguments(CLI::App &parser) override;
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
@@ -85,6 +87,7 @@ class FilesRemoveCommand : public Command
 {
 public:
     FilesRemoveCommand();
+    Argument ArgumentKind() const override { return Argument::DeviceFile; }
     void AddArguments(CLI::App &parser) override;
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
@@ -97,6 +100,7 @@ class FilesConfirmCommand : public Command
 {
 public:
     FilesConfirmCommand();
+    Argument ArgumentKind() const override { return Argument::DeviceFile; }
     void AddArguments(CLI::App &parser) override;
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 

@@ -24,6 +24,7 @@ class FilesPutCommand : public Command
 public:
     FilesPutCommand();
     ~FilesPutCommand() override;
+    Argument ArgumentKind() const override { return Argument::LocalFile; }
     void AddArguments(CLI::App &parser) override;
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 

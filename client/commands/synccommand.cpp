@@ -29,6 +29,11 @@ qint64 BytesOf(const QVector<FileRecord> &records)
                            [](qint64 sum, const FileRecord &record) { return sum + record.size; });
 }
 
+ClientError KeepsChanging()
+{
+    return {ExitStatus::TransferCorrupt, QStringLiteral("the file keeps changing on the device")};
+}
+
 } // namespace
 
 SyncCommand::SyncCommand()
@@ -142,8 +147,7 @@ void SyncCommand::FetchAll(const Job &job, QVector<FileRecord> wanted)
         wanted = job.report.TakeChanged(job.files);
     }
     for (const FileRecord &record : qAsConst(wanted)) {
-        job.report.Failed(record.path, {ExitStatus::TransferCorrupt,
-                                        QStringLiteral("the file keeps changing on the device")});
+        job.report.Failed(record.path, KeepsChanging());
     }
 }
 
@@ -152,8 +156,7 @@ bool SyncCommand::FetchAndConfirm(const Job &job, const FileRecord &waiting,
                                   ProgressDisplay &display)
 {
     try {
-        const FileRecord stored = FetchOne(job, waiting, display);
-        job.files.Confirm(stored.path);
+        const FileRecord stored = Settle(job, waiting, display);
         job.report.Confirmed(stored);
         job.output.Line(
             QString("%1: %2 bytes, verified").arg(RelativeOf(stored.path)).arg(stored.size));
@@ -167,6 +170,21 @@ bool SyncCommand::FetchAndConfirm(const Job &job, const FileRecord &waiting,
         job.report.Failed(waiting.path, error);
     }
     return true;
+}
+
+FileRecord SyncCommand::Settle(const Job &job, const FileRecord &waiting,
+                               ProgressDisplay &display) const
+{
+    constexpr int attempts = 3;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        FileRecord stored = FetchOne(job, waiting, display);
+        job.files.Confirm(stored.path);
+        // The device's times count seconds: of a file that changes just now they tell too little.
+        if (!recent || job.files.Metadata(stored.path) == stored) {
+            return stored;
+        }
+    }
+    throw KeepsChanging();
 }
 
 FileRecord SyncCommand::FetchOne(const Job &job, const FileRecord &waiting,

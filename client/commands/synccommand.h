@@ -23,6 +23,7 @@ class SyncCommand : public Command
 {
 public:
     SyncCommand();
+    Argument ArgumentKind() const override { return Argument::LocalFolder; }
     void AddArguments(CLI::App &parser) override;
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
@@ -38,6 +39,7 @@ private:
 
     void FetchAll(const Job &job, QVector<FileRecord> wanted);
     bool FetchAndConfirm(const Job &job, const FileRecord &waiting, ProgressDisplay &display);
+    FileRecord Settle(const Job &job, const FileRecord &waiting, ProgressDisplay &display) const;
     FileRecord FetchOne(const Job &job, const FileRecord &waiting, ProgressDisplay &display) const;
     QString RelativeOf(const QString &path) const;
     QString RootFor(UserFiles &files) const;

@@ -19,6 +19,7 @@ class WorkOrdersGetCommand : public Command
 {
 public:
     WorkOrdersGetCommand();
+    Argument ArgumentKind() const override { return Argument::WorkOrder; }
     void AddArguments(CLI::App &parser) override;
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
@@ -31,6 +32,7 @@ class WorkOrdersPutCommand : public Command
 {
 public:
     WorkOrdersPutCommand();
+    Argument ArgumentKind() const override { return Argument::LocalFile; }
     void AddArguments(CLI::App &parser) override;
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
@@ -47,6 +49,7 @@ class WorkOrdersActiveCommand : public Command
 {
 public:
     WorkOrdersActiveCommand();
+    Argument ArgumentKind() const override { return Argument::WorkOrder; }
     void AddArguments(CLI::App &parser) override;
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 

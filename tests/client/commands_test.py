@@ -342,6 +342,32 @@ class WorkOrders(ClientTest):
         self.put({"text": "y" * 60, "workOrderId": "corrupt"}, status=TRANSFER_CORRUPT)
 
 
+class Completion(ClientTest):
+    def offered(self, *words):
+        completed = subprocess.run([CLIENT, "complete", "--", *words], capture_output=True,
+                                   check=False, env={**os.environ, "PARLOWEN_HOST": "127.0.0.1:9"})
+        self.assertEqual((completed.returncode, completed.stderr), (DONE, b""))
+        return completed.stdout.decode().splitlines()
+
+    def test_device_paths(self):
+        for name in ("a.csv", "sub/b c.csv"):
+            self.on_device(name, b"1")
+        here = ["--host", self.proxy.host]
+        self.assertEqual(self.offered(*here, "files", "get", ""), ["a.csv", "sub/b c.csv"])
+        self.assertEqual(self.offered("files", "rm", "a.csv", *here, "su"), ["sub/b c.csv"])
+        root = str(self.user_files)
+        self.assertEqual(self.offered(*here, "files", "stat", root + "/a"), [root + "/a.csv"])
+
+    def test_work_order_ids(self):
+        ids = self.expect(DONE, "workorders", "list", "--json").json()["workOrderIds"]
+        for command in ("get", "active"):
+            self.assertEqual(self.offered("workorders", command, "--host", self.proxy.host, ""),
+                             sorted(ids))
+
+    def test_device_that_does_not_answer(self):
+        self.assertEqual(self.offered("files", "get", ""), [])
+
+
 class Progress(ClientTest):
     def on_terminal(self, *arguments, columns=120):
         """Runs the client on a terminal of its own; returns what it shows."""

@@ -9,7 +9,8 @@ import unittest
 CLIENT = os.environ["PARLOWENCTL"]
 SOURCE = pathlib.Path(os.environ["PARLOWEN_SOURCE"])
 MANUAL = SOURCE / "docs" / "man" / "parlowenctl.1.in"
-COMPLETION = SOURCE / "client" / "parlowenctl.bash"
+COMPLETIONS = SOURCE / "client" / "completion"
+COMPLETION = COMPLETIONS / "parlowenctl.bash"
 
 
 def run(*command, **named):
@@ -66,7 +67,7 @@ class Completion(unittest.TestCase):
         """What is offered for the last word."""
         script = ('source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); COMPREPLY=(); '
                   '_parlowenctl; printf "%s\\n" "${COMPREPLY[@]}"')
-        result = run("bash", "-c", script, "bash", str(COMPLETION), "parlowenctl", *words)
+        result = run("bash", "-c", script, "bash", str(COMPLETION), CLIENT, *words)
         self.assertEqual(result.stderr, "")
         return set(result.stdout.split())
 
@@ -83,11 +84,11 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.complete("--js"), {"--json"})
 
     def test_offers_every_option(self):
-        self.assertEqual(self.complete("-"), options() - {"-h"})
+        self.assertEqual(self.complete("-"), options())
         for command in all_commands():
             with self.subTest(command=command):
                 offered = self.complete(*command, "-")
-                self.assertLessEqual(options(*command) - {"-h"}, offered)
+                self.assertLessEqual(options(*command), offered)
                 self.assertEqual(offered - options(*command), options() - options(*command))
 
     def test_skips_the_value_of_an_option(self):
@@ -102,6 +103,27 @@ class Completion(unittest.TestCase):
     def test_offers_local_folders_to_sync(self):
         folder = os.path.relpath(COMPLETION.parent)
         self.assertEqual(self.complete("sync", folder[:-1]), {folder})
+
+    def test_zsh_offers_the_same(self):
+        script = ('fpath=("$1" $fpath); shift; autoload -Uz _parlowenctl; '
+                  'compadd() { print -l -- ${(P)2}; }; _files() { print local $@; }; '
+                  'words=("$@"); CURRENT=$#; _parlowenctl')
+        for words, offered in ((["files", "st"], "stat\n"), (["sync", ""], "local -/\n"),
+                               (["workorders", "put", ""], "local\n"), (["--host", ""], "")):
+            with self.subTest(words=words):
+                result = run("zsh", "-fc", script, "zsh", str(COMPLETIONS), CLIENT, *words)
+                self.assertEqual((result.stdout, result.stderr), (offered, ""))
+
+    def test_fish_offers_the_same(self):
+        path = os.path.dirname(CLIENT) + ":" + os.environ["PATH"]
+        for line, offered in (("parlowenctl files st", "stat\n"), ("parlowenctl --ins",
+                                                                    "--insecure\n"),
+                              ("parlowenctl --host ", "")):
+            with self.subTest(line=line):
+                result = run("fish", "--no-config", "-c", 'source "$argv[1]"; complete -C "$argv[2]"',
+                             str(COMPLETIONS / "parlowenctl.fish"), line,
+                             env={**os.environ, "PATH": path})
+                self.assertEqual((result.stdout, result.stderr), (offered, ""))
 
 
 if __name__ == "__main__":
