@@ -87,3 +87,14 @@ bool WriteDurably(FileSystem &fileSystem, const QString &path, const QByteArray 
     return WriteFile(fileSystem, temporary, content, Flushing::AtOnce, error) &&
            ReplaceDurably(fileSystem, temporary, path, error);
 }
+
+bool AppendDurably(FileSystem &fileSystem, const QString &path, const QByteArray &content,
+                   QString *error)
+{
+    const int descriptor = fileSystem.OpenForAppending(path);
+    if (descriptor == -1 || !WriteAndClose(fileSystem, descriptor, content, Flushing::AtOnce)) {
+        *error = DescribeFailure("write", path);
+        return false;
+    }
+    return true;
+}

@@ -40,6 +40,13 @@ bool WriteDurably(FileSystem &fileSystem, const QString &path, const QByteArray 
 bool ReplaceDurably(FileSystem &fileSystem, const QString &written, const QString &path,
                     QString *error);
 
+/**
+ * Adds `content` at the end of the file at `path`, which exists; true once it is on the disk. On
+ * failure, which `*error` describes, some of it may have been added.
+ */
+bool AppendDurably(FileSystem &fileSystem, const QString &path, const QByteArray &content,
+                   QString *error);
+
 /** Where the content of `path` is written before it takes that name: a hidden name beside it. */
 QString TemporaryPath(const QString &path);
 

@@ -47,6 +47,27 @@ int FileSystem::OpenForWriting(const QString &path)
     });
 }
 
+int FileSystem::OpenForAppending(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    return RepeatWhileInterrupted(
+        [&] { return open(name.constData(), O_WRONLY | O_APPEND | O_CLOEXEC); });
+}
+
+int FileSystem::Truncate(const QString &path, qint64 size)
+{
+    const QByteArray name = QFile::encodeName(path);
+    return RepeatWhileInterrupted([&] { return truncate(name.constData(), size); });
+}
+
+int FileSystem::SetModifiedTime(const QString &path, qint64 seconds)
+{
+    timespec times[2] = {};
+    times[0].tv_nsec = UTIME_OMIT;
+    times[1].tv_sec = static_cast<time_t>(seconds);
+    return utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0);
+}
+
 ssize_t FileSystem::Write(int descriptor, const char *data, std::size_t size)
 {
     return RepeatWhileInterrupted([&] { return write(descriptor, data, size); });

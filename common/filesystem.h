@@ -28,6 +28,15 @@ public:
     /** Creates or empties a file and opens it for writing. The caller closes the descriptor. */
     virtual int OpenForWriting(const QString &path);
 
+    /** Opens an existing file for writing at its end. The caller closes the descriptor. */
+    virtual int OpenForAppending(const QString &path);
+
+    /** Gives a file this size. */
+    virtual int Truncate(const QString &path, qint64 size);
+
+    /** Sets the time of a file's last change, in seconds since 1970-01-01T00:00:00Z. */
+    virtual int SetModifiedTime(const QString &path, qint64 seconds);
+
     /** Writes up to `size` bytes and returns how many were taken. */
     virtual ssize_t Write(int descriptor, const char *data, std::size_t size);
 

@@ -71,9 +71,10 @@ bool DeviceApplication::OpenFolder(QString *error)
         !FillFolder(folder, error)) {
         return false;
     }
-    models = std::make_unique<DeviceModels>(
-        DeviceModels::Setup{options.dataFolder, options.mode, options.storageAvailable}, fileSystem,
-        errorReporter, viewOutput);
+    models = std::make_unique<DeviceModels>(DeviceModels::Setup{options.dataFolder, options.mode,
+                                                                options.storageAvailable,
+                                                                options.workOrderLimit},
+                                            fileSystem, errorReporter, viewOutput);
     faultyModels = std::make_unique<FaultyModels>(*models, faults, errorReporter);
     downloadGuard = std::make_unique<DownloadGuard>(&faultyModels->fileManager, &serverGuard);
     return true;

@@ -22,6 +22,9 @@ public:
                QStringLiteral("number"), QStringLiteral("0"))
         , storageUnavailable(QStringLiteral("storage-unavailable"),
                              QStringLiteral("Start without the guarded storage."))
+        , workOrderLimit(QStringLiteral("work-order-limit"),
+                         QStringLiteral("Store at most so many work orders (default 10000)."),
+                         QStringLiteral("number"), QStringLiteral("10000"))
         , requireSandbox(QStringLiteral("require-sandbox"),
                          QStringLiteral("Do not start where the kernel cannot confine the program "
                                         "to the folder of the device."))
@@ -43,14 +46,15 @@ public:
     {
         parser.setApplicationDescription(
             QStringLiteral("A simulated instrument that serves its REST interface on port 8081."));
-        parser.addOptions({data, mode, storageUnavailable, requireSandbox, fault, faultFile,
-                           verbose, help, version});
+        parser.addOptions({data, mode, storageUnavailable, workOrderLimit, requireSandbox, fault,
+                           faultFile, verbose, help, version});
     }
 
     QCommandLineParser parser;
     QCommandLineOption data;
     QCommandLineOption mode;
     QCommandLineOption storageUnavailable;
+    QCommandLineOption workOrderLimit;
     QCommandLineOption requireSandbox;
     QCommandLineOption fault;
     QCommandLineOption faultFile;
@@ -103,6 +107,12 @@ DeviceOptions ReadValues(const CommandLine &line)
     options.mode = mode.toInt(&isNumber);
     if (!isNumber) {
         return Refuse(QStringLiteral("--mode takes a whole number, not \"%1\"").arg(mode));
+    }
+    const QString limit = line.parser.value(line.workOrderLimit);
+    options.workOrderLimit = limit.toInt(&isNumber);
+    if (!isNumber || options.workOrderLimit < 0) {
+        return Refuse(QStringLiteral("--work-order-limit takes a number of 0 or more, not \"%1\"")
+                          .arg(limit));
     }
     const QString folder = line.parser.value(line.data);
     if (folder.isEmpty()) {

@@ -22,6 +22,7 @@ struct DeviceOptions
     QString dataFolder; ///< absolute and free of "." and ".."; symbolic links are kept
     int mode = 0;
     bool storageAvailable = true;
+    int workOrderLimit = 10000;
     bool requireSandbox = false;
     Faults faults;
     QString faultFile; ///< absolute, clean and not below `dataFolder`; empty for none

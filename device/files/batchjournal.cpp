@@ -3,8 +3,10 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <cerrno>
 
 #include "durablefile.h"
+#include "statefile.h"
 
 namespace {
 
@@ -16,6 +18,18 @@ QStringList FilesIn(const QString &folder)
     return QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Unsorted);
 }
 
+bool IsFolder(const QString &path)
+{
+    const QFileInfo file(path);
+    return file.isDir() && !file.isSymLink();
+}
+
+bool IsTaken(const QString &path)
+{
+    const QFileInfo file(path);
+    return file.exists() || file.isSymLink();
+}
+
 QString Join(const QString &folder, const QString &fileName)
 {
     return folder + QLatin1Char('/') + fileName;
@@ -24,18 +38,21 @@ QString Join(const QString &folder, const QString &fileName)
 } // namespace
 
 BatchJournal::BatchJournal(FileSystem &files, const QString &targetFolder,
-                           const QString &stateFolder, const QString &name)
+                           const QString &stateFolder, const QString &name, IErrorReporter &errors)
     : fileSystem(files)
+    , errorReporter(errors)
     , target(targetFolder)
     , state(stateFolder)
     , staged(Join(stateFolder, name + QLatin1String(".staged")))
     , committed(Join(stateFolder, name + QLatin1String(".committed")))
-    , pending(QFileInfo::exists(committed))
+    , pending(IsFolder(committed))
 {}
 
 bool BatchJournal::Discard(QString *error)
 {
-    if (!QFileInfo::exists(staged)) {
+    ClearWay(staged);
+    ClearWay(committed);
+    if (!IsFolder(staged)) {
         return true;
     }
     const QStringList files = FilesIn(staged);
@@ -45,7 +62,7 @@ bool BatchJournal::Discard(QString *error)
             return false;
         }
     }
-    if (fileSystem.RemoveFolder(staged) != 0) {
+    if (!RemoveOrSetAside(staged)) {
         *error = DescribeFailure("remove", staged);
         return false;
     }
@@ -118,12 +135,27 @@ bool BatchJournal::Apply(QString *error)
         *error = DescribeFailure("flush", target);
         return false;
     }
-    if (pending && fileSystem.RemoveFolder(committed) != 0) {
+    if (pending && !RemoveOrSetAside(committed)) {
         *error = DescribeFailure("remove", committed);
         return false;
     }
     pending = false;
     return true;
+}
+
+void BatchJournal::ClearWay(const QString &folder)
+{
+    if (IsTaken(folder) && !IsFolder(folder)) {
+        SetAside(fileSystem, folder, QStringLiteral("it is no folder"), errorReporter);
+    }
+}
+
+bool BatchJournal::RemoveOrSetAside(const QString &folder)
+{
+    return fileSystem.RemoveFolder(folder) == 0 ||
+           (errno == ENOTEMPTY &&
+            SetAside(fileSystem, folder, QStringLiteral("it holds what belongs to no batch"),
+                     errorReporter));
 }
 
 QStringList BatchJournal::PendingFiles() const

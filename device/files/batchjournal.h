@@ -7,6 +7,7 @@
 #include <map>
 
 #include "filesystem.h"
+#include "hostmodel.h"
 
 /**
  * Replaces a batch of files in a folder so that a kill or a loss of power at any moment leaves
@@ -23,6 +24,8 @@
  * `PathOf` leads to the newest content of a file. A batch must be applied before the next is
  * staged.
  *
+ * Whatever else stands where these two folders belong is kept under another name, with a report.
+ *
  * Both folders lie on one file system. Operations that return false put one line about it into
  * `*error`. Main thread only.
  */
@@ -34,10 +37,10 @@ public:
 
     /**
      * Batches are for files in `targetFolder`; the two folders of a batch are made in
-     * `stateFolder`, and their names begin with `name`. Keeps the reference.
+     * `stateFolder`, and their names begin with `name`. Keeps the references.
      */
     BatchJournal(FileSystem &files, const QString &targetFolder, const QString &stateFolder,
-                 const QString &name);
+                 const QString &name, IErrorReporter &errors);
 
     /** Throws away what was staged and not committed. */
     bool Discard(QString *error);
@@ -62,8 +65,11 @@ public:
 
 private:
     bool WriteStaged(const Batch &batch, QString *error);
+    void ClearWay(const QString &folder);
+    bool RemoveOrSetAside(const QString &folder);
 
     FileSystem &fileSystem;
+    IErrorReporter &errorReporter;
     QString target;
     QString state;
     QString staged;

@@ -1,10 +1,37 @@
 #include "statefile.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 
+#include "documentfile.h"
 #include "durablefile.h"
+
+namespace {
+
+QString FreeName(const QString &path)
+{
+    for (int number = 1;; ++number) {
+        QString name = QStringLiteral("%1.damaged-%2").arg(path).arg(number);
+        const QFileInfo taken(name);
+        if (!taken.exists() && !taken.isSymLink()) {
+            return name;
+        }
+    }
+}
+
+} // namespace
+
+bool SetAside(FileSystem &fileSystem, const QString &path, const QString &reason,
+              IErrorReporter &errors)
+{
+    const QString name = FreeName(path);
+    const bool gone = fileSystem.Rename(path, name) == 0;
+    const QString outcome =
+        gone ? QStringLiteral("it is kept as %1").arg(name) : DescribeFailure("rename", path);
+    errors.ReportError(QStringLiteral("Cannot use %1: %2; %3").arg(path, reason, outcome),
+                       "statefile", __LINE__);
+    return gone;
+}
 
 StateFile::StateFile(FileSystem &files, const QString &path, IErrorReporter &errors)
     : fileSystem(files)
@@ -14,20 +41,16 @@ StateFile::StateFile(FileSystem &files, const QString &path, IErrorReporter &err
 
 QJsonObject StateFile::Load(const Check &check)
 {
-    QFile file(filePath);
-    if (!file.open(QIODevice::ReadOnly)) {
-        if (file.exists()) {
-            SetAside(file.errorString());
-        }
-        return QJsonObject();
+    QString problem;
+    const std::optional<QJsonObject> state = DocumentFile::ReadObject(filePath, &problem);
+    if (state && check(*state)) {
+        return *state;
     }
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
-    file.close();
-    if (!document.isObject() || !check(document.object())) {
-        SetAside(QStringLiteral("it is damaged"));
-        return QJsonObject();
+    if (state) {
+        problem = QStringLiteral("it is damaged");
     }
-    return document.object();
+    keepFile = !problem.isEmpty() && !SetAside(fileSystem, filePath, problem, errorReporter);
+    return QJsonObject();
 }
 
 bool StateFile::Store(const QJsonObject &state)
@@ -38,26 +61,4 @@ bool StateFile::Store(const QJsonObject &state)
     }
     errorReporter.ReportError(error, "statefile", __LINE__);
     return false;
-}
-
-void StateFile::SetAside(const QString &reason)
-{
-    const QString name = FreeName();
-    keepFile = fileSystem.Rename(filePath, name) != 0;
-    const QString outcome = keepFile ? DescribeFailure("rename", filePath)
-                                     : QStringLiteral("it is kept as %1").arg(name);
-    errorReporter.ReportError(
-        QStringLiteral("Cannot use %1: %2; %3").arg(filePath, reason, outcome), "statefile",
-        __LINE__);
-}
-
-QString StateFile::FreeName() const
-{
-    for (int number = 1;; ++number) {
-        QString name = QStringLiteral("%1.damaged-%2").arg(filePath).arg(number);
-        const QFileInfo taken(name);
-        if (!taken.exists() && !taken.isSymLink()) {
-            return name;
-        }
-    }
 }

@@ -9,6 +9,13 @@
 #include "hostmodel.h"
 
 /**
+ * Keeps what is at `path` under a name of its own (".damaged-1" and so on is added) and reports
+ * that, with the reason. False when it could not be renamed.
+ */
+bool SetAside(FileSystem &fileSystem, const QString &path, const QString &reason,
+              IErrorReporter &errors);
+
+/**
  * A small JSON object that outlives the program and a loss of power.
  *
  * Call `Load` once, then `Store` after each change. A file that cannot be used is never deleted nor
@@ -25,9 +32,9 @@ public:
     StateFile(FileSystem &files, const QString &path, IErrorReporter &errors);
 
     /**
-     * The stored object; empty when there is no file yet. An unreadable file, one that holds no
-     * object, and an object that `check` refuses are reported and set aside, and the result is
-     * empty.
+     * The stored object; empty when there is no file yet. What is no readable regular file of up to
+     * 16 MiB that holds an object, and an object that `check` refuses, is reported and set aside,
+     * and the result is empty.
      */
     QJsonObject Load(const Check &check);
 
@@ -39,9 +46,6 @@ public:
     bool Store(const QJsonObject &state);
 
 private:
-    void SetAside(const QString &reason);
-    QString FreeName() const;
-
     FileSystem &fileSystem;
     QString filePath;
     IErrorReporter &errorReporter;

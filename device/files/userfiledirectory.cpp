@@ -61,6 +61,21 @@ std::optional<UserFile> UserFileDirectory::Find(const QString &clientPath) const
     return UserFile{location->path, *status};
 }
 
+std::optional<UserFile> UserFileDirectory::FindRelative(const QString &relativePath) const
+{
+    return Find(Path() + QLatin1Char('/') + relativePath);
+}
+
+QString UserFileDirectory::RelativePath(const UserFile &file) const
+{
+    return file.path.mid(Path().size() + 1);
+}
+
+QString UserFileDirectory::Path() const
+{
+    return QString::fromUtf8(JoinedPath(rootNames));
+}
+
 std::optional<OpenUserFile> UserFileDirectory::Open(const QString &clientPath) const
 {
     const std::optional<Location> location = Locate(clientPath);

@@ -54,7 +54,16 @@ public:
     /** The file that a client names; none when there is no such regular file. */
     std::optional<UserFile> Find(const QString &clientPath) const;
 
-    /** The same, open for reading; none also when it may not be read. */
+    /** The file with this path below the directory; none when there is no such regular file. */
+    std::optional<UserFile> FindRelative(const QString &relativePath) const;
+
+    /** A file's path below the directory. */
+    QString RelativePath(const UserFile &file) const;
+
+    /** The directory's path. */
+    QString Path() const;
+
+    /** The file that a client names, open for reading; none also when it may not be read. */
     std::optional<OpenUserFile> Open(const QString &clientPath) const;
 
     /**

@@ -1,8 +1,6 @@
 #include "assetmodel.h"
 
-#include <QFile>
-#include <QJsonDocument>
-
+#include "documentfile.h"
 #include "durablefile.h"
 
 AssetModel::AssetModel(const QString &path, const UserFileDirectory &userFiles,
@@ -35,26 +33,19 @@ QJsonObject AssetModel::GetAssetInfo()
 {
     QJsonObject information = ReadDocument();
     information.insert(QStringLiteral("simulator"), true);
+    information.insert(QStringLiteral("userFilesFolder"), directory.Path());
     return information;
 }
 
 QJsonObject AssetModel::ReadDocument() const
 {
-    QFile file(documentPath);
-    if (!file.open(QIODevice::ReadOnly)) {
+    QString problem;
+    const std::optional<QJsonObject> document = DocumentFile::ReadObject(documentPath, &problem);
+    if (!document) {
         errorReporter.ReportError(
-            QStringLiteral("Cannot read %1: %2").arg(documentPath, file.errorString()),
+            QStringLiteral("Cannot use %1: %2")
+                .arg(documentPath, problem.isEmpty() ? QStringLiteral("it is missing") : problem),
             "assetmodel", __LINE__);
-        return QJsonObject();
     }
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
-    if (!document.isObject()) {
-        const QString reason = error.error == QJsonParseError::NoError
-                                   ? QStringLiteral("it holds no object")
-                                   : error.errorString();
-        errorReporter.ReportError(QStringLiteral("Cannot use %1: %2").arg(documentPath, reason),
-                                  "assetmodel", __LINE__);
-    }
-    return document.object();
+    return document.value_or(QJsonObject());
 }

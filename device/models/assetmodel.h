@@ -20,9 +20,10 @@ public:
     QJsonObject GetFileMetadata(QString fileName, bool *found) override;
 
     /**
-     * The document's object, read anew at each call so that a change shows at once, and the member
-     * "simulator", which is true whatever the document says. Nothing but that, with a report, when
-     * the document is missing or holds no object.
+     * The document's object, read anew at each call so that a change shows at once, with the member
+     * "simulator", which is true whatever the document says, and "userFilesFolder", the path under
+     * which clients find the user files. Nothing but these, with a report, when the document is
+     * missing or cannot be used.
      */
     QJsonObject GetAssetInfo() override;
 

@@ -7,10 +7,10 @@ DeviceModels::DeviceModels(const Setup &setup, FileSystem &fileSystem, IErrorRep
     , storage(folder, setup.storageAvailable, errors)
     , mode(setup.mode)
     , jobPanel(view)
-    , workOrders(fileSystem, folder.WorkOrders(), folder.State(), errors)
+    , workOrders(fileSystem, folder.WorkOrders(), folder.State(), errors, setup.workOrderLimit)
     , jobs(Loaded(workOrders), fileSystem, folder.State(), errors)
     , syncFiles(userFiles, digests, fileSystem, folder.State(), errors)
-    , fileManager(userFiles, errors)
+    , fileManager(userFiles, errors, [this](const UserFile &file) { syncFiles.Forget(file); })
     , asset(folder.AssetFile(), userFiles, digests, errors)
     , viewOutput(view)
 {}

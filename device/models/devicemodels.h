@@ -27,6 +27,7 @@ public:
         QString folder; ///< absolute and clean
         int mode = 0;
         bool storageAvailable = true;
+        int workOrderLimit = WorkOrderStore::defaultLimit;
     };
 
     /** Reads what the device has stored. Keeps the references; lines of the view go to `view`. */

@@ -12,9 +12,11 @@ constexpr qint64 LargestPiece = qint64(1024) * 1024 * 1024;
 
 } // namespace
 
-FileManagerModel::FileManagerModel(const UserFileDirectory &userFiles, IErrorReporter &errors)
+FileManagerModel::FileManagerModel(const UserFileDirectory &userFiles, IErrorReporter &errors,
+                                   Deleted onDeleted)
     : directory(userFiles)
     , errorReporter(errors)
+    , deleted(std::move(onDeleted))
 {}
 
 QJsonObject FileManagerModel::GetUserFiles()
@@ -41,7 +43,11 @@ QByteArray FileManagerModel::ReadFileChunk(QString path, bool *ok, qint64 offset
 bool FileManagerModel::DeleteUserFile(QString path)
 {
     QString error;
+    const std::optional<UserFile> file = directory.Find(path);
     const bool removed = directory.Remove(path, &error);
+    if (removed && file && deleted) {
+        deleted(*file);
+    }
     if (!error.isEmpty()) {
         errorReporter.ReportError(error, "filemanagermodel", __LINE__);
     }

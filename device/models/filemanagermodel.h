@@ -2,6 +2,7 @@
 #define FILEMANAGERMODEL_H
 
 #include <array>
+#include <functional>
 
 #include "hostmodel.h"
 #include "userfiledirectory.h"
@@ -16,8 +17,12 @@
 class FileManagerModel : public IFileManagerModel
 {
 public:
+    /** Called for each file that was deleted. */
+    using Deleted = std::function<void(const UserFile &file)>;
+
     /** Keeps the references; both objects outlive this one. */
-    FileManagerModel(const UserFileDirectory &userFiles, IErrorReporter &errors);
+    FileManagerModel(const UserFileDirectory &userFiles, IErrorReporter &errors,
+                     Deleted onDeleted = {});
 
     /** `{"files": [{"path", "size", "modifiedTime"}]}`, in the order of the paths. */
     QJsonObject GetUserFiles() override;
@@ -40,6 +45,7 @@ private:
 
     const UserFileDirectory &directory;
     IErrorReporter &errorReporter;
+    Deleted deleted;
     std::array<QByteArray, 3> places; // the last pieces of a download that goes on
     size_t turn = 0;                  // the place of the last piece
 };

@@ -65,10 +65,9 @@ void JobModel::RefreshJobs()
 
 void JobModel::SetActiveJob(Job *job)
 {
-    activeJob = job;
     const QString id = job != nullptr ? job->WorkOrderId() : QString();
-    if (id != activeId) {
-        Activate(id);
+    if (id == activeId || Activate(id)) {
+        activeJob = job;
     }
 }
 
@@ -77,10 +76,13 @@ Job *JobModel::ActiveJob()
     return activeJob;
 }
 
-void JobModel::Activate(const QString &id)
+bool JobModel::Activate(const QString &id)
 {
-    activeId = id;
-    state.Store({{ActiveKey(), activeId}});
+    const bool stored = state.Store({{ActiveKey(), id}});
+    if (stored) {
+        activeId = id;
+    }
+    return stored;
 }
 
 StoredJob *JobModel::Find(const QString &id)

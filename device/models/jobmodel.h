@@ -43,15 +43,15 @@ public:
     void RefreshJobs() override;
 
     /**
-     * A null pointer makes none active. When the choice cannot be stored, which is reported, it
-     * holds until the end of the run.
+     * A null pointer makes none active. When the choice cannot be stored, which is reported, the
+     * former one holds.
      */
     void SetActiveJob(Job *job) override;
 
     Job *ActiveJob() override;
 
 private:
-    void Activate(const QString &id);
+    bool Activate(const QString &id);
     StoredJob *Find(const QString &id);
 
     const WorkOrderStore &store;

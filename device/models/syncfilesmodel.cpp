@@ -1,6 +1,5 @@
 #include "syncfilesmodel.h"
 
-#include <QSet>
 #include <algorithm>
 #include <utility>
 
@@ -11,13 +10,6 @@ namespace {
 constexpr qint64 LargestFileData = qint64(64) * 1024 * 1024;
 constexpr std::chrono::seconds SettlingTime(2);
 
-const QString filesKey = QStringLiteral("files");
-const QString pathKey = QStringLiteral("path");
-const QString inodeKey = QStringLiteral("inode");
-const QString sizeKey = QStringLiteral("size");
-const QString secondsKey = QStringLiteral("modifiedSeconds");
-const QString nanosecondsKey = QStringLiteral("modifiedNanoseconds");
-const QString sha256Key = QStringLiteral("sha256");
 const QString techIdKey = QStringLiteral("techId");
 
 QJsonArray Describe(const QVector<UserFile> &files)
@@ -27,30 +19,6 @@ QJsonArray Describe(const QVector<UserFile> &files)
         descriptions.append(file.Describe());
     }
     return descriptions;
-}
-
-bool IsUsableEntry(const QJsonValue &entry)
-{
-    const QJsonObject object = entry.toObject();
-    bool inode = false;
-    object.value(inodeKey).toString().toULongLong(&inode);
-    return inode && object.value(pathKey).isString() && object.value(sizeKey).isDouble() &&
-           object.value(secondsKey).isDouble() && object.value(nanosecondsKey).isDouble();
-}
-
-qint64 Integer(const QJsonObject &object, const QString &key)
-{
-    return object.value(key).toVariant().toLongLong();
-}
-
-FileStatus StatusFromJson(const QJsonObject &entry)
-{
-    FileStatus status;
-    status.inode = entry.value(inodeKey).toString().toULongLong();
-    status.size = Integer(entry, sizeKey);
-    status.modifiedSeconds = Integer(entry, secondsKey);
-    status.modifiedNanoseconds = Integer(entry, nanosecondsKey);
-    return status;
 }
 
 } // namespace
@@ -67,9 +35,10 @@ SyncFilesModel::SyncFilesModel(const UserFileDirectory &userFiles, FileDigestCac
     , digestCache(digests)
     , errorReporter(errors)
     , clock(std::move(currentTime))
-    , confirmedFile(files, stateFolder + QStringLiteral("/confirmed-files.json"), errors)
+    , confirmations(
+          files, stateFolder + QStringLiteral("/confirmed-files.jsonl"),
+          [this](const QString &name) { return directory.FindRelative(name).has_value(); }, errors)
     , technicianFile(files, stateFolder + QStringLiteral("/technician.json"), errors)
-    , confirmations(FromJson(confirmedFile.Load(IsUsable)))
 {
     const auto holdsId = [](const QJsonObject &state) { return state.value(techIdKey).isString(); };
     technicianId = technicianFile.Load(holdsId).value(techIdKey).toString();
@@ -116,71 +85,41 @@ QByteArray SyncFilesModel::GetFileData(QString path, bool *found)
 
 bool SyncFilesModel::MarkFileSynced(QString path)
 {
-    const std::optional<UserFile> file = directory.Find(path);
-    if (!file) {
+    const std::optional<OpenUserFile> open = directory.Open(path);
+    if (!open) {
         return false;
     }
-    const QString digest = digestCache.Known(file->status);
-    const Confirmation former = confirmations.value(file->path);
-    if (former.status == file->status && (digest.isEmpty() || former.sha256 == digest)) {
+    const FileStatus &status = open->file.status;
+    const QString digest = digestCache.Digest(open->descriptor, status);
+    if (digest.isNull()) {
+        errorReporter.ReportError(DescribeFailure("read", open->file.path), "syncfilesmodel",
+                                  __LINE__);
+        return false;
+    }
+    const QString name = directory.RelativePath(open->file);
+    const Confirmation *former = confirmations.Find(name);
+    if (former != nullptr && former->sha256 == digest) {
+        confirmations.Recognize(name, status);
         return true;
     }
-    Confirmations changed = WithoutGoneFiles();
-    changed.insert(file->path, {file->status, digest});
-    if (!confirmedFile.Store(ToJson(changed))) {
-        return false;
-    }
-    confirmations = changed;
-    return true;
+    return confirmations.Add(name, {status, digest});
+}
+
+void SyncFilesModel::Forget(const UserFile &file)
+{
+    confirmations.Remove(directory.RelativePath(file));
 }
 
 void SyncFilesModel::SetTechId(QString techId)
 {
-    technicianId = techId;
-    technicianFile.Store({{techIdKey, techId}});
+    if (technicianFile.Store({{techIdKey, techId}})) {
+        technicianId = techId;
+    }
 }
 
 QString SyncFilesModel::TechId() const
 {
     return technicianId;
-}
-
-QJsonObject SyncFilesModel::ToJson(const Confirmations &confirmed)
-{
-    QJsonArray files;
-    for (auto entry = confirmed.cbegin(); entry != confirmed.cend(); ++entry) {
-        const FileStatus &status = entry->status;
-        // An inode number may need all its 64 bits, which a JSON number does not keep.
-        QJsonObject file = {{pathKey, entry.key()},
-                            {inodeKey, QString::number(status.inode)},
-                            {sizeKey, status.size},
-                            {secondsKey, status.modifiedSeconds},
-                            {nanosecondsKey, status.modifiedNanoseconds}};
-        if (!entry->sha256.isEmpty()) {
-            file.insert(sha256Key, entry->sha256);
-        }
-        files.append(file);
-    }
-    return {{filesKey, files}};
-}
-
-bool SyncFilesModel::IsUsable(const QJsonObject &state)
-{
-    const QJsonArray files = state.value(filesKey).toArray();
-    return state.value(filesKey).isArray() &&
-           std::all_of(files.cbegin(), files.cend(), IsUsableEntry);
-}
-
-SyncFilesModel::Confirmations SyncFilesModel::FromJson(const QJsonObject &state)
-{
-    Confirmations confirmed;
-    const QJsonArray files = state.value(filesKey).toArray();
-    for (const QJsonValue &file : files) {
-        const QJsonObject entry = file.toObject();
-        confirmed.insert(entry.value(pathKey).toString(),
-                         {StatusFromJson(entry), entry.value(sha256Key).toString()});
-    }
-    return confirmed;
 }
 
 QVector<UserFile> SyncFilesModel::PendingFiles()
@@ -194,14 +133,24 @@ QVector<UserFile> SyncFilesModel::PendingFiles()
 
 bool SyncFilesModel::IsConfirmed(const UserFile &file)
 {
-    const auto confirmation = confirmations.constFind(file.path);
-    return confirmation != confirmations.cend() &&
-           (confirmation->status == file.status || HasContent(file, *confirmation));
+    const QString name = directory.RelativePath(file);
+    const Confirmation *confirmation = confirmations.Find(name);
+    if (confirmation == nullptr) {
+        return false;
+    }
+    if (confirmation->status == file.status) {
+        return true;
+    }
+    if (!HasContent(file, *confirmation)) {
+        return false;
+    }
+    confirmations.Recognize(name, file.status);
+    return true;
 }
 
 bool SyncFilesModel::HasContent(const UserFile &file, const Confirmation &confirmation)
 {
-    if (confirmation.sha256.isEmpty() || confirmation.status.size != file.status.size) {
+    if (confirmation.status.size != file.status.size) {
         return false;
     }
     const std::optional<OpenUserFile> open = directory.Open(file.path);
@@ -221,19 +170,4 @@ bool SyncFilesModel::IsSettled(const UserFile &file) const
     const std::chrono::nanoseconds age = now - std::chrono::seconds(status.modifiedSeconds) -
                                          std::chrono::nanoseconds(status.modifiedNanoseconds);
     return age >= SettlingTime || age <= -SettlingTime;
-}
-
-SyncFilesModel::Confirmations SyncFilesModel::WithoutGoneFiles() const
-{
-    QSet<QString> present;
-    for (const UserFile &file : directory.Files()) {
-        present.insert(file.path);
-    }
-    Confirmations remaining;
-    for (auto entry = confirmations.cbegin(); entry != confirmations.cend(); ++entry) {
-        if (present.contains(entry.key())) {
-            remaining.insert(entry.key(), *entry);
-        }
-    }
-    return remaining;
 }

@@ -1,10 +1,10 @@
 #ifndef SYNCFILESMODEL_H
 #define SYNCFILESMODEL_H
 
-#include <QMap>
 #include <chrono>
 #include <functional>
 
+#include "confirmationlog.h"
 #include "filedigestcache.h"
 #include "filesystem.h"
 #include "hostmodel.h"
@@ -15,12 +15,12 @@
  * The user files that an outside system has yet to confirm, and the technician at work.
  *
  * A file is pending until `MarkFileSynced` confirms it, and again once its content changes. A
- * confirmation names the file's status; as long as that stays the same nothing is read. When it
- * differs, the file is still confirmed if it has the size and the digest that were confirmed; the
- * digest is on record when a client had asked for it before it confirmed the file.
+ * confirmation names the file's path below the user files, its status and its digest. As long as
+ * the status stays the same nothing is read; when it differs, the file is still confirmed if it has
+ * the confirmed digest, so that confirmations hold for a device's folder that was copied or moved.
  *
- * Confirmations and the technician's id are kept in the state folder, in `confirmed-files.json` and
- * `technician.json`, and are back after a restart. Main thread only.
+ * Confirmations and the technician's id are kept in the state folder, in `confirmed-files.jsonl`
+ * and `technician.json`, and are back after a restart. Main thread only.
  */
 class SyncFilesModel : public ISyncFilesModel
 {
@@ -54,45 +54,33 @@ public:
     QByteArray GetFileData(QString path, bool *found) override;
 
     /**
-     * Confirms a user file; true once that is on the disk. False when there is no such file, and
-     * when the confirmation could not be stored, which is reported: the file then stays pending.
-     * Forgets the confirmations of files that are gone.
+     * Confirms a user file as it is now; true once that is on the disk, at the same cost however
+     * many are confirmed. False when there is no such file, and when it could not be read or the
+     * confirmation not be stored, which is reported: the file then stays pending.
      */
     bool MarkFileSynced(QString path) override;
 
-    /** Stores the technician's id. When that fails, which is reported, it holds until the end. */
+    /** Stores the technician's id. When that fails, which is reported, the former one holds. */
     void SetTechId(QString techId) override;
+
+    /** Forgets the confirmation of a file that was deleted. */
+    void Forget(const UserFile &file);
 
     /** The technician's id; empty when none was set yet. */
     QString TechId() const;
 
 private:
-    /** The state of a file that a client confirmed. */
-    struct Confirmation
-    {
-        FileStatus status;
-        QString sha256; ///< empty when it was not known
-    };
-
-    using Confirmations = QMap<QString, Confirmation>;
-
-    static QJsonObject ToJson(const Confirmations &confirmed);
-    static bool IsUsable(const QJsonObject &state);
-    static Confirmations FromJson(const QJsonObject &state);
-
     QVector<UserFile> PendingFiles();
     bool IsConfirmed(const UserFile &file);
     bool HasContent(const UserFile &file, const Confirmation &confirmation);
     bool IsSettled(const UserFile &file) const;
-    Confirmations WithoutGoneFiles() const;
 
     const UserFileDirectory &directory;
     FileDigestCache &digestCache;
     IErrorReporter &errorReporter;
     Clock clock;
-    StateFile confirmedFile;
+    ConfirmationLog confirmations;
     StateFile technicianFile;
-    Confirmations confirmations;
     QString technicianId;
 };
 

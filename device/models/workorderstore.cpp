@@ -1,27 +1,17 @@
 #include "workorderstore.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
+#include <algorithm>
 #include <optional>
 
 #include "clienttext.h"
+#include "documentfile.h"
 #include "workorderid.h"
 
 namespace {
 
 constexpr const char *source = "workorderstore";
-
-std::optional<QJsonObject> ReadDocument(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return std::nullopt;
-    }
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
-    return document.isObject() ? std::make_optional(document.object()) : std::nullopt;
-}
 
 QStringList DocumentsIn(const QString &folder)
 {
@@ -38,10 +28,11 @@ bool IsTaken(const QString &path)
 } // namespace
 
 WorkOrderStore::WorkOrderStore(FileSystem &fileSystem, const QString &workOrderFolder,
-                               const QString &stateFolder, IErrorReporter &errors)
+                               const QString &stateFolder, IErrorReporter &errors, int limit)
     : folder(workOrderFolder)
+    , mostWorkOrders(limit)
     , errorReporter(errors)
-    , journal(fileSystem, workOrderFolder, stateFolder, QStringLiteral("workorders"))
+    , journal(fileSystem, workOrderFolder, stateFolder, QStringLiteral("workorders"), errors)
 {}
 
 void WorkOrderStore::Load()
@@ -65,11 +56,16 @@ void WorkOrderStore::Load()
 void WorkOrderStore::AddFile(const QString &fileName)
 {
     const QString path = journal.PathOf(fileName);
-    const std::optional<QJsonObject> document = ReadDocument(path);
+    QString problem;
+    const std::optional<QJsonObject> document = DocumentFile::ReadObject(path, &problem);
     const QString id = document ? WorkOrderId::Of(*document) : QString();
     if (id.isEmpty()) {
-        errorReporter.ReportError(QStringLiteral("skipped %1: it is no work order").arg(path),
-                                  source, __LINE__);
+        if (problem.isEmpty()) {
+            problem = QStringLiteral("it has no valid \"workOrderId\"");
+        }
+        errorReporter.ReportError(
+            QStringLiteral("skipped %1: it is no work order, %2").arg(path, problem), source,
+            __LINE__);
     } else if (index.count(id) > 0) {
         SkipDuplicate(id, fileName);
     } else {
@@ -94,7 +90,7 @@ bool WorkOrderStore::UpdateWorkOrders(QJsonArray workOrders)
 {
     Documents documents;
     QString error;
-    const bool stored = Collect(workOrders, &documents, &error) &&
+    const bool stored = Collect(workOrders, &documents, &error) && FitsLimit(documents, &error) &&
                         (documents.empty() || StoreBatch(documents, &error));
     if (!error.isEmpty()) {
         errorReporter.ReportError(error, source, __LINE__);
@@ -118,6 +114,22 @@ bool WorkOrderStore::Collect(const QJsonArray &workOrders, Documents *documents,
         (*documents)[id] = element.toObject();
     }
     return true;
+}
+
+bool WorkOrderStore::FitsLimit(const Documents &documents, QString *error) const
+{
+    const auto added =
+        std::count_if(documents.cbegin(), documents.cend(),
+                      [this](const auto &each) { return index.count(each.first) == 0; });
+    if (added == 0 || static_cast<qint64>(index.size()) + added <= mostWorkOrders) {
+        return true;
+    }
+    *error = QStringLiteral("stored nothing: %1 new work orders beside the %2 stored ones are more "
+                            "than the %3 allowed")
+                 .arg(added)
+                 .arg(index.size())
+                 .arg(mostWorkOrders);
+    return false;
 }
 
 bool WorkOrderStore::StoreBatch(const Documents &documents, QString *error)
@@ -163,7 +175,8 @@ QJsonObject WorkOrderStore::GetWorkOrder(QString id, bool *found)
         return QJsonObject();
     }
     const QString path = journal.PathOf(entry->second.fileName);
-    const std::optional<QJsonObject> document = ReadDocument(path);
+    QString problem;
+    const std::optional<QJsonObject> document = DocumentFile::ReadObject(path, &problem);
     *found = document && WorkOrderId::Of(*document) == entry->first;
     if (!*found) {
         errorReporter.ReportError(

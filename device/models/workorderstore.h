@@ -36,9 +36,12 @@ public:
     /** By id, in ascending order of code units. */
     using Index = std::map<QString, Entry>;
 
+    /** How many are stored at most: each costs a file, and no request takes one away. */
+    static constexpr int defaultLimit = 10000;
+
     /** Keeps the references; both objects outlive this one, and both folders exist. */
     WorkOrderStore(FileSystem &fileSystem, const QString &workOrderFolder,
-                   const QString &stateFolder, IErrorReporter &errors);
+                   const QString &stateFolder, IErrorReporter &errors, int limit = defaultLimit);
 
     /** Finishes or throws away a batch that was cut short, then reads every file. */
     void Load();
@@ -48,9 +51,10 @@ public:
      * the later one counts. True once all of them are on the disk, also when there are none.
      *
      * False, with a report and with nothing stored, when an element is no object or has no valid
-     * id, when the file name of a new work order is taken by a file that is not its own, when a
-     * write fails before the batch is committed, and while an earlier batch cannot be finished. A
-     * failure after the commit is reported; the batch counts, and is finished later.
+     * id, when there would be more work orders than the limit allows, when the file name of a new
+     * work order is taken by a file that is not its own, when a write fails before the batch is
+     * committed, and while an earlier batch cannot be finished. A failure after the commit is
+     * reported; the batch counts, and is finished later.
      */
     bool UpdateWorkOrders(QJsonArray workOrders) override;
 
@@ -71,12 +75,14 @@ private:
     void SkipDuplicate(const QString &id, const QString &fileName);
     bool Collect(const QJsonArray &workOrders, Documents *documents, QString *error) const;
     bool NameFiles(const Documents &documents, BatchJournal::Batch *batch, QString *error) const;
+    bool FitsLimit(const Documents &documents, QString *error) const;
     bool StoreBatch(const Documents &documents, QString *error);
     void Remember(const Documents &documents);
     QString FileNameFor(const QString &id) const;
     QDateTime ModifiedTime(const QString &fileName) const;
 
     QString folder;
+    int mostWorkOrders;
     IErrorReporter &errorReporter;
     BatchJournal journal;
     Index index;

@@ -9,6 +9,8 @@ import subprocess
 import tempfile
 import time
 import unittest
+import urllib.parse
+import urllib.request
 
 from faultproxy import FaultProxy
 
@@ -69,8 +71,20 @@ class ClientTest(unittest.TestCase):
     def setUp(self):
         self.proxy = FaultProxy()
         self.local = pathlib.Path(tempfile.mkdtemp(prefix="local", dir=self.folder))
+        self.delete_user_files()
+
+    def delete_user_files(self):
+        """Through the device where it lists them, so that it forgets what was confirmed."""
+        for path in json.loads(self.ask("GET", "/api/filemgr/v2/userfiles"))["files"]:
+            self.ask("DELETE", "/api/filemgr/v2/userfiles" + urllib.parse.quote(path["path"]))
         for entry in self.user_files.iterdir():
             shutil.rmtree(entry) if entry.is_dir() else entry.unlink()
+
+    @staticmethod
+    def ask(method, path):
+        request = urllib.request.Request("http://127.0.0.1:8081" + path, method=method)
+        with urllib.request.urlopen(request, timeout=60) as answer:
+            return answer.read()
 
     def tearDown(self):
         self.proxy.close()

@@ -1,6 +1,7 @@
 #include "assetmodel.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "recordingerrorreporter.h"
 #include "userfilestest.h"
@@ -10,7 +11,7 @@ namespace {
 class AssetModelTest : public UserFilesTest
 {
 protected:
-    const QJsonObject onlySimulator = {{"simulator", true}};
+    const QJsonObject onlySimulator = {{"simulator", true}, {"userFilesFolder", root}};
     RecordingErrorReporter errors;
     UserFileDirectory directory{root};
     FileDigestCache digests;
@@ -20,8 +21,10 @@ protected:
 TEST_F(AssetModelTest, TheInformationIsTheObjectOfTheDocumentAndSaysThatThisIsASimulator)
 {
     Write("../asset.json", "{\"serialNumber\": \"7\", \"model\": {\"name\": \"Prüfgerät\"}}");
-    const QJsonObject expected = {
-        {"serialNumber", "7"}, {"model", QJsonObject{{"name", "Prüfgerät"}}}, {"simulator", true}};
+    const QJsonObject expected = {{"serialNumber", "7"},
+                                  {"model", QJsonObject{{"name", "Prüfgerät"}}},
+                                  {"simulator", true},
+                                  {"userFilesFolder", root}};
     EXPECT_EQ(model.GetAssetInfo(), expected);
     EXPECT_EQ(errors.messages, QStringList());
 }
@@ -31,7 +34,8 @@ TEST_F(AssetModelTest, AChangeOfTheDocumentShowsAtOnce)
     Write("../asset.json", "{\"a\": 1}");
     model.GetAssetInfo();
     Write("../asset.json", "{\"a\": 2}");
-    EXPECT_EQ(model.GetAssetInfo(), (QJsonObject{{"a", 2}, {"simulator", true}}));
+    EXPECT_EQ(model.GetAssetInfo(),
+              (QJsonObject{{"a", 2}, {"simulator", true}, {"userFilesFolder", root}}));
 }
 
 TEST_F(AssetModelTest, AMissingDocumentIsReportedAndOnlyTheSimulatorIsLeft)
@@ -50,6 +54,15 @@ TEST_F(AssetModelTest, ADamagedDocumentIsReportedAndOnlyTheSimulatorIsLeft)
         ASSERT_EQ(errors.messages.size(), 1) << content;
         EXPECT_TRUE(errors.messages.first().contains(base.filePath("asset.json")));
     }
+}
+
+TEST_F(AssetModelTest, ADocumentOfMoreThan16MiBIsReportedUnread)
+{
+    Write("../asset.json", "{\"a\": 1}");
+    ASSERT_EQ(truncate(OnDisk("../asset.json").constData(), (16 << 20) + 1), 0);
+    EXPECT_EQ(model.GetAssetInfo(), onlySimulator);
+    ASSERT_EQ(errors.messages.size(), 1);
+    EXPECT_TRUE(errors.messages.first().contains("larger than 16 MiB"));
 }
 
 TEST_F(AssetModelTest, AnEmptyObjectIsNoError)

@@ -108,6 +108,14 @@ TEST(DeviceOptionsTest, AFaultFileThatUploadsReachThroughALinkIsRefused)
         "link/faults");
 }
 
+TEST(DeviceOptionsTest, TheLimitOfWorkOrdersIsTenThousandUnlessAnotherIsGiven)
+{
+    EXPECT_EQ(Parse({"--data", "d"}).workOrderLimit, 10000);
+    EXPECT_EQ(Parse({"--data", "d", "--work-order-limit", "7"}).workOrderLimit, 7);
+    ExpectRefusal({"--data", "d", "--work-order-limit", "-1"}, "-1");
+    ExpectRefusal({"--data", "d", "--work-order-limit", "x"}, "x");
+}
+
 TEST(DeviceOptionsTest, HelpNamesEveryOption)
 {
     for (const char *argument : {"--help", "-h"}) {

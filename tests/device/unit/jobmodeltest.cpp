@@ -134,14 +134,14 @@ TEST_F(JobModelTest, MakingTheActiveJobActiveWritesNothing)
     EXPECT_EQ(opened.ActiveId(), "WO-0001");
 }
 
-TEST_F(JobModelTest, AChoiceThatCannotBeStoredHoldsAndIsReported)
+TEST_F(JobModelTest, AChoiceThatCannotBeStoredIsReportedAndTheFormerOneHolds)
 {
     Store(Batch(1, 2, 1));
     OpenStore open(folder);
     ScriptedFileSystem full([](int) { return false; });
     JobModel jobs(open.store, full, folder.State(), open.errors);
     jobs.SetActiveJob(jobs.Jobs().first());
-    EXPECT_EQ(jobs.ActiveJob(), jobs.Jobs().first());
+    EXPECT_EQ(jobs.ActiveJob(), nullptr);
     EXPECT_EQ(open.errors.messages.size(), 1);
     EXPECT_EQ(Opened(folder).jobs.ActiveJob(), nullptr);
 }

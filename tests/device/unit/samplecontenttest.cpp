@@ -125,6 +125,18 @@ TEST_F(SampleContentTest, UserFilesLargeAndWithANameThatNeedsEncoding)
     }));
 }
 
+TEST_F(SampleContentTest, FilesAreDatedInThePastSoThatTheyArePendingFromTheStart)
+{
+    Make();
+    QDirIterator entry(device.Path(), QDir::Files, QDirIterator::Subdirectories);
+    while (entry.hasNext()) {
+        entry.next();
+        EXPECT_EQ(entry.fileInfo().lastModified().toUTC().toString(Qt::ISODate),
+                  "2024-05-17T09:30:00Z")
+            << entry.filePath().toStdString();
+    }
+}
+
 TEST_F(SampleContentTest, IsTheSameEveryTime)
 {
     Make();

@@ -22,6 +22,21 @@ int ScriptedFileSystem::OpenForWriting(const QString &path)
     return MayProceed() ? FileSystem::OpenForWriting(path) : -1;
 }
 
+int ScriptedFileSystem::OpenForAppending(const QString &path)
+{
+    return MayProceed() ? FileSystem::OpenForAppending(path) : -1;
+}
+
+int ScriptedFileSystem::Truncate(const QString &path, qint64 size)
+{
+    return MayProceed() ? FileSystem::Truncate(path, size) : -1;
+}
+
+int ScriptedFileSystem::SetModifiedTime(const QString &path, qint64 seconds)
+{
+    return MayProceed() ? FileSystem::SetModifiedTime(path, seconds) : -1;
+}
+
 ssize_t ScriptedFileSystem::Write(int descriptor, const char *data, std::size_t size)
 {
     return MayProceed() ? FileSystem::Write(descriptor, data, size) : -1;

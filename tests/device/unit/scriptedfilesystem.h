@@ -15,6 +15,9 @@ public:
     explicit ScriptedFileSystem(std::function<bool(int)> allow);
 
     int OpenForWriting(const QString &path) override;
+    int OpenForAppending(const QString &path) override;
+    int Truncate(const QString &path, qint64 size) override;
+    int SetModifiedTime(const QString &path, qint64 seconds) override;
     ssize_t Write(int descriptor, const char *data, std::size_t size) override;
     int Flush(int descriptor) override;
     int Close(int descriptor) override;

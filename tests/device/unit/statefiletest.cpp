@@ -1,6 +1,7 @@
 #include "statefile.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -78,6 +79,24 @@ TEST_F(StateFileTest, AFolderInPlaceOfTheFileIsSetAside)
     EXPECT_EQ(Stored(), QJsonObject());
     EXPECT_EQ(errors.messages.size(), 1);
     EXPECT_TRUE(Exists("../state/a.json.damaged-1"));
+}
+
+TEST_F(StateFileTest, AFifoInPlaceOfTheFileIsSetAsideAtOnce)
+{
+    ASSERT_EQ(mkfifo(OnDisk("../state/a.json").constData(), 0600), 0);
+    EXPECT_EQ(Stored(), QJsonObject());
+    ASSERT_EQ(errors.messages.size(), 1);
+    EXPECT_TRUE(errors.messages.first().contains("it is no regular file"));
+    EXPECT_TRUE(StoreThrough(fileSystem, newState));
+}
+
+TEST_F(StateFileTest, AFileOfMoreThan16MiBIsSetAsideUnread)
+{
+    Write("../state/a.json", "{\"value\": 1}");
+    ASSERT_EQ(truncate(OnDisk("../state/a.json").constData(), (16 << 20) + 1), 0);
+    EXPECT_EQ(Stored(), QJsonObject());
+    ASSERT_EQ(errors.messages.size(), 1);
+    EXPECT_TRUE(errors.messages.first().contains("it is larger than 16 MiB"));
 }
 
 TEST_F(StateFileTest, AfterADamagedFileTheStateIsStoredAnew)

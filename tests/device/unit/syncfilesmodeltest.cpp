@@ -1,6 +1,7 @@
 #include "syncfilesmodel.h"
 
 #include <QJsonDocument>
+#include <QProcess>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sys/stat.h>
@@ -60,12 +61,16 @@ protected:
         ASSERT_TRUE(found);
     }
 
+    /** The confirmations on the disk, one for each line. */
     QJsonArray StoredConfirmations() const
     {
-        return QJsonDocument::fromJson(Content("../state/confirmed-files.json"))
-            .object()
-            .value("files")
-            .toArray();
+        QJsonArray entries;
+        for (const QByteArray &line : Content("../state/confirmed-files.jsonl").split('\n')) {
+            if (!line.isEmpty()) {
+                entries.append(QJsonDocument::fromJson(line).object());
+            }
+        }
+        return entries;
     }
 
     RecordingErrorReporter errors;
@@ -170,7 +175,7 @@ TEST_F(SyncFilesModelTest, AnUnknownFileIsNotConfirmed)
     MakeFolder("folder");
     EXPECT_FALSE(Confirm("missing.txt"));
     EXPECT_FALSE(Confirm("folder"));
-    EXPECT_FALSE(Exists("../state/confirmed-files.json"));
+    EXPECT_FALSE(Exists("../state/confirmed-files.jsonl"));
     EXPECT_EQ(errors.messages, QStringList());
 }
 
@@ -184,15 +189,46 @@ TEST_F(SyncFilesModelTest, ConfirmingAgainWritesNothing)
     EXPECT_EQ(counting.Steps(), 0);
 }
 
-TEST_F(SyncFilesModelTest, ConfirmingAgainAddsTheDigestThatBecameKnown)
+TEST_F(SyncFilesModelTest, AConfirmationHoldsThePathBelowTheUserFilesAndTheDigest)
 {
-    WriteSettled("a.txt", "abc");
-    ASSERT_TRUE(Confirm("a.txt"));
-    EXPECT_FALSE(StoredConfirmations().first().toObject().contains("sha256"));
-    AskForDigest("a.txt");
-    ASSERT_TRUE(Confirm("a.txt"));
-    EXPECT_EQ(StoredConfirmations().first().toObject().value("sha256").toString(),
+    MakeFolder("b");
+    WriteSettled("b/ä.txt", "abc");
+    ASSERT_TRUE(Confirm("b/ä.txt"));
+    ASSERT_EQ(StoredConfirmations().size(), 1);
+    const QJsonObject stored = StoredConfirmations().first().toObject();
+    EXPECT_EQ(stored.value("path").toString(), "b/ä.txt");
+    EXPECT_EQ(stored.value("sha256").toString(),
               "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
+
+TEST_F(SyncFilesModelTest, AConfirmationHoldsForACopyOfTheDevice)
+{
+    WriteSettled("a.txt", "a");
+    WriteSettled("b.txt", "b");
+    ASSERT_TRUE(Confirm("a.txt"));
+    QTemporaryDir place;
+    const QString copy = place.filePath("copy");
+    ASSERT_EQ(QProcess::execute("cp", {"-r", base.path(), copy}), 0);
+    const UserFileDirectory copied(copy + root.mid(base.path().size()));
+    SyncFilesModel elsewhere(copied, *digests, fileSystem,
+                             copy + stateFolder.mid(base.path().size()), errors);
+    EXPECT_EQ(PathsOf(elsewhere.GetAllPendingFiles()), QStringList(copied.Path() + "/b.txt"));
+}
+
+TEST_F(SyncFilesModelTest, AConfirmationCostsTheSameHoweverManyThereAre)
+{
+    for (int number = 0; number < 300; ++number) {
+        WriteSettled("file-" + QByteArray::number(number), "");
+        ASSERT_TRUE(Confirm("file-" + QByteArray::number(number)));
+    }
+    WriteSettled("a.txt", "abc");
+    int written = 0;
+    ScriptedFileSystem counting([&written](int) { return ++written > 0; });
+    const std::unique_ptr<SyncFilesModel> again = MakeModel(counting);
+    const int before = Content("../state/confirmed-files.jsonl").size();
+    ASSERT_TRUE(again->MarkFileSynced(ClientPath("a.txt")));
+    EXPECT_EQ(written, 4) << "opened, written, flushed and closed";
+    EXPECT_LT(Content("../state/confirmed-files.jsonl").size() - before, 300);
 }
 
 TEST_F(SyncFilesModelTest, NewContentOfAnotherSizeIsPendingAgain)
@@ -236,12 +272,20 @@ TEST_F(SyncFilesModelTest, TheSameContentInANewFileIsStillConfirmedWhenTheDigest
     EXPECT_FALSE(IsPending("a.txt"));
 }
 
-TEST_F(SyncFilesModelTest, ANewTimeIsPendingAgainWhenNoDigestIsOnRecord)
+TEST_F(SyncFilesModelTest, ANewTimeAloneIsNoNewContentAlsoWhenNobodyAskedForTheDigest)
 {
     WriteSettled("a.txt", "content");
     ASSERT_TRUE(Confirm("a.txt"));
     SetTime("a.txt", nowSeconds - 500);
-    EXPECT_TRUE(IsPending("a.txt"));
+    EXPECT_FALSE(IsPending("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, AFileThatCannotBeReadIsNotConfirmedAndReported)
+{
+    const UserFileDirectory unreadable(QStringLiteral("/sys/class/net/lo"));
+    SyncFilesModel failing(unreadable, *digests, fileSystem, stateFolder, errors);
+    EXPECT_FALSE(failing.MarkFileSynced("/sys/class/net/lo/speed"));
+    EXPECT_EQ(errors.messages.size(), 1);
 }
 
 TEST_F(SyncFilesModelTest, TheFormerContentIsConfirmedAgainByItself)
@@ -264,40 +308,95 @@ TEST_F(SyncFilesModelTest, AnotherFileUnderAConfirmedNameIsPending)
     EXPECT_TRUE(IsPending("a.txt"));
 }
 
-TEST_F(SyncFilesModelTest, ConfirmationsOfFilesThatAreGoneAreDroppedWithTheNextOne)
+TEST_F(SyncFilesModelTest, ConfirmationsOfFilesThatAreGoneAreDroppedWhenTheFileHasGrownToTwice)
 {
-    for (const char *name : {"a.txt", "b.txt", "c.txt"}) {
-        WriteSettled(name, name);
+    WriteSettled("gone.txt", "");
+    WriteSettled("kept.txt", "");
+    ASSERT_TRUE(Confirm("gone.txt"));
+    ASSERT_TRUE(Confirm("kept.txt"));
+    ASSERT_EQ(unlink(OnDisk("gone.txt").constData()), 0);
+    WriteSettled("a.txt", "");
+    for (int number = 0; number < 1100; ++number) {
+        WriteSettled("a.txt", QByteArray::number(number), nowSeconds - 2000 - number);
+        ASSERT_TRUE(Confirm("a.txt"));
     }
+    const QStringList stored = PathsOf(StoredConfirmations());
+    EXPECT_LT(stored.size(), 200);
+    EXPECT_FALSE(stored.contains("gone.txt"));
+    EXPECT_TRUE(stored.contains("kept.txt"));
+    Restart();
+    EXPECT_EQ(Pending(), QStringList());
+}
+
+TEST_F(SyncFilesModelTest, AFileThatWasDeletedAndMadeAnewIsPendingAgain)
+{
+    WriteSettled("a.txt", "content");
+    WriteSettled("b.txt", "");
     ASSERT_TRUE(Confirm("a.txt"));
     ASSERT_TRUE(Confirm("b.txt"));
-    ASSERT_EQ(unlink(OnDisk("a.txt").constData()), 0);
-    EXPECT_EQ(StoredConfirmations().size(), 2);
-    ASSERT_TRUE(Confirm("c.txt"));
-    EXPECT_EQ(PathsOf(StoredConfirmations()), (QStringList{Path("/b.txt"), Path("/c.txt")}));
+    model->Forget(*directory.Find(ClientPath("a.txt")));
+    EXPECT_EQ(Pending(), QStringList(Path("/a.txt")));
+    Restart();
+    EXPECT_EQ(Pending(), QStringList(Path("/a.txt")));
+    EXPECT_EQ(errors.messages, QStringList());
+}
+
+TEST_F(SyncFilesModelTest, ALineThatWasCutShortDoesNotCountAndIsNoDamage)
+{
+    WriteSettled("a.txt", "");
+    WriteSettled("b.txt", "");
+    ASSERT_TRUE(Confirm("a.txt"));
+    ASSERT_TRUE(Confirm("b.txt"));
+    const QByteArray content = Content("../state/confirmed-files.jsonl");
+    for (int cut = 1; cut <= content.size() / 2 - 2; cut += 20) {
+        Write("../state/confirmed-files.jsonl", content.chopped(cut));
+        Restart();
+        EXPECT_EQ(Pending(), QStringList(Path("/b.txt"))) << cut;
+    }
+    EXPECT_EQ(errors.messages, QStringList());
+    EXPECT_TRUE(Confirm("b.txt"));
+    Restart();
+    EXPECT_EQ(Pending(), QStringList());
 }
 
 TEST_F(SyncFilesModelTest, ADamagedListOfConfirmationsIsKeptAsideAndEverythingIsPending)
 {
     WriteSettled("a.txt", "");
-    const QByteArray damaged[] = {"{",
-                                  "[]",
-                                  "{}",
-                                  "{\"files\": {}}",
-                                  "{\"files\": [1]}",
-                                  "{\"files\": [{\"path\": \"/a\"}]}"};
+    const QByteArray damaged[] = {"{\n",
+                                  "[]\n",
+                                  "{}\n",
+                                  "\n",
+                                  "{\"path\": \"a.txt\"}\n",
+                                  "{\"path\": 1, \"sha256\": \"\"}\n"};
     for (const QByteArray &content : damaged) {
         errors.messages.clear();
-        Write("../state/confirmed-files.json", content);
+        Write("../state/confirmed-files.jsonl", content);
         Restart();
         EXPECT_EQ(errors.messages.size(), 1) << content.constData();
         EXPECT_TRUE(IsPending("a.txt")) << content.constData();
     }
     for (int number = 1; number <= 6; ++number) {
-        EXPECT_EQ(Content("../state/confirmed-files.json.damaged-" + QByteArray::number(number)),
+        EXPECT_EQ(Content("../state/confirmed-files.jsonl.damaged-" + QByteArray::number(number)),
                   damaged[number - 1]);
     }
     EXPECT_TRUE(Confirm("a.txt"));
+}
+
+TEST_F(SyncFilesModelTest, ALineThatIsDamagedLeavesTheOthers)
+{
+    WriteSettled("a.txt", "");
+    WriteSettled("b.txt", "");
+    ASSERT_TRUE(Confirm("a.txt"));
+    ASSERT_TRUE(Confirm("b.txt"));
+    QByteArray content = Content("../state/confirmed-files.jsonl");
+    content.replace(content.indexOf("b.txt"), 5, "b\"txt");
+    Write("../state/confirmed-files.jsonl", content);
+    Restart();
+    EXPECT_EQ(Pending(), QStringList(Path("/b.txt")));
+    ASSERT_TRUE(Confirm("b.txt"));
+    Restart();
+    EXPECT_EQ(Pending(), QStringList());
+    EXPECT_EQ(errors.messages.size(), 1);
 }
 
 TEST_F(SyncFilesModelTest, AConfirmationThatCannotBeStoredIsRefusedReportedAndChangesNothing)
@@ -315,13 +414,34 @@ TEST_F(SyncFilesModelTest, AConfirmationThatCannotBeStoredIsRefusedReportedAndCh
     EXPECT_TRUE(Confirm("b.txt"));
 }
 
+TEST_F(SyncFilesModelTest, AFailureAtAnyStepOfAConfirmationLeavesMemoryAndDiskInAgreement)
+{
+    WriteSettled("a.txt", "");
+    WriteSettled("b.txt", "");
+    int failures = 0;
+    for (int step = 1; step < moreThanAllSteps; ++step) {
+        unlink(OnDisk("../state/confirmed-files.jsonl").constData());
+        Restart();
+        ASSERT_TRUE(Confirm("a.txt"));
+        ScriptedFileSystem failing(FailAt(step));
+        model = MakeModel(failing);
+        const bool confirmed = Confirm("b.txt");
+        failures += confirmed ? 0 : 1;
+        EXPECT_EQ(IsPending("b.txt"), !confirmed) << step;
+        Restart();
+        EXPECT_EQ(IsPending("b.txt"), !confirmed) << step;
+        EXPECT_FALSE(IsPending("a.txt")) << step;
+    }
+    EXPECT_GE(failures, 4);
+}
+
 TEST_F(SyncFilesModelTest, AKillAtAnyStepOfAConfirmationKeepsTheFormerOnes)
 {
     WriteSettled("a.txt", "");
     WriteSettled("b.txt", "");
     int kills = 0;
     for (int step = 1; step < moreThanAllSteps; ++step) {
-        unlink(OnDisk("../state/confirmed-files.json").constData());
+        unlink(OnDisk("../state/confirmed-files.jsonl").constData());
         Restart();
         ASSERT_TRUE(Confirm("a.txt"));
         const pid_t child = fork();
@@ -408,14 +528,14 @@ TEST_F(SyncFilesModelTest, TheTechnicianIsBackAfterARestart)
     EXPECT_EQ(model->TechId(), "Jürgen_2");
 }
 
-TEST_F(SyncFilesModelTest, ATechnicianThatCannotBeStoredIsReportedAndHoldsUntilTheEnd)
+TEST_F(SyncFilesModelTest, ATechnicianThatCannotBeStoredIsReportedAndTheFormerOneHolds)
 {
     model->SetTechId("former");
     ScriptedFileSystem full(FailAt(1));
     model = MakeModel(full);
     model->SetTechId("A_1");
     EXPECT_EQ(errors.messages.size(), 1);
-    EXPECT_EQ(model->TechId(), "A_1");
+    EXPECT_EQ(model->TechId(), "former");
     Restart();
     EXPECT_EQ(model->TechId(), "former");
 }

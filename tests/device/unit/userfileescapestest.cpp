@@ -109,7 +109,7 @@ protected:
               "linked-top", "linked-device", "fifo", "socket", "../device"}) {
             EXPECT_TRUE(Exists(name)) << name;
         }
-        EXPECT_FALSE(Exists("../state/confirmed-files.json"));
+        EXPECT_FALSE(Exists("../state/confirmed-files.jsonl"));
     }
 
     static constexpr const char *secrets[] = {"../outside.txt", "../other/secret.txt",

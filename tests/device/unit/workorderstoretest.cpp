@@ -1,9 +1,11 @@
 #include "workorderstore.h"
 
 #include <QDateTime>
+#include <QDir>
 #include <QJsonDocument>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "storefolder.h"
 
@@ -45,6 +47,77 @@ TEST_F(WorkOrderStoreTest, ABatchIsThereAtOnceAndAfterARestart)
     EXPECT_EQ(OpenStore(folder).Revisions(), expected);
     EXPECT_EQ(folder.Names(), QStringList({"state", "workorders", "workorders/WO-0001.json",
                                            "workorders/WO-0002.json", "workorders/WO-0003.json"}));
+}
+
+TEST_F(WorkOrderStoreTest, WhatStandsWhereABatchIsWrittenIsKeptAsideAndReported)
+{
+    for (const char *name : {"state/workorders.staged", "state/workorders.committed"}) {
+        folder.Clear();
+        folder.Place(QStringLiteral("../") + name, "in the way");
+        OpenStore open(folder);
+        EXPECT_EQ(open.errors.messages.size(), 1) << name;
+        EXPECT_TRUE(open.store.UpdateWorkOrders(Batch(1, 20, 1))) << name;
+        EXPECT_TRUE(open.store.UpdateWorkOrders(Batch(1, 1, 2))) << name;
+        EXPECT_EQ(folder.ContentOf(QStringLiteral("../%1.damaged-1").arg(name)), "in the way");
+        EXPECT_EQ(open.errors.messages.size(), 1) << name;
+    }
+}
+
+TEST_F(WorkOrderStoreTest, WhatComesInTheWayLaterIsKeptAsideToo)
+{
+    for (const char *name : {"state/workorders.staged", "state/workorders.committed"}) {
+        folder.Clear();
+        OpenStore open(folder);
+        folder.Place(QStringLiteral("../") + name, "in the way");
+        EXPECT_TRUE(open.store.UpdateWorkOrders(Batch(1, 1, 1))) << name;
+        EXPECT_EQ(open.errors.messages.size(), 1) << name;
+    }
+}
+
+TEST_F(WorkOrderStoreTest, AFolderInWhatIsLeftOfABatchIsKeptAside)
+{
+    ASSERT_TRUE(QDir(folder.State()).mkpath("workorders.staged/folder"));
+    ASSERT_TRUE(QDir(folder.State()).mkpath("workorders.committed/folder"));
+    OpenStore open(folder);
+    EXPECT_EQ(open.errors.messages.size(), 2);
+    EXPECT_TRUE(open.store.UpdateWorkOrders(Batch(1, 1, 1)));
+    EXPECT_TRUE(QDir(folder.State() + "/workorders.staged.damaged-1/folder").exists());
+    EXPECT_TRUE(QDir(folder.State() + "/workorders.committed.damaged-1/folder").exists());
+}
+
+TEST_F(WorkOrderStoreTest, AFifoAmongTheWorkOrdersHoldsNobodyUp)
+{
+    const QString fifo = folder.WorkOrders() + "/fifo.json";
+    ASSERT_EQ(mkfifo(fifo.toUtf8().constData(), 0600), 0);
+    OpenStore open(folder);
+    EXPECT_TRUE(open.store.Entries().empty());
+}
+
+TEST_F(WorkOrderStoreTest, ADocumentOfMoreThan16MiBIsReportedAndSkipped)
+{
+    folder.Place("large.json", Document("A", 1));
+    ASSERT_EQ(truncate((folder.WorkOrders() + "/large.json").toUtf8().constData(), (16 << 20) + 1),
+              0);
+    OpenStore open(folder);
+    EXPECT_TRUE(open.store.Entries().empty());
+    ASSERT_EQ(open.errors.messages.size(), 1);
+    EXPECT_TRUE(open.errors.messages.first().contains("large.json"));
+    EXPECT_TRUE(open.errors.messages.first().contains("16 MiB"));
+}
+
+TEST_F(WorkOrderStoreTest, ABatchBeyondTheLimitIsRefusedWholeWithTheReason)
+{
+    RecordingErrorReporter errors;
+    FileSystem fileSystem;
+    WorkOrderStore store(fileSystem, folder.WorkOrders(), folder.State(), errors, 3);
+    store.Load();
+    EXPECT_TRUE(store.UpdateWorkOrders(Batch(1, 2, 1)));
+    EXPECT_FALSE(store.UpdateWorkOrders(Batch(2, 4, 1)));
+    ASSERT_EQ(errors.messages.size(), 1);
+    EXPECT_TRUE(errors.messages.first().contains("more than the 3 allowed"));
+    EXPECT_EQ(IdsOf(store), QStringList({"WO-0001", "WO-0002"}));
+    EXPECT_TRUE(store.UpdateWorkOrders(Batch(1, 3, 2)));
+    EXPECT_TRUE(store.UpdateWorkOrders(Batch(1, 3, 3))) << "what is replaced adds nothing";
 }
 
 TEST_F(WorkOrderStoreTest, ABatchReplacesByIdAndLeavesTheOthers)

@@ -1,0 +1,29 @@
+#ifndef DOCUMENTFILE_H
+#define DOCUMENTFILE_H
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QString>
+#include <optional>
+
+/**
+ * Reads whole documents of the device that anybody may have put there: what is no regular file is
+ * not opened for reading, so that a fifo holds nobody up, and what is too large stays unread.
+ */
+namespace DocumentFile {
+
+/** Bytes. Reading JSON takes twenty times its size in memory. */
+constexpr qint64 largest = qint64{16} * 1024 * 1024;
+
+/**
+ * The content; none when the file is missing, in which case `*problem` is empty, and when it cannot
+ * be used: `*problem` then says why, in words that follow a path and a colon.
+ */
+std::optional<QByteArray> Read(const QString &path, QString *problem, qint64 limit = largest);
+
+/** The same for a file that holds one JSON object. */
+std::optional<QJsonObject> ReadObject(const QString &path, QString *problem);
+
+} // namespace DocumentFile
+
+#endif
