@@ -115,8 +115,7 @@ void ModelCalls::RunNext()
     }
     const Ticket call = current;
     call->state = Call::Begun;
-    call->since = Clock::now();
-    call->changed.notify_one();
+    call->since = Clock::now(); // whoever waits looks at it when the time to begin is over
     running = true;
     lock.unlock();
     call->work();
@@ -126,11 +125,12 @@ void ModelCalls::RunNext()
     current.reset();
     if (call->state == Call::Begun) {
         call->state = Call::Ended;
-        call->changed.notify_one();
     }
     if (!queue.empty()) {
         Wake();
     }
+    lock.unlock();
+    call->changed.notify_one();
 }
 
 // The first call that may begin. What a call waits for changes only while calls run, each of which
