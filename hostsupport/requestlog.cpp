@@ -42,12 +42,15 @@ QString Name(const QByteArray &bytes)
 QByteArray TextLine(const RequestRecord &record)
 {
     QString line =
-        QStringLiteral("%1 %2 %3 %4 %5 %6 %7 %8 ms")
-            .arg(Time(record), Name(record.client), Name(record.method), Name(record.uri))
-            .arg(record.status)
-            .arg(record.received)
-            .arg(record.sent)
-            .arg(Milliseconds(record), 0, 'f', 1);
+        QStringList{Time(record),
+                    Name(record.client),
+                    Name(record.method),
+                    Name(record.uri),
+                    QString::number(record.status),
+                    QString::number(record.received),
+                    QString::number(record.sent),
+                    QString::number(Milliseconds(record), 'f', 1) + QStringLiteral(" ms")}
+            .join(QLatin1Char(' '));
     if (!record.error.isEmpty()) {
         line += QStringLiteral(" \"%1\"").arg(Printable(record.error));
     }
@@ -64,10 +67,10 @@ QByteArray JsonLine(const RequestRecord &record)
                      {"status", record.status},       {"received", record.received},
                      {"sent", record.sent},           {"milliseconds", Milliseconds(record)}};
     if (!record.error.isEmpty()) {
-        line.insert("error", record.error);
+        line.insert("error", Printable(record.error));
     }
     if (!record.reports.isEmpty()) {
-        line.insert("reason", record.reports.join(QStringLiteral("; ")));
+        line.insert("reason", Printable(record.reports.join(QStringLiteral("; "))));
     }
     return QJsonDocument(line).toJson(QJsonDocument::Compact);
 }

@@ -61,8 +61,8 @@ bool BodyMemory::Share::GrowTo(size_t bytes)
 
 void BodyMemory::Share::ShrinkTo(size_t bytes)
 {
-    const size_t kept = bytes > alwaysGranted ? bytes - alwaysGranted : 0;
     const std::lock_guard<std::mutex> lock(memory->mutex);
+    const size_t kept = std::min(held, std::max(bytes, alwaysGranted) - alwaysGranted);
     memory->held -= held - kept;
     held = kept;
     memory->changed.notify_all();

@@ -40,6 +40,11 @@ IServing::RouteHandler ObservedClassicServing::Handler(RestServerRequestUri uri,
     return {Serve, &routes.at(static_cast<size_t>(uri))};
 }
 
+void ObservedClassicServing::StartFailed()
+{
+    processor->Rewire(applicationModel);
+}
+
 void ObservedClassicServing::Stop(mg_context *context)
 {
     Abandon(context);

@@ -24,6 +24,7 @@ public:
 
     void Prepare() override;
     RouteHandler Handler(RestServerRequestUri uri, RouteHandler classic) override;
+    void StartFailed() override;
     void Stop(mg_context *context) override;
     void Abandon(mg_context *context) override;
 

@@ -177,7 +177,7 @@ void ConnectionWatch::Follow(const QVector<ProcessSocket> &sockets, Clock::time_
         const auto known = tracks.find(socket.identity);
         Track track = known != tracks.end() ? std::move(known->second) : Track();
         if (known == tracks.end()) {
-            track.firstSeen = track.since = now;
+            track.since = track.waitsSince = now;
         }
         track.socket = socket;
         Read(&track, now);
@@ -192,11 +192,13 @@ void ConnectionWatch::Read(Track *track, Clock::time_point now)
     if (connection.phase != ReadingHead && connection.since != track->since) {
         track->phase = connection.phase;
         track->since = connection.since;
-        track->readings.clear();
     }
     track->unread = HasUnreadBytes(track->socket);
+    if (!track->WaitsForClient()) {
+        track->waitsSince = now;
+    }
     const qint64 moved = MovedBytes(track->socket);
-    if (track->phase == Working || moved < 0) {
+    if (moved < 0) {
         return;
     }
     track->readings.push_back({now, moved});
@@ -227,8 +229,7 @@ bool ConnectionWatch::HoldsUp(const Track &track, Clock::time_point now)
     if (track.phase == After) {
         return now - track.since > longestRest;
     }
-    return track.WaitsForClient() && !track.readings.empty() &&
-           track.readings.front().time <= now - slowWindow &&
+    return now - track.waitsSince >= slowWindow && !track.readings.empty() &&
            track.MovedSince(now - slowWindow) < slowBytes;
 }
 
@@ -260,7 +261,7 @@ void ConnectionWatch::ShutDownSlowest(Clock::time_point now)
     }
     std::vector<const Track *> candidates;
     for (const auto &track : tracks) {
-        if (track.second.WaitsForClient() && now - track.second.firstSeen >= slowestWindow) {
+        if (now - track.second.waitsSince >= slowestWindow) {
             candidates.push_back(&track.second);
         }
     }

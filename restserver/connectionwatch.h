@@ -98,11 +98,11 @@ private:
     struct Track
     {
         ProcessSocket socket;
-        Clock::time_point firstSeen;
         Phase phase = ReadingHead;
-        Clock::time_point since;
+        Clock::time_point since;      // of its phase
+        Clock::time_point waitsSince; // the first look from which on all saw it wait for its client
         bool unread = false;          // bytes came that the server has yet to read
-        std::deque<Reading> readings; // of the phase it is in, oldest first, of the last 10 s
+        std::deque<Reading> readings; // oldest first, of the last 10 s
         qint64 MovedSince(Clock::time_point time) const;
         bool WaitsForClient() const;
     };

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QObject>
+#include <QScopedValueRollback>
 #include <algorithm>
 
 namespace {
@@ -31,7 +32,7 @@ public:
     std::condition_variable changed;
 };
 
-// What the event loop knows of the calls. It may outlive them by one posted event.
+// What the event loop knows of the calls. It outlives them when they go in the middle of its event.
 class ModelCalls::Waker : public QObject
 {
 public:
@@ -45,17 +46,31 @@ public:
         return type;
     }
 
-    ModelCalls *calls; // thread of the model; null once they are gone
+    void CallsAreGone()
+    {
+        calls = nullptr;
+        QCoreApplication::removePostedEvents(this, EventType());
+        if (inEvent) {
+            deleteLater();
+        } else {
+            delete this;
+        }
+    }
 
 protected:
     void customEvent(QEvent *) override
     {
         if (calls != nullptr) {
+            const QScopedValueRollback<bool> handling(inEvent, true);
             // The work may stop the server and drop the last other reference to the calls.
             const std::shared_ptr<ModelCalls> kept = calls->shared_from_this();
             kept->RunNext();
         }
     }
+
+private:
+    ModelCalls *calls; // thread of the model; null once they are gone
+    bool inEvent = false;
 };
 
 std::shared_ptr<ModelCalls> ModelCalls::Create()
@@ -69,13 +84,7 @@ ModelCalls::ModelCalls()
 
 ModelCalls::~ModelCalls()
 {
-    waker->calls = nullptr;
-    QCoreApplication::removePostedEvents(waker, Waker::EventType());
-    if (running) {
-        waker->deleteLater(); // this is its own event
-    } else {
-        delete waker;
-    }
+    waker->CallsAreGone();
 }
 
 ModelCalls::Ticket ModelCalls::Post(Work work, Condition mayBegin)

@@ -50,7 +50,7 @@ void Observation::Add(Note note)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     if (notes.size() >= mostNotes) {
-        ++lost;
+        lost += note.isProgress ? 0 : 1;
         return;
     }
     notes.push_back(std::move(note));

@@ -118,7 +118,8 @@ QVector<ProcessSocket> AcceptedSockets(const QVector<int> &localPorts)
 
 QByteArray PeerName(const QByteArray &address, int port)
 {
-    return address + ':' + QByteArray::number(port);
+    // Without the interface that a local address of IPv6 comes through: not everybody writes it.
+    return address.mid(0, address.indexOf('%')) + ':' + QByteArray::number(port);
 }
 
 qint64 MovedBytes(const ProcessSocket &socket)
@@ -141,6 +142,11 @@ bool HasUnreadBytes(const ProcessSocket &socket)
 
 void ShutDown(const ProcessSocket &socket)
 {
+    // Not even a duplicate is made of a file of the host: to close it would release the file's
+    // locks.
+    if (Identity(socket.descriptor) != socket.identity) {
+        return;
+    }
     const int duplicate = fcntl(socket.descriptor, F_DUPFD_CLOEXEC, 0);
     if (duplicate < 0) {
         return;

@@ -60,8 +60,7 @@ int PromptExchange::Answer()
     if (body.ReadFirst() == RequestBody::NoMemory) {
         return SendTimeout();
     }
-    const int code = IsUpload() ? AnswerUpload(&body) : AnswerByHandlers(&body);
-    return code;
+    return IsUpload() ? AnswerUpload(&body) : AnswerByHandlers(&body);
 }
 
 const char *PromptExchange::Header(const char *name) const

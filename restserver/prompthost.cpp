@@ -43,6 +43,7 @@ bool CountedStorage::TakesTransfers() const
 
 void CountedStorage::EndAll()
 {
+    ended = true;
     if (depth > 0) {
         depth = 0;
         host->StorageModel()->EndStorageAccess();

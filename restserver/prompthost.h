@@ -28,12 +28,15 @@ public:
      */
     bool TakesTransfers() const;
 
-    /** Ends the bracket, whoever is in it. */
+    /** Ends the bracket, whoever is in it. No transfer begins after that. */
     void EndAll();
+
+    bool Ended() const { return ended; }
 
 private:
     IApplicationModel *host;
     int depth = 0;
+    bool ended = false;
     std::chrono::steady_clock::time_point begun; // of the bracket that is open
 };
 

@@ -42,7 +42,8 @@ PromptServing::PromptServing(IApplicationModel *host, const RestServerOptions &s
 
 PromptServing::~PromptServing()
 {
-    currentWatch = nullptr;
+    ConnectionWatch *own = &watch;
+    currentWatch.compare_exchange_strong(own, nullptr); // unless another run has set its own
 }
 
 std::vector<const char *> PromptServing::Settings()
@@ -81,19 +82,21 @@ void PromptServing::Begin(const QVector<ProcessSocket> &listeningSockets)
 
 void PromptServing::Stop(mg_context *context)
 {
-    if (stopping) {
-        return; // the host was told that its storage is left, and stops once more
-    }
-    stopping = true;
     Abandon(context);
+}
+
+void PromptServing::LeaveHost()
+{
     services.host->Storage().EndAll();
 }
 
 int PromptServing::KeepMessage(const mg_connection *conn, const char *message)
 {
-    const std::lock_guard<std::mutex> lock(messageMutex);
-    if (firstMessage.isEmpty()) {
-        firstMessage = message;
+    {
+        const std::lock_guard<std::mutex> lock(messageMutex);
+        if (firstMessage.isEmpty()) {
+            firstMessage = message;
+        }
     }
     return RestServerModel::LogMessage(conn, message);
 }

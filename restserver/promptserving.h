@@ -27,6 +27,7 @@ public:
     RouteHandler Handler(RestServerRequestUri uri, RouteHandler classic) override;
     void Begin(const QVector<ProcessSocket> &listeningSockets) override;
     void Stop(mg_context *context) override;
+    void LeaveHost() override;
     void Abandon(mg_context *context) override;
 
 private:
@@ -48,7 +49,6 @@ private:
     WorkerPreparation preparation;
     ConnectionWatch watch;
     PromptServices services;
-    bool stopping = false; // thread of the model
 };
 
 #endif

@@ -40,7 +40,8 @@ bool ForwardedHost::Enter()
 {
     return Ask<bool>(
         [noted = entered](PromptHost *model) {
-            *noted = model->Storage().IsStorageAvailable();
+            // The host may stop the server while it is asked.
+            *noted = model->Storage().IsStorageAvailable() && !model->Storage().Ended();
             if (*noted) {
                 model->Storage().BeginStorageAccess();
             }

@@ -22,11 +22,16 @@ struct RequestBody::Buffer
     Buffer(const Buffer &) = delete;
     Buffer &operator=(const Buffer &) = delete;
 
-    // One byte more ends what is taken for a text.
-    void Resize(size_t newSize)
+    // One byte more ends what is taken for a text. Without memory all stays as it is.
+    bool Resize(size_t newSize)
     {
-        bytes = static_cast<char *>(std::realloc(bytes, newSize + 1));
+        auto *resized = static_cast<char *>(std::realloc(bytes, newSize + 1));
+        if (resized == nullptr) {
+            return false;
+        }
+        bytes = resized;
         size = newSize;
+        return true;
     }
 
     BodyMemory::Share share;
@@ -47,11 +52,15 @@ RequestBody::RequestBody(mg_connection *conn, std::shared_ptr<BodyMemory> memory
 bool RequestBody::Grow()
 {
     const size_t size = std::min(std::max(buffer->size * 4, smallestBuffer), largestPiece);
-    if (!buffer->share.GrowTo(size)) {
-        return false;
+    return buffer->share.GrowTo(size) && buffer->Resize(size);
+}
+
+// What follows is read in smaller pieces, and others may use the memory of the large first one.
+void RequestBody::Shrink()
+{
+    if (buffer->size > nextPiece && buffer->Resize(nextPiece)) {
+        buffer->share.ShrinkTo(nextPiece);
     }
-    buffer->Resize(size);
-    return buffer->bytes != nullptr;
 }
 
 int RequestBody::Read(char *to, size_t count)
@@ -98,10 +107,7 @@ bool RequestBody::ReadNext(QByteArray *piece)
     if (!more) {
         return false;
     }
-    if (buffer->size > nextPiece) {
-        buffer->Resize(nextPiece); // a long upload keeps no more than it needs from others
-        buffer->share.ShrinkTo(nextPiece);
-    }
+    Shrink();
     const int count = Read(buffer->bytes, buffer->size);
     *piece = QByteArray::fromRawData(buffer->bytes, std::max(count, 0));
     return count > 0;

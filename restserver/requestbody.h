@@ -30,7 +30,7 @@ public:
     /** Reads the first 5,000,000 bytes, or what there is. */
     Outcome ReadFirst();
 
-    /** What `ReadFirst` read. Valid while somebody holds `Memory`. */
+    /** What `ReadFirst` read. Valid while somebody holds `Memory`, and until `ReadNext`. */
     QByteArray First() const;
 
     /** Reads on, over what was read before. False at the end of the body. */
@@ -58,6 +58,7 @@ private:
     struct Buffer;
 
     bool Grow();
+    void Shrink();
     int Read(char *to, size_t count);
 
     mg_connection *connection;

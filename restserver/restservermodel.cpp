@@ -19,7 +19,7 @@ constexpr long long responseWaitMs = 10000;
 struct Extension
 {
     RestServerOptions options;
-    std::unique_ptr<IServing> serving; // of the run that is, or of the last one
+    std::shared_ptr<IServing> serving; // of the run that is, or of the last one
     QVector<int> ports;                // while running
 };
 
@@ -191,8 +191,11 @@ void RestServerModel::Stop()
         return;
     }
     qDebug() << "Stopping REST server";
-    Extensions()[this].serving->Stop(context);
+    // What the host is told last may make it start anew, or destroy this object.
+    const std::shared_ptr<IServing> serving = Extensions()[this].serving;
+    serving->Stop(context);
     running = false;
+    serving->LeaveHost();
 }
 
 bool RestServerModel::Running()

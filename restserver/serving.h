@@ -13,8 +13,9 @@
  * `ClassicServing` and `PromptServing`, each of which can be read alone.
  *
  * All calls come on the thread of the model, in this order: `Prepare`, `Settings`, `AddCallbacks`,
- * then, once the embedded server runs, `Handler` for each route, and `Begin`; `Stop` at the end.
- * When the embedded server does not start, `Stop` does not follow.
+ * then, once the embedded server runs, `Handler` for each route, and `Begin`; `Stop` and
+ * `LeaveHost` at the end. When the embedded server does not start, `StartFailed` is all that
+ * follows.
  */
 class IServing
 {
@@ -47,8 +48,14 @@ public:
     /** Begins to answer what comes to these sockets. */
     virtual void Begin(const QVector<ProcessSocket> &listeningSockets) = 0;
 
-    /** Stops the embedded server and answers nothing from then on. */
+    /** Stops the embedded server and answers nothing from then on. No host is called. */
     virtual void Stop(mg_context *context) = 0;
+
+    /**
+     * The last of a stop, when the model has stopped: ends what the host still counts on. The host
+     * may start the model again, or destroy it.
+     */
+    virtual void LeaveHost() {}
 
     /** What is left to do when the model is destroyed while it serves. No host is called. */
     virtual void Abandon(mg_context *context) = 0;

@@ -5,6 +5,7 @@
 
 #include "debuglogcapture.h"
 #include "handoff.h"
+#include "requestobserver.h"
 
 namespace {
 
@@ -247,6 +248,26 @@ TEST_F(LifecycleTest, DeclaresOneSlotAndNothingElse)
     EXPECT_EQ(slot.methodSignature(), QByteArray("ServerUpdateTickHandler()"));
     EXPECT_EQ(slot.methodType(), QMetaMethod::Slot);
     EXPECT_EQ(metaObject.propertyCount(), metaObject.propertyOffset());
+}
+
+TEST_F(LifecycleTest, AStartWithAnObserverThatFailsLeavesTheHostToTheNextStart)
+{
+    struct Unasked : IRequestObserver
+    {
+        void RequestServed(const RequestRecord &) override {}
+    } observer;
+    RestServerOptions options;
+    options.observer = &observer;
+    model.SetOptions(options);
+    server.startSucceeds = false;
+    model.Start();
+    model.SetOptions(RestServerOptions());
+    server.startSucceeds = true;
+    model.Start();
+    mg_connection connection("POST", "/info");
+    Exchange(&connection, Uri::Info);
+    EXPECT_EQ(connection.replies.size(), 2u);
+    model.Stop();
 }
 
 } // namespace

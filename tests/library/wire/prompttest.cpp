@@ -1,6 +1,7 @@
 #include <QThread>
 #include <QTimer>
 #include <atomic>
+#include <utility>
 
 #include "wiretest.h"
 
@@ -247,6 +248,29 @@ TEST_F(PromptTest, StopEndsTheStorageAccessOfAnUpload)
     server.Stop();
     EXPECT_EQ(depth, 0);
     EXPECT_EQ(FileContent(host.Path("file")), "no file");
+}
+
+TEST_F(PromptTest, TheHostMayStartAgainWhenItsStorageIsLeft)
+{
+    std::promise<void> entered;
+    host.script.storageEntered = [&] { entered.set_value(); };
+    bool again = false;
+    host.script.storageLeft = [&] {
+        if (!std::exchange(again, true)) {
+            server.Stop();
+            server.Start();
+        }
+    };
+    WhileServing([&] {
+        auto client = std::make_shared<RawClient>();
+        client->Send(Head("POST", "/api/filemgr/v2/userfiles", 9000000) +
+                     UploadBody(host.Path("file"), std::string(8000000, 'x')).substr(0, 6000000));
+        entered.get_future().wait();
+        return client;
+    });
+    server.Stop();
+    EXPECT_TRUE(server.Running());
+    EXPECT_EQ(AskPending(), pendingBody);
 }
 
 TEST_F(PromptTest, TheDestructorStops)

@@ -1,0 +1,90 @@
+#include "bodymemory.h"
+
+#include <deque>
+#include <future>
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr size_t bodies = 10; // at a time, at most
+constexpr size_t whole = BodyMemory::largestBody;
+constexpr int mostWhole = 12; // that fit into 64 MiB beside what is always granted
+
+class BodyMemoryTest : public testing::Test
+{
+protected:
+    // Bodies of 5,000,000 bytes, until no further one fits beside the oldest.
+    void Fill()
+    {
+        for (int body = 0; body < mostWhole; ++body) {
+            ASSERT_TRUE(shares.emplace_back(memory).GrowTo(whole)) << body;
+        }
+    }
+
+    // Whether a further body gets its memory once `make` has made room.
+    template <typename Make>
+    bool GrowsOnce(BodyMemory::Share *share, Make make)
+    {
+        auto grown = std::async(std::launch::async, [share] { return share->GrowTo(whole); });
+        EXPECT_EQ(grown.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+        make();
+        return grown.get();
+    }
+
+    std::shared_ptr<BodyMemory> memory = std::make_shared<BodyMemory>(bodies);
+    std::deque<BodyMemory::Share> shares;
+};
+
+} // namespace
+
+TEST_F(BodyMemoryTest, ABodyMayHoldFiveMillionBytes)
+{
+    EXPECT_TRUE(shares.emplace_back(memory).GrowTo(whole));
+}
+
+TEST_F(BodyMemoryTest, AllTogetherHoldAtMost64Mebibytes)
+{
+    Fill();
+    EXPECT_TRUE(GrowsOnce(&shares.emplace_back(memory), [this] { shares.pop_front(); }));
+}
+
+TEST_F(BodyMemoryTest, SmallBodiesNeverWait)
+{
+    Fill();
+    EXPECT_TRUE(shares.emplace_back(memory).GrowTo(BodyMemory::alwaysGranted));
+}
+
+TEST_F(BodyMemoryTest, TheOldestGoesOnWhateverOthersHold)
+{
+    BodyMemory::Share &oldest = shares.emplace_back(memory);
+    for (int body = 0; body < mostWhole; ++body) {
+        ASSERT_TRUE(shares.emplace_back(memory).GrowTo(whole)) << body;
+    }
+    EXPECT_TRUE(oldest.GrowTo(whole));
+}
+
+TEST_F(BodyMemoryTest, AWaitEndsWhenABodyShrinks)
+{
+    Fill();
+    EXPECT_TRUE(GrowsOnce(&shares.emplace_back(memory), [this] { shares[1].ShrinkTo(0); }));
+}
+
+TEST_F(BodyMemoryTest, ABodyThatShrankMayGrowAgain)
+{
+    BodyMemory::Share &share = shares.emplace_back(memory);
+    ASSERT_TRUE(share.GrowTo(whole));
+    share.ShrinkTo(BodyMemory::alwaysGranted);
+    EXPECT_TRUE(share.GrowTo(whole));
+}
+
+TEST_F(BodyMemoryTest, StopEndsAWait)
+{
+    Fill();
+    EXPECT_FALSE(GrowsOnce(&shares.emplace_back(memory), [this] { memory->Stop(); }));
+}
+
+TEST_F(BodyMemoryTest, NothingIsGrantedAfterStop)
+{
+    memory->Stop();
+    EXPECT_FALSE(shares.emplace_back(memory).GrowTo(whole));
+}
