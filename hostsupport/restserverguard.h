@@ -23,7 +23,8 @@
  *   and its late answer waits for the next client, whose own answer then goes to the one after, and
  *   so on. The guard sees that the event loop came back too late and runs `Stop` and `Start` before
  *   anything else, which drops what was left over. Transfers in flight at that moment break off,
- *   visibly for their clients. Long uploads and downloads are no late answers and do not restart.
+ *   visibly for their clients. Long uploads and downloads do not count as late answers and do not
+ * restart.
  * - A thread that waits for a piece of a download which nobody will send keeps `Stop` waiting
  *   without end. The guard releases it; its client sees a connection that broke off, not a
  *   shorter file, unless the main thread is held up for more than 50 ms on its way into the
@@ -48,7 +49,8 @@ public:
      */
     static constexpr int defaultAnswerLimitMs = 9900;
 
-    /** `answerLimitMs` is the longest turn of the event loop that is no late answer. */
+    /** `answerLimitMs` is the longest turn of the event loop that does not count as a late answer.
+     */
     explicit RestServerGuard(IRestServerModel *guardedServer,
                              int answerLimitMs = defaultAnswerLimitMs);
 

@@ -188,7 +188,7 @@ bool TakeByteAfterCr(multipart_parser *parser, Piece<Scan> *piece)
     parser->match_index = 0;
     parser->state = PART_DATA_BOUNDARY;
     ++piece->position;
-    // Most line ends in a part are no delimiter, and are told from one by the next byte.
+    // Most line ends in a part do not start a delimiter, which their next byte tells.
     return piece->IsTaken() || piece->Byte() == parser->boundary[0] || EmitHeldBytes(parser, 2);
 }
 

@@ -44,8 +44,8 @@ public:
 
     /**
      * The target named by the metadata, with `*ok` true; an empty string, with `*ok` false, when
-     * the metadata is no JSON, the announced size does not fit, or the path does not begin with the
-     * user-files directory's.
+     * the metadata is not JSON, the announced size does not fit, or the path does not begin with
+     * the user-files directory's.
      */
     QString GetFilename(bool *ok);
 

@@ -181,7 +181,7 @@ RestServerRequestProcessor::ProcessRequest(RestServerRequestObject *request)
     case RestServerRequestUri::Test:
         return ProcessTestRequest(request);
     }
-    return nullptr; // for a number that is no route, which no caller passes
+    return nullptr; // a number without a route, which no caller passes
 }
 
 DataChunk *RestServerRequestProcessor::BuildErrorResponse(QString message)

@@ -35,18 +35,19 @@ void RunByteWise(const Workload &workload, Sink *sink)
                  [&parser](const char *bytes, size_t size) { parser.Execute(bytes, size); });
 }
 
-// The calls that the parser makes, found beforehand: for each CR the slice up to it and, where it
-// starts no delimiter, the held bytes. The rest of a piece is a slice with nothing held.
-class PrescribedCalls
+// The calls that any parser of these slices makes, found beforehand: for each CR the slice up to it
+// and, where it starts no delimiter, the held bytes. The rest of a piece is a slice with nothing
+// held.
+class CallbackFloor
 {
 public:
-    explicit PrescribedCalls(const Workload &workload)
+    explicit CallbackFloor(const Workload &workload)
         : held("\r\n" + workload.boundary)
         , base(workload.body.data())
     {
         multipart_callbacks recording = callbacks;
         recording.on_part_data = [](multipart_parser *parser, const char *data, uint32_t size) {
-            static_cast<PrescribedCalls *>(multipart_parser_get_data(parser))->Add(data, size);
+            static_cast<CallbackFloor *>(multipart_parser_get_data(parser))->Add(data, size);
             return 0;
         };
         bodySize = workload.body.size();
@@ -126,9 +127,9 @@ Run Prepare(const Workload &workload)
     return [&workload](Sink *sink) { Function(workload, sink); };
 }
 
-Run PreparePrescribedCalls(const Workload &workload)
+Run PrepareCallbackFloor(const Workload &workload)
 {
-    auto calls = std::make_shared<PrescribedCalls>(workload);
+    auto calls = std::make_shared<CallbackFloor>(workload);
     return [calls](Sink *sink) { calls->Make(sink); };
 }
 
@@ -137,7 +138,7 @@ Run PreparePrescribedCalls(const Workload &workload)
 std::vector<Contender> OwnContenders()
 {
     return {{"parser", Prepare<RunParser>},
-            {"prescribed-calls", PreparePrescribedCalls},
+            {"callback-floor", PrepareCallbackFloor},
             {"byte-wise", Prepare<RunByteWise>},
             {"memchr", Prepare<SearchPart>},
             {"memcpy", Prepare<CopyPart>}};

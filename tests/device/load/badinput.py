@@ -160,7 +160,7 @@ def heads():
         "a header of 20,000 bytes": (head(b"GET /info HTTP/1.1", b"X: " + b"a" * 20000), BAD_REQUEST),
         "a path of 20,000 bytes": (head(b"GET /" + b"a" * 20000 + b" HTTP/1.1"), BAD_REQUEST),
         "1,000 headers": (head(b"GET /info HTTP/1.1", *[b"X%d: y" % n for n in range(1000)]), (200, b"apiSupport")),
-        "a length that is no number": (head(line, b"Content-Length: x"), LENGTH_REQUIRED),
+        "a length that is not a number": (head(line, b"Content-Length: x"), LENGTH_REQUIRED),
         "a negative length": (head(line, b"Content-Length: -5"), LENGTH_REQUIRED),
         "a length with a sign and letters": (head(line, b"Content-Length: +5x"), NOT_ALLOWED),
         "an unknown transfer coding": (head(line, b"Transfer-Encoding: gzip"), BAD_REQUEST),

@@ -51,7 +51,7 @@ constexpr Route routes[] = {
 };
 
 // The host and the handlers. No upload can reach beyond the folder: the text that its path must
-// begin with ends inside the name of a file, which is no directory.
+// begin with ends inside the name of a file, which is not a directory.
 class Device
 {
 public:

@@ -66,9 +66,9 @@ int EndPart(multipart_parser *parser)
     return 0;
 }
 
-// What uploads go through. A path is accepted when it begins with the text of `Root()`, which is no
-// directory and never becomes one: whatever follows it, "/.." included, names a file next to it or
-// nothing, so no input reaches beyond the temporary directory.
+// What uploads go through. A path is accepted when it begins with the text of `Root()`, which is
+// not a directory and never becomes one: whatever follows it, "/.." included, names a file next to
+// it or nothing, so no input reaches beyond the temporary directory.
 class Sandbox
 {
 public:
