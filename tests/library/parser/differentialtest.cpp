@@ -100,10 +100,10 @@ private:
     std::mt19937 random;
 };
 
-class Differential : public testing::TestWithParam<unsigned>
+class ParserDifferentialTest : public testing::TestWithParam<unsigned>
 {};
 
-TEST_P(Differential, RandomBodiesGiveWhatSingleBytesGive)
+TEST_P(ParserDifferentialTest, RandomBodiesGiveWhatSingleBytesGive)
 {
     BodyMaker maker(GetParam());
     for (int round = 0; round < 10000; ++round) {
@@ -112,7 +112,7 @@ TEST_P(Differential, RandomBodiesGiveWhatSingleBytesGive)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seed, Differential, testing::Range(1U, 5U),
+INSTANTIATE_TEST_SUITE_P(Seeds, ParserDifferentialTest, testing::Range(1U, 5U),
                          testing::PrintToStringParamName());
 
 } // namespace

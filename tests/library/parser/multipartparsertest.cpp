@@ -408,28 +408,28 @@ const BodyRow bodyRows[] = {
      .byteByByte = "B H D(x) D() K(\\r\\n--0123456789abcdefghijklmnopqrstuvwxy) D(_) D() E Z"},
 };
 
-class Body : public testing::TestWithParam<BodyRow>
+class ParserBodyTest : public testing::TestWithParam<BodyRow>
 {
 protected:
     const BodyRow &row = GetParam();
     const size_t taken = std::min(row.taken, row.body.size());
 };
 
-TEST_P(Body, FedWholeGivesTheseEvents)
+TEST_P(ParserBodyTest, FedWholeGivesTheseEvents)
 {
     RecordedParser parser(row.boundary);
     EXPECT_EQ(parser.Feed(row.body), taken);
     EXPECT_EQ(parser.Events().Text(), row.whole);
 }
 
-TEST_P(Body, FedByteByByteGivesTheseEvents)
+TEST_P(ParserBodyTest, FedByteByByteGivesTheseEvents)
 {
     RecordedParser parser(row.boundary);
     EXPECT_EQ(FeedBytes(&parser, row.body), taken);
     EXPECT_EQ(parser.Events().Text(), row.byteByByte);
 }
 
-TEST_P(Body, CutAnywhereMeansTheSame)
+TEST_P(ParserBodyTest, CutAnywhereMeansTheSame)
 {
     RecordedParser whole(row.boundary);
     whole.Feed(row.body);
@@ -447,7 +447,7 @@ TEST_P(Body, CutAnywhereMeansTheSame)
     }
 }
 
-TEST_P(Body, CutAnywhereGivesTheEventsOfSingleBytes)
+TEST_P(ParserBodyTest, CutAnywhereGivesTheEventsOfSingleBytes)
 {
     for (size_t cut = 0; cut <= row.body.size(); ++cut) {
         SCOPED_TRACE(cut);
@@ -465,7 +465,7 @@ TEST_P(Body, CutAnywhereGivesTheEventsOfSingleBytes)
     }
 }
 
-TEST_P(Body, WithoutCallbacksIsTakenAlike)
+TEST_P(ParserBodyTest, WithoutCallbacksIsTakenAlike)
 {
     const multipart_callbacks none = {};
     RecordedParser silent(row.boundary, &none);
@@ -483,7 +483,7 @@ std::string NameOf(const testing::TestParamInfo<Row> &info)
     return info.param.name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Parser, Body, testing::ValuesIn(bodyRows), NameOf<BodyRow>);
+INSTANTIATE_TEST_SUITE_P(Rows, ParserBodyTest, testing::ValuesIn(bodyRows), NameOf<BodyRow>);
 
 // ---------------------------------------------------------------------------------------------
 // Every state: where a body leaves the record.
@@ -581,10 +581,10 @@ const StateRow stateRows[] = {
      .matchIndex = 3},
 };
 
-class State : public testing::TestWithParam<StateRow>
+class ParserStateTest : public testing::TestWithParam<StateRow>
 {};
 
-TEST_P(State, IsReachedWhole)
+TEST_P(ParserStateTest, IsReachedWhole)
 {
     RecordedParser parser("--b");
     EXPECT_EQ(parser.Feed(GetParam().body), GetParam().body.size());
@@ -592,7 +592,7 @@ TEST_P(State, IsReachedWhole)
     EXPECT_EQ(parser.Record().matchIndex, GetParam().matchIndex);
 }
 
-TEST_P(State, IsReachedByteByByte)
+TEST_P(ParserStateTest, IsReachedByteByByte)
 {
     RecordedParser parser("--b");
     EXPECT_EQ(FeedBytes(&parser, GetParam().body), GetParam().body.size());
@@ -600,7 +600,7 @@ TEST_P(State, IsReachedByteByByte)
     EXPECT_EQ(parser.Record().matchIndex, GetParam().matchIndex);
 }
 
-TEST_P(State, IsKeptByAnEmptyPiece)
+TEST_P(ParserStateTest, IsKeptByAnEmptyPiece)
 {
     RecordedParser parser("--b");
     parser.Feed(GetParam().body);
@@ -610,7 +610,7 @@ TEST_P(State, IsKeptByAnEmptyPiece)
     EXPECT_EQ(parser.Events().Text(), events);
 }
 
-INSTANTIATE_TEST_SUITE_P(Parser, State, testing::ValuesIn(stateRows), NameOf<StateRow>);
+INSTANTIATE_TEST_SUITE_P(Rows, ParserStateTest, testing::ValuesIn(stateRows), NameOf<StateRow>);
 
 // ---------------------------------------------------------------------------------------------
 // A callback that asks to stop: what is returned and kept, and what follows.
@@ -843,7 +843,7 @@ const StopRow stopRows[] = {
      .events = "B H D(x) E Z"},
 };
 
-class Stop : public testing::TestWithParam<StopRow>
+class ParserStopTest : public testing::TestWithParam<StopRow>
 {
 protected:
     void Expect(RecordedParser *parser)
@@ -855,14 +855,14 @@ protected:
     }
 };
 
-TEST_P(Stop, LeavesTheRecordAsItWas)
+TEST_P(ParserStopTest, LeavesTheRecordAsItWas)
 {
     RecordedParser parser("--b");
     EXPECT_EQ(parser.FeedStoppingAt(GetParam().body, GetParam().event), GetParam().result);
     Expect(&parser);
 }
 
-TEST_P(Stop, CountsFromTheStartOfThePiece)
+TEST_P(ParserStopTest, CountsFromTheStartOfThePiece)
 {
     // All bytes up to the one of the stop are fed before it.
     RecordedParser parser("--b");
@@ -874,9 +874,9 @@ TEST_P(Stop, CountsFromTheStartOfThePiece)
     EXPECT_EQ(parser.Record().matchIndex, GetParam().matchIndex);
 }
 
-INSTANTIATE_TEST_SUITE_P(Parser, Stop, testing::ValuesIn(stopRows), NameOf<StopRow>);
+INSTANTIATE_TEST_SUITE_P(Rows, ParserStopTest, testing::ValuesIn(stopRows), NameOf<StopRow>);
 
-TEST(Parser, StopsWithAnyResultButZero)
+TEST(ParserTest, StopsWithAnyResultButZero)
 {
     for (const int result : {1, -1, INT32_MIN, INT32_MAX}) {
         static int answer;
@@ -888,7 +888,7 @@ TEST(Parser, StopsWithAnyResultButZero)
     }
 }
 
-TEST(Parser, SkipsEachCallbackThatIsNull)
+TEST(ParserTest, SkipsEachCallbackThatIsNull)
 {
     const std::string body = "--b\r\nA:1\r\n\r\nx\ry\r\n--b--";
     const std::string kinds[] = {"N", "V", "DK", "B", "H", "E", "Z"};
@@ -916,7 +916,7 @@ TEST(Parser, SkipsEachCallbackThatIsNull)
 // ---------------------------------------------------------------------------------------------
 // Single rules.
 
-TEST(Parser, TakesLettersAndHyphensInANameAndNothingElse)
+TEST(ParserTest, TakesLettersAndHyphensInANameAndNothingElse)
 {
     for (int byte = 0; byte < 256; ++byte) {
         const char c = static_cast<char>(byte);
@@ -931,7 +931,7 @@ TEST(Parser, TakesLettersAndHyphensInANameAndNothingElse)
     }
 }
 
-TEST(Parser, SkipsOnlyBlanksBeforeAValue)
+TEST(ParserTest, SkipsOnlyBlanksBeforeAValue)
 {
     for (int byte = 0; byte < 256; ++byte) {
         RecordedParser parser("--b");
@@ -944,7 +944,7 @@ TEST(Parser, SkipsOnlyBlanksBeforeAValue)
     }
 }
 
-TEST(Parser, RefusesAStateThatDoesNotExist)
+TEST(ParserTest, RefusesAStateThatDoesNotExist)
 {
     for (int state = 0; state < 256; ++state) {
         RecordedParser parser("--b");
@@ -961,7 +961,7 @@ TEST(Parser, RefusesAStateThatDoesNotExist)
     }
 }
 
-TEST(Parser, StaysInsideItsRecordWhenThatIsDamaged)
+TEST(ParserTest, StaysInsideItsRecordWhenThatIsDamaged)
 {
     for (const uint32_t index : {4U, 5U, 1000000U, UINT32_MAX}) {
         RecordedParser parser("--b");
@@ -977,7 +977,7 @@ TEST(Parser, StaysInsideItsRecordWhenThatIsDamaged)
     }
 }
 
-TEST(Parser, StartsWithARecordOfKnownContent)
+TEST(ParserTest, StartsWithARecordOfKnownContent)
 {
     const multipart_callbacks callbacks = {};
     RecordedParser parser("--frontier", &callbacks);
@@ -992,21 +992,21 @@ TEST(Parser, StartsWithARecordOfKnownContent)
     EXPECT_EQ(record.heldBytes, boundary + 11);
 }
 
-TEST(Parser, HasNoUserDataAtFirst)
+TEST(ParserTest, HasNoUserDataAtFirst)
 {
     multipart_parser *parser = multipart_parser_init("--b", &EventRecorder::Callbacks());
     EXPECT_EQ(multipart_parser_get_data(parser), nullptr);
     multipart_parser_free(parser);
 }
 
-TEST(Parser, KeepsUserDataThroughABody)
+TEST(ParserTest, KeepsUserDataThroughABody)
 {
     RecordedParser parser("--b");
     parser.Feed("--b\r\nA:1\r\n\r\nx\r\n--b--");
     EXPECT_EQ(multipart_parser_get_data(parser.Get()), &parser.Events());
 }
 
-TEST(Parser, CopiesTheBoundary)
+TEST(ParserTest, CopiesTheBoundary)
 {
     std::string boundary = "--b";
     RecordedParser parser(boundary);
@@ -1014,7 +1014,7 @@ TEST(Parser, CopiesTheBoundary)
     EXPECT_EQ(parser.Feed("--b\r\n"), 5U);
 }
 
-TEST(Parser, TakesNoMoreOfABoundaryThanUpToItsNul)
+TEST(ParserTest, TakesNoMoreOfABoundaryThanUpToItsNul)
 {
     RecordedParser parser(std::string("--b\0c", 5));
     EXPECT_EQ(parser.Record().boundaryLength, 3U);
@@ -1044,7 +1044,7 @@ private:
     void *bytes;
 };
 
-TEST(Parser, HandsOutMoreThanFourGigabytesInSlicesThatFitTheirCount)
+TEST(ParserTest, HandsOutMoreThanFourGigabytesInSlicesThatFitTheirCount)
 {
     static std::vector<uint32_t> sizes;
     sizes.clear();
@@ -1062,7 +1062,7 @@ TEST(Parser, HandsOutMoreThanFourGigabytesInSlicesThatFitTheirCount)
     EXPECT_EQ(sizes, (std::vector<uint32_t>{UINT32_MAX, 5}));
 }
 
-TEST(Parser, StopsInsideAPieceOfMoreThanFourGigabytes)
+TEST(ParserTest, StopsInsideAPieceOfMoreThanFourGigabytes)
 {
     multipart_callbacks callbacks = {};
     callbacks.on_part_data = [](multipart_parser *, const char *, uint32_t size) {

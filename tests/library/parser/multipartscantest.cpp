@@ -49,7 +49,7 @@ size_t NextCr(const char *piece, size_t from, size_t size)
 }
 
 template <typename Scan>
-class MultipartScan : public testing::Test
+class MultipartScanTest : public testing::Test
 {
 protected:
     // Visits each CR as the parser does: the next search begins behind the one found.
@@ -96,9 +96,9 @@ using Scans = testing::Types<PlainScan, BestScan>;
 #else
 using Scans = testing::Types<PlainScan>;
 #endif
-TYPED_TEST_SUITE(MultipartScan, Scans);
+TYPED_TEST_SUITE(MultipartScanTest, Scans);
 
-TYPED_TEST(MultipartScan, FindsTheOnlyCrAtEveryPlaceOfEverySize)
+TYPED_TEST(MultipartScanTest, FindsTheOnlyCrAtEveryPlaceOfEverySize)
 {
     for (size_t size = 0; size <= 300; ++size) {
         for (char *piece : {this->pages.Begin(), this->pages.End() - size}) {
@@ -117,7 +117,7 @@ TYPED_TEST(MultipartScan, FindsTheOnlyCrAtEveryPlaceOfEverySize)
     }
 }
 
-TYPED_TEST(MultipartScan, FindsEachOfManyCr)
+TYPED_TEST(MultipartScanTest, FindsEachOfManyCr)
 {
     for (size_t size = 0; size <= 300; ++size) {
         char *piece = this->pages.End() - size;
@@ -130,7 +130,7 @@ TYPED_TEST(MultipartScan, FindsEachOfManyCr)
     }
 }
 
-TYPED_TEST(MultipartScan, FindsEveryCrOfAPieceOfManyWindows)
+TYPED_TEST(MultipartScanTest, FindsEveryCrOfAPieceOfManyWindows)
 {
     const size_t whole = static_cast<size_t>(this->pages.End() - this->pages.Begin());
     for (size_t size = whole; size > whole - 130; --size) {
@@ -144,7 +144,7 @@ TYPED_TEST(MultipartScan, FindsEveryCrOfAPieceOfManyWindows)
     }
 }
 
-TYPED_TEST(MultipartScan, GoesOnBehindBytesThatWereSkipped)
+TYPED_TEST(MultipartScanTest, GoesOnBehindBytesThatWereSkipped)
 {
     std::mt19937 random(1);
     for (int round = 0; round < 5000; ++round) {
@@ -161,7 +161,7 @@ TYPED_TEST(MultipartScan, GoesOnBehindBytesThatWereSkipped)
     }
 }
 
-TYPED_TEST(MultipartScan, MeasuresHowFarTwoTextsAgree)
+TYPED_TEST(MultipartScanTest, MeasuresHowFarTwoTextsAgree)
 {
     FencedPages others;
     for (size_t size = 0; size <= 100; ++size) {
