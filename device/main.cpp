@@ -10,6 +10,7 @@
 #include "deviceoptions.h"
 #include "devicesandbox.h"
 #include "outputline.h"
+#include "servicewatchdog.h"
 #include "terminationsignals.h"
 
 namespace {
@@ -71,6 +72,7 @@ int Serve(const DeviceOptions &options)
     }
     WarnAboutPath(options.dataFolder);
     PrintLine(stdout, QStringLiteral("listening on http://127.0.0.1:8081"));
+    const ServiceWatchdog watchdog;
     const int status = QCoreApplication::exec();
     device.Stop();
     return status;

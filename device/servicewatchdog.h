@@ -1,0 +1,32 @@
+#ifndef SERVICEWATCHDOG_H
+#define SERVICEWATCHDOG_H
+
+#include <QByteArray>
+#include <QTimer>
+
+/**
+ * Tells the service manager (systemd) that the device serves, and from then on that the event loop
+ * still turns, twice within the time that the manager waits. A loop that is held up says nothing,
+ * and the manager then starts the program again. Without a manager nothing happens.
+ *
+ * From the first served moment to the end of the service; main thread only.
+ */
+class ServiceWatchdog
+{
+public:
+    /** Finds the manager and its time-out in the environment, and tells it that service begins. */
+    ServiceWatchdog();
+    ServiceWatchdog(const ServiceWatchdog &) = delete;
+    ServiceWatchdog &operator=(const ServiceWatchdog &) = delete;
+
+    /** Tells the manager that the service ends. */
+    ~ServiceWatchdog();
+
+private:
+    void Tell(const QByteArray &state) const;
+
+    QByteArray manager; // the name of its socket; empty for none
+    QTimer timer;
+};
+
+#endif
