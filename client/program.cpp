@@ -194,7 +194,9 @@ QString Program::UnknownCommand(int argumentCount, char **arguments) const
 void Program::AddGlobalOptions()
 {
     parser.set_version_flag("--version", "parlowenctl " PARLOWENCTL_VERSION);
-    parser.add_option("--host", host, "HOST, HOST:PORT or http(s)://HOST[:PORT] of the device")
+    parser
+        .add_option("--host", host,
+                    "HOST, HOST:PORT or http(s)://HOST[:PORT] of the device, or its name")
         ->envname("PARLOWEN_HOST")
         ->type_name("HOST")
         ->capture_default_str();
@@ -240,9 +242,11 @@ void Program::AddCommand(CLI::App *parent, std::unique_ptr<Command> command)
 DeviceConnection::Settings Program::ConnectionSettings() const
 {
     constexpr int msPerSecond = 1000;
+    const std::optional<NamedDevice> named = DeviceBook::Find(host);
+    const TlsOptions wanted = named && !tls.Any() ? named->tls : tls;
     DeviceConnection::Settings settings;
-    settings.device = DeviceAddress::FromText(QString::fromStdString(host));
-    settings.tls = TlsFor(settings.device);
+    settings.device = DeviceAddress::FromText(QString::fromStdString(named ? named->host : host));
+    settings.tls = TlsFor(settings.device, wanted);
     settings.retries = retries;
     settings.timeoutMs = timeoutSeconds * msPerSecond;
     settings.notice = [this](const QString &text) { output.Notice(text); };
@@ -252,20 +256,20 @@ DeviceConnection::Settings Program::ConnectionSettings() const
     return settings;
 }
 
-QSslConfiguration Program::TlsFor(const QUrl &device) const
+QSslConfiguration Program::TlsFor(const QUrl &device, const TlsOptions &wanted) const
 {
-    if (device.scheme() != "https" && tls.Any()) {
+    if (device.scheme() != "https" && wanted.Any()) {
         throw ClientError(ExitStatus::Usage,
                           QString("--cacert, --cert, --key and --insecure are for https: write "
                                   "--host https://%1")
                               .arg(device.authority()));
     }
-    if (tls.insecure) {
+    if (wanted.insecure) {
         output.Error(QString("WARNING: the certificate of %1 is not checked (--insecure): whoever "
                              "sits between can read and change everything")
                          .arg(device.authority()));
     }
-    return tls.Configuration();
+    return wanted.Configuration();
 }
 
 int Program::RunSelected()

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "command.h"
-#include "deviceaddress.h"
+#include "devicebook.h"
 
 class ClientError;
 
@@ -27,7 +27,7 @@ private:
     CLI::App *AddGroup(const char *name, const char *description);
     void AddCommand(CLI::App *parent, std::unique_ptr<Command> command);
     DeviceConnection::Settings ConnectionSettings() const;
-    QSslConfiguration TlsFor(const QUrl &device) const;
+    QSslConfiguration TlsFor(const QUrl &device, const TlsOptions &wanted) const;
     QString UnknownCommand(int argumentCount, char **arguments) const;
     int Complete(const std::vector<std::string> &words);
     QStringList WhatTheDeviceHas(Command::Argument kind, const QString &beginning) const;

@@ -1,6 +1,7 @@
 #include "synccommand.h"
 
 #include <CLI/CLI.hpp>
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QSet>
 #include <algorithm>
@@ -8,6 +9,8 @@
 #include <numeric>
 
 #include "clienterror.h"
+#include "devicebook.h"
+#include "fleet.h"
 #include "localfolder.h"
 #include "progressdisplay.h"
 #include "stagedfile.h"
@@ -50,11 +53,25 @@ void SyncCommand::AddArguments(CLI::App &parser)
     parser.add_flag("--everything", everything,
                     "Fetch confirmed files again where the local copy is gone");
     parser.add_flag("--dry-run", dryRun, "Show what would be done, and do nothing");
+    parser.add_flag("--all", all, "Every named device side by side, each into DIR/NAME");
+    parser.add_option("--at-once", atOnce, "With --all: how many devices at the same time")
+        ->check(CLI::Range(1, 1000))
+        ->type_name("COUNT")
+        ->capture_default_str();
     filter.AddOptions(parser);
 }
 
 ExitStatus SyncCommand::Run(DeviceConnection &connection, const Output &output)
 {
+    if (all) {
+        const QVector<NamedDevice> devices = DeviceBook::Load();
+        if (devices.isEmpty()) {
+            throw ClientError(ExitStatus::Usage,
+                              "--all: name the devices in " + DeviceBook::FileName());
+        }
+        return Fleet(output, ArgumentsForEach(), atOnce)
+            .Sync(devices, QString::fromStdString(folder));
+    }
     UserFiles files(connection);
     if (dryRun) {
         return ShowOnly(Wanted(files, files.Pending(recent)) + Lost(files), output);
@@ -75,6 +92,24 @@ ExitStatus SyncCommand::Run(DeviceConnection &connection, const Output &output)
         report.NotCompared(error);
     }
     return report.Finish();
+}
+
+// What this program was given, but for what is different for each device.
+QStringList SyncCommand::ArgumentsForEach() const
+{
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    arguments.removeOne("sync");
+    for (const char *own : {"--all", "--json", "--quiet"}) {
+        arguments.removeAll(own);
+    }
+    for (const char *own : {"--host", "--at-once"}) {
+        const int position = arguments.indexOf(own);
+        if (position >= 0) {
+            arguments.erase(arguments.begin() + position, arguments.begin() + position + 2);
+        }
+    }
+    arguments.removeAt(arguments.lastIndexOf(QString::fromStdString(folder)));
+    return arguments;
 }
 
 QString SyncCommand::RootFor(UserFiles &files) const

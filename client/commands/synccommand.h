@@ -1,6 +1,7 @@
 #ifndef SYNCCOMMAND_H
 #define SYNCCOMMAND_H
 
+#include <QStringList>
 #include <QVector>
 #include <string>
 
@@ -45,11 +46,14 @@ private:
     QString RootFor(UserFiles &files) const;
     QVector<FileRecord> Wanted(UserFiles &files, const QVector<FileRecord> &pending);
     QVector<FileRecord> Lost(UserFiles &files);
+    QStringList ArgumentsForEach() const;
     ExitStatus ShowOnly(const QVector<FileRecord> &wanted, const Output &output) const;
 
     std::string folder;
     std::string rootOption;
     NameFilter filter;
+    bool all = false;
+    int atOnce = 16;
     bool recent = false;
     bool everything = false;
     bool dryRun = false;
