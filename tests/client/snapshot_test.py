@@ -80,6 +80,7 @@ class Snapshot(ClientTest):
                                              {"workOrderId": ".x", "a": [1, {"b": None}]}]).encode())
         self.expect(DONE, "workorders", "put", "orders.json")
         self.expect(DONE, "workorders", "active", ".x")
+        self.expect(DONE, "files", "confirm", "a.txt")
         self.assertIn("3 files", self.take().out)
         before, after = self.answers_of_the_device(), self.answers_of_the_copy()
         self.assertEqual(set(before), set(after))
