@@ -204,7 +204,10 @@ void ConfirmsAgain(CheckedDevice &device)
 
 void ChangedIsPending(CheckedDevice &device)
 {
+    // Longer than the steps in which file systems count the time.
+    constexpr unsigned long pauseMs = 50;
     const QString path = StoredAndConfirmed(device, "changed");
+    QThread::msleep(pauseMs);
     Expect::Done(device.Upload(path, "other"));
     Require(FileChecks::Has(FileChecks::AllPending(device), path),
             "a confirmed file whose content changed is not pending again");

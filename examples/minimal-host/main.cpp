@@ -19,6 +19,7 @@
 #include <sys/signalfd.h>
 
 #include <filesystemsandbox.h>
+#include <processsettings.h>
 #include <restservermodel.h>
 #include <restserveroptions.h>
 
@@ -255,11 +256,10 @@ private:
     QString technician;
 };
 
-// Uploads are written by the HTTP threads, which need nothing but the user files: whatever path a
-// client names, they reach nothing else. A kernel without Landlock serves unconfined and says so.
-bool ConfineThread(const std::string &userFiles)
+// A kernel without Landlock serves unconfined and says so.
+bool Enter(const FileSystemSandbox::Domain &domain)
 {
-    const FileSystemSandbox::Result result = FileSystemSandbox::Confine({{userFiles}, {}});
+    const FileSystemSandbox::Result result = domain.Enter();
     if (result.outcome != FileSystemSandbox::Outcome::Confined) {
         std::fprintf(stderr, "minimal-host: uploads are not confined: %s\n", result.reason.c_str());
     }
@@ -268,6 +268,7 @@ bool ConfineThread(const std::string &userFiles)
 
 int main(int argc, char *argv[])
 {
+    ProcessSettings::ReturnLargeBlocks();
     // Blocked before any thread starts, so that a signal arrives as an event of the main loop.
     sigset_t signalsToQuit;
     sigemptyset(&signalsToQuit);
@@ -286,11 +287,15 @@ int main(int argc, char *argv[])
         return 1;
     }
 
+    // Uploads are written by the HTTP threads, which need nothing but the user files: whatever path
+    // a client names, they reach nothing else.
+    const std::string userFiles = QFile::encodeName(directory.filePath("files")).toStdString();
+    const FileSystemSandbox::Domain uploads({{userFiles}, {"/etc/localtime"}, false});
+
     RestServerModel server;
     RestServerOptions options = RestServerOptions::Prompt();
     options.errorLogFile.clear();
-    const std::string userFiles = QFile::encodeName(directory.filePath("files")).toStdString();
-    options.prepareWorker = [userFiles] { return ConfineThread(userFiles); };
+    options.prepareWorker = [&uploads] { return Enter(uploads); };
     server.SetOptions(options);
 
     Device device(directory, &server);

@@ -14,22 +14,19 @@ from urllib.parse import quote
 from checksupport import check, failures
 from clienttest import CLIENT, DONE
 
-HOST = os.environ["MINIMAL_HOST"]
 FILES = "/api/filemgr/v2/userfiles"
 
 
 class Host:
     """A host with one work order, which is active, and one file."""
 
-    def __init__(self):
+    def __init__(self, program, *options):
+        self.command = [program, *options]
         self.folder = pathlib.Path(tempfile.mkdtemp(dir=os.getcwd())).resolve()
         self.device = self.folder / "device"
         self.device.mkdir()
         self.files = self.device / "files"
-        self.process = subprocess.Popen([HOST, str(self.device)], cwd=self.folder,
-                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        if b"listening" not in self.process.stdout.readline():
-            raise RuntimeError("the host does not start")
+        self.start()
         (self.files / "readme.txt").write_text("content")
         (self.folder / "order.json").write_text('{"workOrderId": "WO-1"}')
         self.client("workorders", "put", "order.json")
@@ -39,12 +36,23 @@ class Host:
         return self
 
     def __exit__(self, *_):
-        self.process.send_signal(signal.SIGTERM)
-        status = self.process.wait(timeout=30)
-        self.process.stdout.close()
+        status = self.stop(signal.SIGTERM)
         shutil.rmtree(self.folder)
         if status != 0:
             raise AssertionError("the host left with status %d" % status)
+
+    def start(self):
+        program, *options = self.command
+        self.process = subprocess.Popen([program, str(self.device), *options], cwd=self.folder,
+                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        if b"listening" not in self.process.stdout.readline():
+            raise RuntimeError("the host does not start")
+
+    def stop(self, number):
+        self.process.send_signal(number)
+        status = self.process.wait(timeout=30)
+        self.process.stdout.close()
+        return status
 
     def client(self, *arguments):
         subprocess.run([CLIENT, *arguments], cwd=self.folder, check=True, capture_output=True)
@@ -64,20 +72,27 @@ class Host:
 REFUSED = {"errorMessage": "Upload failed"}
 
 
-class MinimalHost(unittest.TestCase):
+class HostTest:
+    """What every host of the examples does."""
+
+    command = ()
+
+    def host(self):
+        return Host(*self.command)
+
     def test_keeps_the_interface(self):
-        with Host():
+        with self.host():
             status, report = check("--write")
         self.assertEqual((failures(report), status), ({}, DONE))
         self.assertEqual(report["counts"]["WARN"], 0)
 
     def test_takes_an_upload_where_it_belongs(self):
-        with Host() as host:
+        with self.host() as host:
             self.assertEqual(host.upload(host.files / "new"), {})
             self.assertEqual((host.files / "new").read_bytes(), b"content")
 
     def test_takes_no_upload_beside_the_user_files(self):
-        with Host() as host:
+        with self.host() as host:
             (host.device / "device.db").write_text("own data")
             for target in ("/../device.db", "/../templates/a.json", "/../../outside", "2"):
                 with self.subTest(target=target):
@@ -87,23 +102,46 @@ class MinimalHost(unittest.TestCase):
             self.assertFalse((host.folder / "outside").exists())
 
     def test_takes_no_upload_through_a_link(self):
-        with Host() as host:
+        with self.host() as host:
             (host.device / "device.db").write_text("own data")
             (host.files / "link").symlink_to(host.device / "device.db")
             self.assertEqual(host.upload(host.files / "link"), REFUSED)
             self.assertEqual((host.device / "device.db").read_text(), "own data")
 
     def test_writes_nothing_to_its_own_output(self):
-        with Host() as host:
+        with self.host() as host:
             up = "/.." * str(host.files).count("/")
             self.assertEqual(host.upload(str(host.files) + up + "/proc/self/fd/1"), REFUSED)
 
     def test_reads_no_large_file_whole(self):
-        with Host() as host:
+        with self.host() as host:
             with open(host.files / "large", "wb") as file:
                 file.truncate(3_000_000_000)
             answer = host.ask("/api/syncfiles/v1/userfiles" + quote(str(host.files / "large")))
         self.assertEqual(answer, {"errorMessage": "File not found"})
+
+
+class MinimalHost(HostTest, unittest.TestCase):
+    command = (os.environ["MINIMAL_HOST"],)
+
+
+class SqliteHost(HostTest, unittest.TestCase):
+    command = (os.environ["SQLITE_HOST"],)
+
+    def test_keeps_what_it_was_told_when_it_is_killed(self):
+        with self.host() as host:
+            host.ask("/api/v1/techinfo", b'{"techId": "A_1"}')
+            host.client("files", "confirm", str(host.files / "readme.txt"))
+            host.stop(signal.SIGKILL)
+            host.start()
+            self.assertEqual(host.ask("/api/workflow/v1/active"), {"activeWorkOrderId": "WO-1"})
+            self.assertEqual(host.ask("/api/workflow/v1/list")["workOrderIds"], ["WO-1"])
+            self.assertEqual(host.ask("/api/syncfiles/v1/pendingfiles/all"), [])
+            self.assertEqual(host.ask("/info")["assetInfo"]["techId"], "A_1")
+
+
+class SqliteHostInOneThread(HostTest, unittest.TestCase):
+    command = (os.environ["SQLITE_HOST"], "--one-thread")
 
 
 if __name__ == "__main__":
