@@ -35,8 +35,20 @@ class Server:
             fields = file.read().rpartition(")")[2].split()
         return (int(fields[11]) + int(fields[12])) / TICKS_PER_SECOND
 
+    def processor_seconds(self):
+        """As `cpu_seconds`, in nanoseconds instead of ticks; of the threads that still run."""
+        total = 0
+        tasks = f"/proc/{self.process.pid}/task"
+        for task in os.listdir(tasks):
+            with open(f"{tasks}/{task}/schedstat", encoding="ascii") as file:
+                total += int(file.read().split()[0])
+        return total / 1e9
+
     def resident_mib(self):
         return self._memory("VmRSS")
+
+    def page_tables_mib(self):
+        return self._memory("VmPTE")
 
     def forget_peak(self):
         with open(f"/proc/{self.process.pid}/clear_refs", "w", encoding="ascii") as file:
@@ -47,12 +59,17 @@ class Server:
         return self._memory("VmHWM")
 
     def stop(self):
+        if self.process.poll() is not None:
+            return
         self.process.send_signal(signal.SIGTERM)
         try:
             self.process.wait(timeout=STOP_SECONDS)
         except subprocess.TimeoutExpired:
             self.process.kill()
             self.process.wait()
+
+    def information_url(self):
+        return self._url("/info")
 
     def _url(self, path):
         return f"http://127.0.0.1:{self.port}{path}"
@@ -74,6 +91,12 @@ class Server:
         raise RuntimeError(f"{self.name} did not start")
 
 
+def metadata_arguments(target, source):
+    """What curl is told of a form that ours takes."""
+    metadata = {"fileUri": target, "fileSize": os.path.getsize(source)}
+    return ["--form-string", f"metadata={json.dumps(metadata)}", "-F", f"file=@{source}"]
+
+
 class Simulator(Server):
     """The device simulator with a device folder of its own. `prefix` comes before its command."""
 
@@ -84,9 +107,7 @@ class Simulator(Server):
         super().__init__("ours", 8081, [*prefix, program, "--data", data], folder, target)
 
     def upload_arguments(self, source):
-        metadata = {"fileUri": self.target, "fileSize": os.path.getsize(source)}
-        return ["--form-string", f"metadata={json.dumps(metadata)}",
-                "-F", f"file=@{source}", self._url("/api/filemgr/v2/userfiles")]
+        return metadata_arguments(self.target, source) + [self._url("/api/filemgr/v2/userfiles")]
 
     def download_url(self):
         return self._url(f"/api/filemgr/v2/userfiles{self.target}")
@@ -99,6 +120,30 @@ class Peer(Server):
         path = os.path.join(build, "benchmarks", "peers", program)
         target = os.path.join(folder, program + ".bin")
         super().__init__(name, port, [path, str(port), target], folder, target)
+
+
+class PromptHost(Server):
+    """The small host of benchmarks/peers, which serves `serving`: "prompt" or "classic"."""
+
+    def __init__(self, build, folder, serving="prompt", port=18106):
+        program = os.path.join(build, "benchmarks", "peers", "prompt_host")
+        files = os.path.join(folder, serving)
+        os.makedirs(files, exist_ok=True)
+        target = os.path.join(files, "transfer.bin")
+        super().__init__(serving, port, [program, f"127.0.0.1:{port}", files, serving], files, target)
+
+    def upload_arguments(self, source):
+        return metadata_arguments(self.target, source) + [self._url("/api/filemgr/v2/userfiles")]
+
+    def download_url(self):
+        return self._url(f"/api/filemgr/v2/userfiles{self.target}")
+
+    def longest_turn_ms(self):
+        """By the clock and of processor time. Ends the server, which then tells it."""
+        self.stop()
+        with open(os.path.join(os.path.dirname(self.target), self.name + ".log"),
+                  encoding="utf-8") as file:
+            return [float(value) for value in file.read().split()[-2:]]
 
 
 class Nginx(Server):

@@ -12,8 +12,8 @@ Transfer = collections.namedtuple("Transfer", "rate cpu peak")
 
 def curl(arguments):
     """Runs curl and returns the seconds it took."""
-    command = ["curl", "-s", "-S", "-f", "-H", "Expect:", "-o", "/dev/null",
-               "-w", "%{time_total}", *arguments]
+    command = ["curl", "-s", "-S", "-f", "-H", "Expect:", "-w", "%{time_total}",
+               *([] if "-o" in arguments else ["-o", "/dev/null"]), *arguments]
     return float(subprocess.run(command, check=True, capture_output=True, text=True).stdout)
 
 
@@ -29,14 +29,20 @@ def check(server, source):
         raise RuntimeError(f"{server.name} has stored something else")
 
 
-def rows(servers, results):
+def rows(servers, results, ours_name="ours"):
     medians = {server.name: Transfer(*(median(values) for values in zip(*results[server.name])))
                for server in servers}
-    ours = medians["ours"]
+    ours = medians[ours_name]
     for server in servers:
         it = medians[server.name]
         yield [server.name, f"{it.rate:.0f}", f"{ours.rate / it.rate:.2f}", f"{it.cpu:.2f}",
                f"{ours.cpu / it.cpu:.2f}" if it.cpu > 0 else "-", f"{it.peak:.0f}"]
+
+
+def write_source(path, size):
+    with open(path, "wb") as file:
+        for _ in range(size // 2**20):
+            file.write(os.urandom(2**20))
 
 
 HEADER = ["", "MB/s", "ours / it", "CPU s", "ours / it", "peak MiB"]
@@ -44,9 +50,7 @@ HEADER = ["", "MB/s", "ours / it", "CPU s", "ours / it", "peak MiB"]
 
 def show_tables(build, folder, size, rounds):
     source = os.path.join(folder, "source.bin")
-    with open(source, "wb") as file:
-        for _ in range(size // 2**20):
-            file.write(os.urandom(2**20))
+    write_source(source, size)
     uploads = collections.defaultdict(list)
     downloads = collections.defaultdict(list)
     makers = [

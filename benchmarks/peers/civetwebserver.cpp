@@ -1,12 +1,16 @@
-// Stores the file of a form, POST /upload, and sends it, GET /file. usage: civetweb_server PORT
-// FILE
+// Stores the file of a form, POST /upload, and sends it, GET /file; GET /info is answered with what
+// FILE holds when it starts. usage: civetweb_server PORT FILE
 #include <civetweb.h>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
 #include <unistd.h>
 
 namespace {
 
 const char *target = nullptr;
+std::string information;
 
 int FieldFound(const char *, const char *fileName, char *path, size_t size, void *)
 {
@@ -38,11 +42,20 @@ int Download(mg_connection *connection, void *)
     return 200;
 }
 
+int Inform(mg_connection *connection, void *)
+{
+    mg_send_http_ok(connection, "application/json", static_cast<long long>(information.size()));
+    mg_write(connection, information.data(), information.size());
+    return 200;
+}
+
 } // namespace
 
 int main(int, char **argv)
 {
     target = argv[2];
+    std::ifstream file(target, std::ios::binary);
+    information.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     mg_init_library(0);
     const char *settings[] = {"listening_ports", argv[1], nullptr};
     const mg_callbacks callbacks = {};
@@ -51,6 +64,7 @@ int main(int, char **argv)
         return 1;
     }
     mg_set_request_handler(context, "/upload", Upload, nullptr);
+    mg_set_request_handler(context, "/info", Inform, nullptr);
     mg_set_request_handler(context, "/file", Download, nullptr);
     pause();
     return 0;
