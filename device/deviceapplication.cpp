@@ -1,5 +1,6 @@
 #include "deviceapplication.h"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -11,11 +12,16 @@
 
 namespace {
 
-constexpr quint16 port = 8081;
-
-QString PortTaken()
+bool IsPrompt(const DeviceOptions &options)
 {
-    return QStringLiteral("cannot serve on port %1: another program may be using it").arg(port);
+    return options.serving == RestServerOptions::Serving::Prompt;
+}
+
+QString PortTaken(const DeviceOptions &options)
+{
+    return QStringLiteral("cannot serve on port %1 of %2: another program may be using it")
+        .arg(options.port)
+        .arg(options.listenAddress);
 }
 
 } // namespace
@@ -23,42 +29,57 @@ QString PortTaken()
 DeviceApplication::DeviceApplication(const DeviceOptions &deviceOptions, std::FILE *view)
     : options(deviceOptions)
     , viewOutput(view)
+    , requestReport(options.requestLines, view, stderr, errorReporter)
     , faults(options.faults, options.faultFile, errorReporter)
     , fileSystem(faults)
     , requestDelay(faults)
     , serverGuard(&server)
 {
+    server.SetOptions(ServerOptions());
     server.Construct(this);
 }
 
 DeviceApplication::~DeviceApplication()
 {
-    serverGuard.Stop();
+    Stop();
 }
 
-bool DeviceApplication::PortIsFree(QString *error)
+RestServerOptions DeviceApplication::ServerOptions()
+{
+    RestServerOptions chosen;
+    chosen.serving = options.serving;
+    chosen.listeningPorts =
+        options.listenAddress.toLatin1() + ':' + QByteArray::number(options.port);
+    chosen.errorLogFile.clear(); // the folder that the program is started in is not its own
+    chosen.observer = &requestReport;
+    chosen.allowedOrigins = options.allowedOrigins;
+    return chosen;
+}
+
+bool DeviceApplication::PortIsFree(const DeviceOptions &deviceOptions, QString *error)
 {
     const FileDescriptor probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int on = 1;
     sockaddr_in address = {};
     address.sin_family = AF_INET;
-    address.sin_port = htons(port);
+    address.sin_port = htons(deviceOptions.port);
+    inet_pton(AF_INET, deviceOptions.listenAddress.toLatin1().constData(), &address.sin_addr);
     setsockopt(probe.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     const bool isFree =
         bind(probe.Number(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-    *error = isFree ? QString() : PortTaken();
+    *error = isFree ? QString() : PortTaken(deviceOptions);
     return isFree;
 }
 
 bool DeviceApplication::Start(QString *error)
 {
-    serverGuard.Start();
-    if (!serverGuard.Running()) {
-        *error = PortTaken();
+    Server().Start();
+    if (!server.Running()) {
+        *error = PortTaken(options);
         return false;
     }
     if (!OpenFolder(error)) {
-        serverGuard.Stop();
+        Stop();
         return false;
     }
     return true;
@@ -76,7 +97,9 @@ bool DeviceApplication::OpenFolder(QString *error)
                                                                 options.workOrderLimit},
                                             fileSystem, errorReporter, viewOutput);
     faultyModels = std::make_unique<FaultyModels>(*models, faults, errorReporter);
-    downloadGuard = std::make_unique<DownloadGuard>(&faultyModels->fileManager, &serverGuard);
+    if (!IsPrompt(options)) {
+        downloadGuard = std::make_unique<DownloadGuard>(&faultyModels->fileManager, &serverGuard);
+    }
     return true;
 }
 
@@ -85,12 +108,24 @@ bool DeviceApplication::FillFolder(const DeviceFolder &folder, QString *error)
     const bool samplesDue = SampleContent::IsDue(folder);
     return (!samplesDue || SampleContent::Begin(fileSystem, folder, error)) &&
            folder.MakeFolders(fileSystem, error) &&
-           (!samplesDue || SampleContent::Write(fileSystem, folder, error));
+           (!samplesDue || SampleContent::Write(fileSystem, folder, options.content, error));
 }
 
 void DeviceApplication::Stop()
 {
-    serverGuard.Stop();
+    Server().Stop();
+}
+
+QString DeviceApplication::Address() const
+{
+    return QStringLiteral("http://%1:%2")
+        .arg(options.listenAddress)
+        .arg(server.ListeningPorts().value(0, options.port));
+}
+
+IRestServerModel &DeviceApplication::Server()
+{
+    return IsPrompt(options) ? static_cast<IRestServerModel &>(server) : serverGuard;
 }
 
 IRootModel *DeviceApplication::RootModel()
@@ -134,7 +169,7 @@ IJobModel *DeviceApplication::JobModel()
 
 IRestServerModel *DeviceApplication::RestServer()
 {
-    return &serverGuard;
+    return &Server();
 }
 
 IWorkOrderStore *DeviceApplication::WorkOrderStore()
@@ -152,7 +187,10 @@ ISyncFilesModel *DeviceApplication::SyncFilesModel()
 IFileManagerModel *DeviceApplication::FileManagerModel()
 {
     requestDelay.Wait();
-    return downloadGuard.get();
+    if (downloadGuard) {
+        return downloadGuard.get();
+    }
+    return &faultyModels->fileManager;
 }
 
 IAssetModel *DeviceApplication::AssetModel()

@@ -13,8 +13,10 @@
 #include "folderlock.h"
 #include "hostmodel.h"
 #include "requestdelay.h"
+#include "requestreport.h"
 #include "restserverguard.h"
 #include "restservermodel.h"
+#include "restserveroptions.h"
 
 class DeviceModels;
 class FaultyModels;
@@ -37,7 +39,7 @@ public:
     ~DeviceApplication();
 
     /** False, with the line that `Start` would give, while another program serves on the port. */
-    static bool PortIsFree(QString *error);
+    static bool PortIsFree(const DeviceOptions &deviceOptions, QString *error);
 
     /**
      * Starts the server, makes what is missing of the device's folder and reads it. Requests that
@@ -50,6 +52,9 @@ public:
     bool Start(QString *error);
 
     void Stop();
+
+    /** "http://ADDRESS:PORT"; after a successful `Start`. */
+    QString Address() const;
 
     // The tree. The accessors may be used after a successful `Start`.
     IRootModel *RootModel() override;
@@ -69,18 +74,21 @@ public:
     void ResetJobView() override;
 
 private:
+    RestServerOptions ServerOptions();
+    IRestServerModel &Server();
     bool OpenFolder(QString *error);
     bool FillFolder(const DeviceFolder &folder, QString *error);
 
     DeviceOptions options;
     std::FILE *viewOutput;
     ::ErrorReporter errorReporter;
+    RequestReport requestReport;
     FaultPlan faults;
     FaultyFileSystem fileSystem;
     RequestDelay requestDelay;
     FolderLock folderLock; // from the first look into the folder until the models are gone
     RestServerModel server;
-    RestServerGuard serverGuard;
+    RestServerGuard serverGuard; // classic serving only: prompt serving needs no guards
 
     // None of these before the folder is open. The library asks the last ones.
     std::unique_ptr<DeviceModels> models;

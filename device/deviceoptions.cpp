@@ -4,6 +4,8 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QRegularExpression>
+#include <arpa/inet.h>
 
 namespace {
 
@@ -15,6 +17,35 @@ public:
         : data(QStringLiteral("data"),
                QStringLiteral("Serve the device kept in <dir>; a missing or empty folder is filled "
                               "with sample content."),
+               QStringLiteral("dir"))
+        , port(QStringLiteral("port"),
+               QStringLiteral("Serve on this port (default 8081); 0 takes a free one, which the "
+                              "line \"listening on\" tells."),
+               QStringLiteral("number"), QStringLiteral("8081"))
+        , listen(QStringLiteral("listen"),
+                 QStringLiteral("Serve on this IPv4 address (default 127.0.0.1); 0.0.0.0 stands "
+                                "for all. There is no login."),
+                 QStringLiteral("address"), QStringLiteral("127.0.0.1"))
+        , serving(QStringLiteral("serving"),
+                  QStringLiteral("\"prompt\" (default) answers at once, \"classic\" as "
+                                 "instruments in the field do."),
+                  QStringLiteral("kind"), QStringLiteral("prompt"))
+        , allowOrigin(QStringLiteral("allow-origin"),
+                      QStringLiteral("Serve the web pages of <origin> too; may be given several "
+                                     "times, \"*\" stands for any. Prompt serving only."),
+                      QStringLiteral("origin"))
+        , logRequests(QStringLiteral("log-requests"),
+                      QStringLiteral("Print a line for each request on standard output; with "
+                                     "\"=json\" a JSON object."),
+                      QStringLiteral("format"))
+        , empty(QStringLiteral("empty"),
+                QStringLiteral("Fill a missing or empty folder with nothing but the description "
+                               "of the device."))
+        , temporary(QStringLiteral("temporary"),
+                    QStringLiteral("Keep the device in a folder that goes with the process; takes "
+                                   "the place of --data."))
+        , from(QStringLiteral("from"),
+               QStringLiteral("Fill a missing or empty folder with a copy of <dir>."),
                QStringLiteral("dir"))
         , mode(QStringLiteral("mode"),
                QStringLiteral("Operating mode of the instrument, a whole number (default 0). In "
@@ -45,13 +76,22 @@ public:
                   QStringLiteral("Print the version."))
     {
         parser.setApplicationDescription(
-            QStringLiteral("A simulated instrument that serves its REST interface on port 8081."));
-        parser.addOptions({data, mode, storageUnavailable, workOrderLimit, requireSandbox, fault,
-                           faultFile, verbose, help, version});
+            QStringLiteral("A simulated instrument that serves its REST interface."));
+        parser.addOptions({data, temporary, from, empty, port, listen, serving, allowOrigin,
+                           logRequests, mode, storageUnavailable, workOrderLimit, requireSandbox,
+                           fault, faultFile, verbose, help, version});
     }
 
     QCommandLineParser parser;
     QCommandLineOption data;
+    QCommandLineOption port;
+    QCommandLineOption listen;
+    QCommandLineOption serving;
+    QCommandLineOption allowOrigin;
+    QCommandLineOption logRequests;
+    QCommandLineOption empty;
+    QCommandLineOption temporary;
+    QCommandLineOption from;
     QCommandLineOption mode;
     QCommandLineOption storageUnavailable;
     QCommandLineOption workOrderLimit;
@@ -99,47 +139,125 @@ bool IsBelow(const QString &path, const QString &folder)
     return RealPath(path).startsWith(RealPath(folder) + QLatin1Char('/'));
 }
 
-DeviceOptions ReadValues(const CommandLine &line)
+// Each of these reads some options into `*options`, and gives the reason when one is wrong.
+
+QString ReadServing(const CommandLine &line, DeviceOptions *options)
 {
-    DeviceOptions options;
     bool isNumber = false;
-    const QString mode = line.parser.value(line.mode);
-    options.mode = mode.toInt(&isNumber);
+    options->port = line.parser.value(line.port).toUShort(&isNumber);
     if (!isNumber) {
-        return Refuse(QStringLiteral("--mode takes a whole number, not \"%1\"").arg(mode));
+        return QStringLiteral("--port takes a number from 0 to 65535, not \"%1\"")
+            .arg(line.parser.value(line.port));
     }
-    const QString limit = line.parser.value(line.workOrderLimit);
-    options.workOrderLimit = limit.toInt(&isNumber);
-    if (!isNumber || options.workOrderLimit < 0) {
-        return Refuse(QStringLiteral("--work-order-limit takes a number of 0 or more, not \"%1\"")
-                          .arg(limit));
+    options->listenAddress = line.parser.value(line.listen);
+    in_addr address = {};
+    if (inet_pton(AF_INET, options->listenAddress.toLatin1().constData(), &address) != 1) {
+        return QStringLiteral("--listen takes an IPv4 address, not \"%1\"")
+            .arg(options->listenAddress);
     }
+    const QString serving = line.parser.value(line.serving);
+    if (serving == QLatin1String("classic")) {
+        options->serving = RestServerOptions::Serving::Classic;
+    } else if (serving != QLatin1String("prompt")) {
+        return QStringLiteral("--serving takes \"prompt\" or \"classic\", not \"%1\"").arg(serving);
+    }
+    const QStringList origins = line.parser.values(line.allowOrigin);
+    for (const QString &origin : origins) {
+        options->allowedOrigins.append(origin.toUtf8());
+    }
+    const QString format = line.parser.value(line.logRequests);
+    if (format == QLatin1String("json")) {
+        options->requestLines = RequestReport::Lines::Json;
+    } else if (format == QLatin1String("text")) {
+        options->requestLines = RequestReport::Lines::Text;
+    } else if (line.parser.isSet(line.logRequests)) {
+        return QStringLiteral("--log-requests takes \"json\" or nothing, not \"%1\"").arg(format);
+    }
+    return QString();
+}
+
+QString ReadContent(const CommandLine &line, DeviceOptions *options)
+{
     const QString folder = line.parser.value(line.data);
-    if (folder.isEmpty()) {
-        return Refuse(QStringLiteral("--data is missing: it names the folder of the device"));
+    options->temporary = line.parser.isSet(line.temporary);
+    if (options->temporary && line.parser.isSet(line.data)) {
+        return QStringLiteral("--temporary makes a folder of its own: leave --data out");
     }
-    options.dataFolder = AbsolutePath(folder);
+    if (folder.isEmpty() && !options->temporary) {
+        return QStringLiteral("--data is missing: it names the folder of the device");
+    }
+    options->dataFolder = folder.isEmpty() ? QString() : AbsolutePath(folder);
+    const bool empty = line.parser.isSet(line.empty);
+    options->content = empty ? SampleContent::Extent::Description : SampleContent::Extent::Whole;
+    if (empty && line.parser.isSet(line.from)) {
+        return QStringLiteral("--empty and --from exclude each other");
+    }
+    if (line.parser.isSet(line.from)) {
+        options->goldenFolder = AbsolutePath(line.parser.value(line.from));
+    }
+    return QString();
+}
+
+QString ReadFaults(const CommandLine &line, DeviceOptions *options)
+{
     if (line.parser.isSet(line.faultFile)) {
-        options.faultFile = AbsolutePath(line.parser.value(line.faultFile));
-        if (IsBelow(options.faultFile, options.dataFolder)) {
-            return Refuse(QStringLiteral("--fault-file: %1 lies in the folder of the device, where "
-                                         "uploads reach it; choose a place outside")
-                              .arg(options.faultFile));
+        options->faultFile = AbsolutePath(line.parser.value(line.faultFile));
+        if (!options->temporary && IsBelow(options->faultFile, options->dataFolder)) {
+            return QStringLiteral("--fault-file: %1 lies in the folder of the device, where "
+                                  "uploads reach it; choose a place outside")
+                .arg(options->faultFile);
         }
     }
     for (const QString &text : line.parser.values(line.fault)) {
         QString error;
         const std::optional<Fault> fault = Fault::Parse(text, &error);
         if (!fault) {
-            return Refuse(QStringLiteral("--fault: %1").arg(error));
+            return QStringLiteral("--fault: %1").arg(error);
         }
-        options.faults.append(*fault);
+        options->faults.append(*fault);
+    }
+    return QString();
+}
+
+QString ReadInstrument(const CommandLine &line, DeviceOptions *options)
+{
+    bool isNumber = false;
+    const QString mode = line.parser.value(line.mode);
+    options->mode = mode.toInt(&isNumber);
+    if (!isNumber) {
+        return QStringLiteral("--mode takes a whole number, not \"%1\"").arg(mode);
+    }
+    const QString limit = line.parser.value(line.workOrderLimit);
+    options->workOrderLimit = limit.toInt(&isNumber);
+    if (!isNumber || options->workOrderLimit < 0) {
+        return QStringLiteral("--work-order-limit takes a number of 0 or more, not \"%1\"")
+            .arg(limit);
+    }
+    options->storageAvailable = !line.parser.isSet(line.storageUnavailable);
+    return QString();
+}
+
+DeviceOptions ReadValues(const CommandLine &line)
+{
+    DeviceOptions options;
+    for (const auto read : {ReadInstrument, ReadContent, ReadServing, ReadFaults}) {
+        const QString reason = read(line, &options);
+        if (!reason.isEmpty()) {
+            return Refuse(reason);
+        }
     }
     options.action = DeviceOptions::Action::Serve;
     options.requireSandbox = line.parser.isSet(line.requireSandbox);
-    options.storageAvailable = !line.parser.isSet(line.storageUnavailable);
     options.verbose = line.parser.isSet(line.verbose);
     return options;
+}
+
+// The parser knows options with a value and without one, but none that may do without.
+QStringList WithDefaults(QStringList arguments)
+{
+    arguments.replaceInStrings(QRegularExpression(QStringLiteral("^--log-requests$")),
+                               QStringLiteral("--log-requests=text"));
+    return arguments;
 }
 
 } // namespace
@@ -147,7 +265,7 @@ DeviceOptions ReadValues(const CommandLine &line)
 DeviceOptions DeviceOptions::Parse(const QStringList &arguments)
 {
     CommandLine line;
-    if (!line.parser.parse(arguments)) {
+    if (!line.parser.parse(WithDefaults(arguments))) {
         return Refuse(line.parser.errorText());
     }
     const QStringList others = line.parser.positionalArguments();

@@ -5,6 +5,9 @@
 #include <QStringList>
 
 #include "fault.h"
+#include "requestreport.h"
+#include "restserveroptions.h"
+#include "samplecontent.h"
 
 /** What the command line of the simulator asks for. */
 struct DeviceOptions
@@ -19,7 +22,8 @@ struct DeviceOptions
 
     Action action = Action::Refuse;
     QString message;    ///< the help, the version, or one line that names the bad argument
-    QString dataFolder; ///< absolute and free of "." and ".."; symbolic links are kept
+    QString dataFolder; ///< empty for a temporary one; otherwise absolute and free of "." and "..";
+                        ///< symbolic links are kept
     int mode = 0;
     bool storageAvailable = true;
     int workOrderLimit = 10000;
@@ -27,6 +31,16 @@ struct DeviceOptions
     Faults faults;
     QString faultFile; ///< absolute, clean and not below `dataFolder`; empty for none
     bool verbose = false;
+
+    QString listenAddress = QStringLiteral("127.0.0.1"); ///< IPv4
+    quint16 port = 8081;                                 ///< 0: a free one
+    RestServerOptions::Serving serving = RestServerOptions::Serving::Prompt;
+    QList<QByteArray> allowedOrigins;
+    RequestReport::Lines requestLines = RequestReport::Lines::None;
+
+    bool temporary = false;
+    QString goldenFolder; ///< absolute; the device begins as a copy of it, where one is named
+    SampleContent::Extent content = SampleContent::Extent::Whole;
 
     /**
      * Reads the arguments, the program's name first. An unknown option or a surplus argument is

@@ -8,6 +8,7 @@ ErrorReporter::ErrorReporter(std::FILE *output)
 
 void ErrorReporter::ReportError(QString message, const char *sourceFile, int line)
 {
+    ++count;
     PrintLogLine(stream, "error",
                  QStringLiteral("%1 (%2:%3)")
                      .arg(message, QLatin1String(sourceFile), QString::number(line)));

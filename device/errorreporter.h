@@ -1,6 +1,7 @@
 #ifndef ERRORREPORTER_H
 #define ERRORREPORTER_H
 
+#include <atomic>
 #include <cstdio>
 
 #include "hostmodel.h"
@@ -21,8 +22,12 @@ public:
 
     void ReportError(QString message, const char *sourceFile, int line) override;
 
+    /** How many were reported. */
+    quint64 Count() const { return count; }
+
 private:
     std::FILE *stream;
+    std::atomic<quint64> count{0};
 };
 
 #endif

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <malloc.h>
 
+#include "datafolder.h"
 #include "deviceapplication.h"
 #include "devicelog.h"
 #include "deviceoptions.h"
@@ -35,34 +36,58 @@ void PrintError(const QString &text)
     PrintLine(stderr, QStringLiteral("parlowen-device: %1").arg(text));
 }
 
-void WarnAboutPath(const QString &path)
+// A client's path in a URI comes as bytes, and the rule for such paths compares text: a folder of
+// another name than ASCII would be found by some calls and not by others.
+bool HasPlainName(const QString &path, QString *error)
 {
     const bool plain = std::all_of(path.cbegin(), path.cend(),
                                    [](QChar character) { return character.unicode() < 0x80; });
     if (!plain) {
-        PrintError(QStringLiteral("warning: downloads in pieces will not find files below %1: "
-                                  "that path is not plain ASCII")
-                       .arg(path));
+        *error =
+            QStringLiteral("cannot keep a device in %1: its path is not plain ASCII").arg(path);
     }
+    return plain;
 }
 
-int Serve(const DeviceOptions &options)
+bool PrepareFolder(DeviceOptions *options, TemporaryFolder *temporary, QString *error)
 {
-    DeviceLog::Install(options.verbose ? Verbosity::Debug : Verbosity::Normal);
-    QString error;
-    if (!DeviceApplication::PortIsFree(&error)) {
-        PrintError(error);
-        return exitFailure;
+    if (options->temporary) {
+        if (!temporary->Make(error)) {
+            return false;
+        }
+        options->dataFolder = temporary->Path() + QLatin1String("/device");
     }
+    return HasPlainName(options->dataFolder, error) &&
+           (options->goldenFolder.isEmpty() ||
+            CopyFolder(options->goldenFolder, options->dataFolder, error));
+}
+
+bool Confine(const DeviceOptions &options)
+{
     // The folder rather than the file, which may come and go while the program runs.
     const QStringList readable = options.faultFile.isEmpty()
                                      ? QStringList()
                                      : QStringList{QFileInfo(options.faultFile).path()};
-    if (!DeviceSandbox::Enter(options.dataFolder, readable, &error)) {
+    QString problem;
+    if (DeviceSandbox::Enter(options.dataFolder, readable, &problem)) {
+        return true;
+    }
+    PrintError(problem);
+    return !options.requireSandbox;
+}
+
+int Serve(DeviceOptions options)
+{
+    DeviceLog::Install(options.verbose ? Verbosity::Debug : Verbosity::Normal);
+    QString error;
+    TemporaryFolder temporary;
+    if (!DeviceApplication::PortIsFree(options, &error) ||
+        !PrepareFolder(&options, &temporary, &error)) {
         PrintError(error);
-        if (options.requireSandbox) {
-            return exitFailure;
-        }
+        return exitFailure;
+    }
+    if (!Confine(options)) {
+        return exitFailure;
     }
     const TerminationSignals termination([] { QCoreApplication::quit(); });
     DeviceApplication device(options, stdout);
@@ -70,8 +95,7 @@ int Serve(const DeviceOptions &options)
         PrintError(error);
         return exitFailure;
     }
-    WarnAboutPath(options.dataFolder);
-    PrintLine(stdout, QStringLiteral("listening on http://127.0.0.1:8081"));
+    PrintLine(stdout, QStringLiteral("listening on %1").arg(device.Address()));
     const ServiceWatchdog watchdog;
     const int status = QCoreApplication::exec();
     device.Stop();

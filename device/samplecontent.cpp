@@ -228,12 +228,15 @@ bool SampleContent::Begin(FileSystem &fileSystem, const DeviceFolder &folder, QS
     return true;
 }
 
-bool SampleContent::Write(FileSystem &fileSystem, const DeviceFolder &folder, QString *error)
+bool SampleContent::Write(FileSystem &fileSystem, const DeviceFolder &folder, Extent extent,
+                          QString *error)
 {
     Writer writer(fileSystem);
     WriteAsset(&writer, folder);
-    WriteWorkOrders(&writer, folder);
-    WriteTemplates(&writer, folder);
-    WriteUserFiles(&writer, folder);
+    if (extent == Extent::Whole) {
+        WriteWorkOrders(&writer, folder);
+        WriteTemplates(&writer, folder);
+        WriteUserFiles(&writer, folder);
+    }
     return writer.Finish(folder, error);
 }

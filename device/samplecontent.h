@@ -16,6 +16,13 @@
 class SampleContent
 {
 public:
+    /** How much of it. */
+    enum class Extent
+    {
+        Whole,
+        Description ///< what the device says about itself, and nothing else
+    };
+
     /** The bytes of the large user file. */
     static constexpr int largeFileSize = 12345678;
 
@@ -29,7 +36,8 @@ public:
      * Writes what is missing of it and takes the mark away; the sub-folders exist. What is there
      * stays as it is. True once all is on the disk; on failure `*error` names the file.
      */
-    static bool Write(FileSystem &fileSystem, const DeviceFolder &folder, QString *error);
+    static bool Write(FileSystem &fileSystem, const DeviceFolder &folder, Extent extent,
+                      QString *error);
 };
 
 #endif

@@ -12,6 +12,11 @@ from simulator import BOUNDARY, PORT, Simulator, ask, upload_body  # noqa: E402
 __all__ = ["BOUNDARY", "PORT", "Simulator", "ask", "upload_body"]
 
 
+def classic(program, **options):
+    """A simulator that serves as instruments in the field do: what these tests put under stress."""
+    return Simulator(program, "--serving", "classic", **options)
+
+
 def connect(timeout=60, receive_buffer=None):
     connection = socket.socket()
     connection.settimeout(timeout)

@@ -83,13 +83,17 @@ class Containment(SimulatorTest):
         self.assertEqual(self.upload(f"{self.device.files}/../../workorders/new"), {})
         self.assertTrue(os.path.exists(f"{self.device.data}/workorders/new"))
 
-    def test_a_hard_link_to_a_file_outside_is_not_held_back(self):
+    def upload_to_a_hard_link(self):
+        """What a file outside holds after an upload to another name of it."""
         with open(f"{self.outside}/file", "wb") as file:
             file.write(b"precious")
         os.link(f"{self.outside}/file", self.path("link"))
         self.assertEqual(self.upload(self.path("link"), b"hostile"), {})
         with open(f"{self.outside}/file", "rb") as file:
-            self.assertEqual(file.read(), b"hostile")
+            return file.read()
+
+    def test_a_hard_link_to_a_file_outside_is_replaced(self):
+        self.assertEqual(self.upload_to_a_hard_link(), b"precious")
 
     def test_a_folder_inside_whose_name_begins_like_the_root_is_written(self):
         """Below the data folder nothing holds the text of the rule back."""
@@ -98,8 +102,19 @@ class Containment(SimulatorTest):
         self.assertTrue(os.path.exists(self.device.files + "-sibling/file"))
 
 
-class WebPages(SimulatorTest):
+class ClassicContainment(Containment):
+    """Classic serving writes uploads in place."""
+
+    arguments = ("--serving", "classic")
+
+    def test_a_hard_link_to_a_file_outside_is_replaced(self):
+        self.assertEqual(self.upload_to_a_hard_link(), b"hostile", "not held back")
+
+
+class ClassicWebPages(SimulatorTest):
     """Any page in a browser on the network can send requests; that is why the port needs a fence."""
+
+    arguments = ("--serving", "classic")
 
     def request(self, method, path, body=None, **headers):
         connection = http.client.HTTPConnection("127.0.0.1", 8081, timeout=60)

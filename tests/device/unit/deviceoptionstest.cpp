@@ -42,6 +42,46 @@ TEST(DeviceOptionsTest, EveryOptionIsRead)
     EXPECT_TRUE(options.verbose);
 }
 
+TEST(DeviceOptionsTest, ItServesPromptlyOnThisMachineOnly)
+{
+    const DeviceOptions options = Parse({"--data", "d"});
+    EXPECT_EQ(options.serving, RestServerOptions::Serving::Prompt);
+    EXPECT_EQ(options.listenAddress, "127.0.0.1");
+    EXPECT_EQ(options.port, 8081);
+}
+
+TEST(DeviceOptionsTest, PortAddressAndServingAreRead)
+{
+    const DeviceOptions options = Parse({"--data", "d", "--port", "0", "--listen", "0.0.0.0",
+                                         "--serving", "classic", "--allow-origin", "*"});
+    EXPECT_EQ(options.serving, RestServerOptions::Serving::Classic);
+    EXPECT_EQ(options.listenAddress, "0.0.0.0");
+    EXPECT_EQ(options.port, 0);
+    EXPECT_EQ(options.allowedOrigins, QList<QByteArray>{"*"});
+}
+
+TEST(DeviceOptionsTest, RequestsAreLoggedAsTextOrAsJson)
+{
+    EXPECT_EQ(Parse({"--data", "d"}).requestLines, RequestReport::Lines::None);
+    EXPECT_EQ(Parse({"--data", "d", "--log-requests"}).requestLines, RequestReport::Lines::Text);
+    EXPECT_EQ(Parse({"--log-requests=json", "--data", "d"}).requestLines,
+              RequestReport::Lines::Json);
+    ExpectRefusal({"--data", "d", "--log-requests=xml"}, "xml");
+}
+
+TEST(DeviceOptionsTest, ATemporaryFolderTakesThePlaceOfTheOther)
+{
+    EXPECT_EQ(Parse({"--temporary"}).action, Action::Serve);
+    ExpectRefusal({"--temporary", "--data", "d"}, "--data");
+}
+
+TEST(DeviceOptionsTest, AnEmptyDeviceIsNoCopy)
+{
+    EXPECT_EQ(Parse({"--data", "d", "--empty"}).content, SampleContent::Extent::Description);
+    EXPECT_EQ(Parse({"--data", "d", "--from", "/golden/"}).goldenFolder, "/golden");
+    ExpectRefusal({"--data", "d", "--empty", "--from", "/golden"}, "--from");
+}
+
 TEST(DeviceOptionsTest, AModeMayBeNegative)
 {
     EXPECT_EQ(Parse({"--data", "d", "--mode", "-3"}).mode, -3);

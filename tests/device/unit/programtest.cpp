@@ -187,7 +187,9 @@ TEST_F(ProgramTest, AFolderInUseGetsNoSampleContent)
     Program program(Arguments());
     ExpectListening(&program);
     EXPECT_EQ(Ask({}, "/info")["assetInfo"].toObject(),
-              (QJsonObject{{"serialNumber", "mine"}, {"simulator", true}}));
+              (QJsonObject{{"serialNumber", "mine"},
+                           {"simulator", true},
+                           {"userFilesFolder", device + "/storage/userfiles"}}));
     ASSERT_TRUE(asset.open(QIODevice::ReadOnly));
     EXPECT_EQ(asset.readAll(), "{\"serialNumber\": \"mine\"}");
     EXPECT_TRUE(Ask({}, "/api/workflow/v1/list")["workOrderIds"].toArray().isEmpty());
@@ -295,15 +297,14 @@ TEST_F(ProgramTest, ARefusedBatchIsReportedOnStandardErrorAndStoresNothing)
         errors.contains("Failed to update jobs on filesystem (restserverrequestprocessor:"));
 }
 
-TEST_F(ProgramTest, AFolderWhosePathIsNotAsciiIsWarnedAbout)
+TEST_F(ProgramTest, AFolderWhosePathIsNotAsciiIsNamedAndEndsWithStatus1)
 {
     Program program({"--data", folder.filePath("Gerät")});
-    ExpectListening(&program);
-    EXPECT_EQ(program.Signal(SIGTERM), 0);
+    EXPECT_EQ(program.ExitStatus(), 1);
     const QString errors = program.Errors();
     EXPECT_EQ(errors.count('\n'), 1);
-    EXPECT_TRUE(errors.contains("warning") && errors.contains("Gerät")) << errors.toStdString();
-    EXPECT_TRUE(QFile::exists(folder.filePath("Gerät/asset.json")));
+    EXPECT_TRUE(errors.contains("Gerät")) << errors.toStdString();
+    EXPECT_FALSE(QFile::exists(folder.filePath("Gerät")));
 }
 
 } // namespace

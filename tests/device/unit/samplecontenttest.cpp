@@ -34,7 +34,7 @@ protected:
     bool MakeWith(FileSystem *files)
     {
         return SampleContent::Begin(*files, device, &error) && device.MakeFolders(*files, &error) &&
-               SampleContent::Write(*files, device, &error);
+               SampleContent::Write(*files, device, SampleContent::Extent::Whole, &error);
     }
 
     void Clear() const
@@ -156,7 +156,7 @@ TEST_F(SampleContentTest, IsDueInAnUnusedFolderUntilItIsComplete)
     EXPECT_TRUE(SampleContent::IsDue(device));
     ASSERT_TRUE(device.MakeFolders(fileSystem, &error));
     EXPECT_TRUE(SampleContent::IsDue(device));
-    ASSERT_TRUE(SampleContent::Write(fileSystem, device, &error));
+    ASSERT_TRUE(SampleContent::Write(fileSystem, device, SampleContent::Extent::Whole, &error));
     EXPECT_FALSE(SampleContent::IsDue(device));
 }
 

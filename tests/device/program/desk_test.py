@@ -1,0 +1,231 @@
+#!/usr/bin/env python3
+"""Simulators as they stand on a desk: several, anywhere, with the content that one wants.
+
+usage: desk_test.py SIMULATOR (tests/support must be on the Python path)
+"""
+import json
+import os
+import socket
+import subprocess
+import tarfile
+import time
+import unittest
+from urllib.parse import quote
+
+from simulator import Simulator, upload_body
+from simulatortest import PROGRAM, SimulatorTest
+
+SYNC = "/api/syncfiles/v1/"
+MANAGER = "/api/filemgr/v2/"
+
+
+class Place(SimulatorTest):
+    starts = False
+
+    def refuse(self, *arguments):
+        """What it says when it does not start."""
+        result = subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, timeout=60,
+                                check=False, cwd=self.folder)
+        self.assertNotEqual(result.returncode, 0, arguments)
+        self.assertEqual((result.stdout, result.stderr.count("\n")), ("", 1), result.stderr)
+        return result.stderr
+
+    def test_it_listens_on_this_machine_only(self):
+        self.start("--port", "0")
+        self.assertRegex(self.device.ready_line, r"^listening on http://127\.0\.0\.1:\d+\n$")
+        with socket.socket() as other:
+            with self.assertRaises(ConnectionRefusedError):
+                other.connect(("127.0.0.2", self.device.port))
+
+    def test_it_listens_where_it_is_told(self):
+        self.start("--port", "0", "--listen", "0.0.0.0")
+        with socket.socket() as other:
+            other.connect(("127.0.0.2", self.device.port))
+
+    def test_a_wrong_address_or_port_is_named(self):
+        for option, value in (("--listen", "nowhere"), ("--listen", "::1"), ("--port", "65536"),
+                              ("--port", "x"), ("--serving", "late"), ("--log-requests=xml", "")):
+            arguments = [option, value] if value else [option]
+            self.assertIn(value or "xml", self.refuse("--data", "d", *arguments))
+
+    def test_eight_run_at_once(self):
+        devices = [Simulator(PROGRAM, "--port", "0") for _ in range(8)]
+        for device in devices:
+            self.addCleanup(device.__exit__)
+            device.start()
+        self.assertEqual(len({device.port for device in devices}), 8)
+        for device in devices:
+            self.assertEqual(device.ask("GET", "/info")[0], 200)
+
+    def test_a_folder_behind_a_link_works_in_every_route(self):
+        os.mkdir(os.path.join(self.folder, "real"))
+        os.symlink("real", os.path.join(self.folder, "device"))
+        self.start("--port", "0")
+        path = self.device.path("a b.txt")
+        self.assertEqual(self.ask_json("GET", "/info")["assetInfo"]["userFilesFolder"],
+                         self.device.files)
+        self.assertEqual(self.ask("POST", MANAGER + "userfiles", upload_body(path, b"abc"))[0], 200)
+        listed = [file["path"] for file in self.ask_json("GET", MANAGER + "userfiles")["files"]]
+        self.assertIn(path, listed)
+        for route in (SYNC, MANAGER):
+            self.assertEqual(self.ask("GET", route + "userfiles" + quote(path))[1], b"abc")
+            self.assertEqual(self.ask_json("GET", route + "metadata" + quote(path))["size"], 3)
+        self.assertEqual(self.ask_json("PUT", SYNC + "userfiles" + quote(path)), {})
+        self.assertEqual(self.ask_json("DELETE", MANAGER + "userfiles" + quote(path)), {})
+
+    def test_a_folder_beyond_ascii_is_refused_in_one_line(self):
+        self.assertIn("Gerät", self.refuse("--data", os.path.join(self.folder, "Gerät")))
+
+
+class Content(SimulatorTest):
+    starts = False
+
+    def pending(self, device, route="pendingfiles"):
+        files = device.ask_json("GET", SYNC + route)
+        return [(os.path.relpath(file["path"], device.files), file["modifiedTime"])
+                for file in files]
+
+    def test_four_files_are_pending_from_the_start(self):
+        self.start("--port", "0")
+        self.assertEqual(len(self.pending(self.device)), 4)
+
+    def test_an_empty_device_has_its_description_and_nothing_else(self):
+        self.start("--port", "0", "--empty")
+        self.assertEqual(self.pending(self.device), [])
+        self.assertEqual(self.ask_json("GET", "/api/workflow/v1/list")["workOrderIds"], [])
+        self.assertEqual(self.ask_json("GET", "/info")["assetInfo"]["serialNumber"], "PW-000042")
+        self.assertEqual(self.device.stop(), (0, "", ""))
+
+    def start_temporary(self, *arguments):
+        process = subprocess.Popen([PROGRAM, "--temporary", "--port", "0", *arguments],
+                                   stdout=subprocess.PIPE, text=True, cwd=self.folder,
+                                   env={**os.environ, "TMPDIR": self.folder})
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        self.assertIn("listening on", process.stdout.readline())
+        return process
+
+    def temporary_folders(self):
+        return [name for name in os.listdir(self.folder) if name.startswith("parlowen-device-")]
+
+    def test_a_temporary_folder_goes_with_the_process(self):
+        process = self.start_temporary()
+        self.assertEqual(len(self.temporary_folders()), 1)
+        process.terminate()
+        self.assertEqual(process.wait(), 0)
+        self.assertEqual(self.temporary_folders(), [])
+
+    def test_a_temporary_folder_goes_with_a_process_that_is_killed(self):
+        process = self.start_temporary()
+        process.kill()
+        process.wait()
+        end = time.monotonic() + 30
+        while self.temporary_folders() and time.monotonic() < end:
+            time.sleep(0.01)
+        self.assertEqual(self.temporary_folders(), [])
+
+    def golden(self):
+        """A folder of a device with one confirmed file, and what is pending there."""
+        device = Simulator(PROGRAM, "--port", "0", folder=self.folder)
+        device.start()
+        self.addCleanup(device.kill)
+        confirmed = device.path("traces/resistance.csv")
+        self.assertEqual(device.ask_json("PUT", SYNC + "userfiles" + quote(confirmed)), {})
+        pending = self.pending(device)
+        device.stop()
+        golden = os.path.join(self.folder, "golden")
+        os.rename(device.data, golden)
+        return golden, pending
+
+    def pending_of(self, name, *arguments, route="pendingfiles"):
+        folder = os.path.join(self.folder, name)
+        os.makedirs(folder, exist_ok=True)
+        with Simulator(PROGRAM, "--port", "0", *arguments, folder=folder) as device:
+            return self.pending(device, route)
+
+    def test_a_golden_folder_copied_moved_or_unpacked_has_the_same_files_pending(self):
+        golden, pending = self.golden()
+        self.assertEqual(len(pending), 3)
+        for name in ("copied", "unpacked", "moved"):
+            os.mkdir(os.path.join(self.folder, name))
+        subprocess.run(["cp", "-r", golden, os.path.join(self.folder, "copied", "device")],
+                       check=True)
+        archive = os.path.join(self.folder, "golden.tar")
+        with tarfile.open(archive, "w") as tar:
+            tar.add(golden, "device")
+        with tarfile.open(archive) as tar:
+            tar.extractall(os.path.join(self.folder, "unpacked"))
+        self.assertEqual(self.pending_of("from", "--from", golden), pending)
+        os.rename(golden, os.path.join(self.folder, "moved", "device"))
+        # Files copied without their times have changed a moment ago.
+        copied = self.pending_of("copied", route="pendingfiles/all")
+        self.assertEqual([name for name, _ in copied], [name for name, _ in pending])
+        self.assertEqual(self.pending_of("unpacked"), pending)
+        self.assertEqual(self.pending_of("moved"), pending)
+
+    def test_a_copy_of_a_golden_folder_leaves_it_as_it_is(self):
+        golden, _ = self.golden()
+        os.symlink("readme.txt", os.path.join(golden, "storage", "userfiles", "link"))
+        with Simulator(PROGRAM, "--port", "0", "--from", golden,
+                       folder=self.new_folder("a")) as device:
+            path = device.path("new.txt")
+            device.ask("POST", MANAGER + "userfiles", upload_body(path, b"x"))
+            self.assertTrue(os.path.islink(device.path("link")))
+            self.assertFalse(os.path.exists(os.path.join(golden, "storage/userfiles/new.txt")))
+            device.stop()
+            device.start()
+            self.assertTrue(os.path.exists(path), "a device that is there is not copied over")
+
+    def new_folder(self, name):
+        os.mkdir(os.path.join(self.folder, name))
+        return os.path.join(self.folder, name)
+
+    def test_a_golden_folder_that_is_none_is_named(self):
+        result = subprocess.run([PROGRAM, "--temporary", "--from", "/none"], capture_output=True,
+                                text=True, timeout=60, check=False)
+        self.assertEqual((result.returncode, result.stderr.count("\n")), (1, 1))
+        self.assertIn("/none", result.stderr)
+
+
+class Requests(SimulatorTest):
+    arguments = ("--port", "0", "--log-requests=json")
+
+    def lines(self):
+        return [json.loads(line) for line in self.device.stop()[1].splitlines()]
+
+    def test_each_request_has_a_line(self):
+        self.ask("GET", "/info")
+        self.ask("POST", "/api/v1/techinfo", '{"techId":"A_1"}')
+        lines = self.lines()
+        self.assertEqual([(line["method"], line["uri"], line["status"]) for line in lines],
+                         [("GET", "/info", 200), ("POST", "/api/v1/techinfo", 200)])
+        self.assertEqual(lines[1]["received"], 16)
+
+    def test_a_failed_request_names_its_reason_in_the_line_and_once_on_standard_error(self):
+        self.ask("GET", "/api/workflow/v1/workorder/none")
+        _, output, errors = self.device.stop()
+        self.assertEqual(json.loads(output)["error"], "Job not found")
+        self.assertEqual(errors.count("\n"), 1, errors)
+        self.assertIn("Job not found", errors)
+
+
+class WebPages(SimulatorTest):
+    starts = False
+
+    def status(self, *arguments):
+        """Of a request that a page of another host sends."""
+        self.start("--port", "0", *arguments)
+        with socket.create_connection(("127.0.0.1", self.device.port)) as connection:
+            connection.sendall(b"GET /info HTTP/1.1\r\nHost: device\r\n"
+                               b"Origin: http://page.example\r\n\r\n")
+            return connection.makefile("rb").readline().split()[1]
+
+    def test_a_page_of_another_host_is_refused(self):
+        self.assertEqual(self.status(), b"403")
+
+    def test_a_page_of_an_allowed_host_is_served(self):
+        self.assertEqual(self.status("--allow-origin", "http://page.example"), b"200")
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
