@@ -12,6 +12,8 @@ install(TARGETS ParlowenRestAPI ParlowenHostSupport EXPORT ParlowenRestAPITarget
 install(FILES
     hostsupport/downloadguard.h
     hostsupport/filesystemsandbox.h
+    hostsupport/processsettings.h
+    hostsupport/requestlog.h
     hostsupport/restserverguard.h
     restserver/datachunk.h
     restserver/hostmodel.h
