@@ -1,5 +1,6 @@
 #include <QDir>
 #include <QFileInfo>
+#include <sstream>
 #include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -108,6 +109,21 @@ TEST_F(PromptTransferTest, ABodyThatLacksItsLastBytesStoresNothing)
     });
     EXPECT_EQ(BodyOf(reply), failed);
     EXPECT_EQ(Names(), QStringList());
+}
+
+TEST_F(PromptTransferTest, AChunkedUploadThatJustFillsABufferIsStored)
+{
+    const std::string form = UploadBody(host.Path("file"), "x");
+    for (const size_t length : {16384, 65536, 262144, 1048576, 5000000}) {
+        std::string body = form;
+        body.insert(body.rfind('x'), length - form.size(), 'x');
+        std::ostringstream request;
+        request << "POST " << uploads << " HTTP/1.1\r\nHost: device\r\n"
+                << "Transfer-Encoding: chunked\r\n\r\n"
+                << std::hex << body.size() << "\r\n"
+                << body << "\r\n0\r\n\r\n";
+        EXPECT_EQ(AskBody(request.str()), stored) << body.size();
+    }
 }
 
 TEST_F(PromptTransferTest, TheNewFileHasTheModeOfTheOldOne)
