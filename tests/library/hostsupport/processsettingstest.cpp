@@ -8,7 +8,7 @@
 
 #if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
-TEST(ProcessSettings, LargeBlocksGoBackToTheKernelHoweverOftenTheyWereFreed)
+TEST(ProcessSettingsTest, LargeBlocksGoBackToTheKernelHoweverOftenTheyWereFreed)
 {
     constexpr size_t large = size_t(5) * 1024 * 1024;
     ProcessSettings::ReturnLargeBlocks();

@@ -47,13 +47,13 @@ protected:
 
 } // namespace
 
-TEST(RequestLogText, IsOneLineOfWhatHappened)
+TEST(RequestLogTextTest, IsOneLineOfWhatHappened)
 {
     EXPECT_EQ(Text(Record()),
               "2026-01-31T10:15:30.123Z 192.0.2.1:40000 GET /info 200 5 412 0.8 ms");
 }
 
-TEST(RequestLogText, TellsErrorAndReports)
+TEST(RequestLogTextTest, TellsErrorAndReports)
 {
     RequestRecord record = Record();
     record.error = "Upload failed";
@@ -62,35 +62,35 @@ TEST(RequestLogText, TellsErrorAndReports)
     EXPECT_TRUE(Text(record).endsWith(" ms \"Upload failed\" (one; two)"));
 }
 
-TEST(RequestLogText, APercentSignInAUriIsNoPlace)
+TEST(RequestLogTextTest, APercentSignInAUriIsNoPlace)
 {
     RequestRecord record = Record();
     record.uri = "/%1%2%5";
     EXPECT_TRUE(Text(record).contains(" GET /%1%2%5 200 5 412 "));
 }
 
-TEST(RequestLogText, HasNoControlCharacter)
+TEST(RequestLogTextTest, HasNoControlCharacter)
 {
     RequestRecord record = Record();
     record.error = "a\nb\x1b[2J";
     EXPECT_TRUE(Text(record).endsWith("\"a\\u000ab\\u001b[2J\""));
 }
 
-TEST(RequestLogText, HasNoCharacterThatTurnsTheLineAround)
+TEST(RequestLogTextTest, HasNoCharacterThatTurnsTheLineAround)
 {
     RequestRecord record = Record();
     record.uri = QString::fromUtf16(u"/a\u202eb").toUtf8();
     EXPECT_TRUE(Text(record).contains(" /a\\u202eb "));
 }
 
-TEST(RequestLogText, AUriThatIsNoUtf8IsStillALine)
+TEST(RequestLogTextTest, AUriThatIsNoUtf8IsStillALine)
 {
     RequestRecord record = Record();
     record.uri = "/a\xff";
     EXPECT_TRUE(Text(record).contains("GET /a"));
 }
 
-TEST(RequestLogJson, HasAMemberForEachMatter)
+TEST(RequestLogJsonTest, HasAMemberForEachMatter)
 {
     EXPECT_EQ(Json(Record()), (QJsonObject{{"time", "2026-01-31T10:15:30.123Z"},
                                            {"client", "192.0.2.1:40000"},
@@ -102,7 +102,7 @@ TEST(RequestLogJson, HasAMemberForEachMatter)
                                            {"milliseconds", 0.823}}));
 }
 
-TEST(RequestLogJson, TellsErrorAndReason)
+TEST(RequestLogJsonTest, TellsErrorAndReason)
 {
     RequestRecord record = Record();
     record.error = "say \"no\"";
@@ -112,7 +112,7 @@ TEST(RequestLogJson, TellsErrorAndReason)
     EXPECT_EQ(Json(record)["reason"], "one; two");
 }
 
-TEST(RequestLogJson, HasNoControlCharacter)
+TEST(RequestLogJsonTest, HasNoControlCharacter)
 {
     RequestRecord record = Record();
     record.error = QString(QChar(0x9b)) + "2J";

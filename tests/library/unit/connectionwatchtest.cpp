@@ -126,12 +126,12 @@ protected:
 
 } // namespace
 
-TEST(PeerName, IsAddressAndPort)
+TEST(PeerNameTest, IsAddressAndPort)
 {
     EXPECT_EQ(PeerName("192.0.2.1", 40000), "192.0.2.1:40000");
 }
 
-TEST(PeerName, DoesNotTellTheInterfaceOfALocalAddress)
+TEST(PeerNameTest, DoesNotTellTheInterfaceOfALocalAddress)
 {
     EXPECT_EQ(PeerName("fe80::1%eth0", 40000), "fe80::1:40000");
 }

@@ -96,7 +96,7 @@ TEST_F(CountedStorageTest, QuestionsGoToTheHost)
     EXPECT_FALSE(storage.HasFreeSpace(7));
 }
 
-TEST(PromptHost, NotesWhatIsReportedAndPassesItOn)
+TEST(PromptHostTest, NotesWhatIsReportedAndPassesItOn)
 {
     FakeHost host;
     PromptHost promptHost(&host);
