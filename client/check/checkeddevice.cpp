@@ -201,20 +201,24 @@ const DeviceState &CheckedDevice::Before() const
 
 void CheckedDevice::ProbeStorage(bool mayWrite)
 {
-    constexpr int looked = 3;
+    constexpr int looked = 10;
+    constexpr double largest = 20e6;
     const bool byUpload = before.files.isEmpty() && mayWrite && !folder.isEmpty();
     try {
         if (byUpload) {
             storageIsAway = Upload(NewFile("probe"), "probe").body.contains("Upload failed");
             return;
         }
-        bool refused = true;
+        // One that comes is enough.
+        bool comes = false;
         for (const QJsonObject &file : SomeFiles(looked)) {
-            const QString path = file.value("path").toString();
-            const HttpAnswer answer = Get(DeviceConnection::Route(Routes::userFiles, path));
-            refused = refused && answer.body.contains("File read failure");
+            if (!comes && file.value("size").toDouble() <= largest) {
+                const QString path = file.value("path").toString();
+                const HttpAnswer answer = Get(DeviceConnection::Route(Routes::userFiles, path));
+                comes = !answer.body.contains("File read failure");
+                storageIsAway = !comes;
+            }
         }
-        storageIsAway = refused;
     } catch (const Finding &) {
         // An assertion of its own finds it.
     }

@@ -20,7 +20,7 @@ QString Difference(const QJsonArray &before, const QJsonArray &after)
             lines.append("new or changed: " + QString(CompactJson(record.toObject())));
         }
     }
-    return lines.mid(0, 5).join('\n');
+    return lines.mid(0, 5).join("; ");
 }
 
 void StillAnswers(CheckedDevice &device)

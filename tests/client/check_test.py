@@ -3,6 +3,7 @@
 import html.parser
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import time
@@ -76,6 +77,13 @@ class RightDevice(unittest.TestCase):
         self.assertEqual(len({one["id"] for one in assertions}), len(assertions))
         for one in assertions:
             self.assertTrue(one["sentence"].endswith(".") and one["reference"], one)
+
+    def test_silent_mistakes_name_assertions(self):
+        page = pathlib.Path(os.environ["PARLOWEN_SOURCE"], "docs", "silent-mistakes.md").read_text()
+        cells = [line.split("|")[-2] for line in page.splitlines() if line.startswith("| ")]
+        named = set(re.findall(r"`([^`]+)`", " ".join(cells))) - {"parlowenctl check"}
+        self.assertGreater(len(named), 10)
+        self.assertLessEqual(named, {one["id"] for one in self.reading[1]["assertions"]})
 
     def test_page_fetches_nothing(self):
         references = References()

@@ -32,6 +32,9 @@ class Tls(ClientTest):
     def test_certificate_and_key(self):
         self.assertIn("interface filemgr", self.through(DONE, "info").out)
 
+    def test_device_behind_the_proxy_is_checked(self):
+        self.assertIn("0 failed", self.through(DONE, "check").out)
+
     def test_certificate_with_its_key_in_one_file(self):
         self.through(DONE, "info", cert="client.pem", key=None)
 
