@@ -1,5 +1,7 @@
-# What `cmake --install` puts where: the library, its public headers, the files by which CMake and
-# pkg-config find it, and the programs with their manual pages.
+# What `cmake --install` puts where, in three components:
+#   Runtime        the library
+#   Development    its headers, the host support, the files by which CMake and pkg-config find both
+#   Tools          the programs that are built, with their manual pages
 include(CMakePackageConfigHelpers)
 
 set(cmake_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ParlowenRestAPI)
@@ -8,7 +10,8 @@ set(PARLOWEN_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING
 
 install(TARGETS ParlowenRestAPI ParlowenHostSupport EXPORT ParlowenRestAPITargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+        COMPONENT Runtime NAMELINK_COMPONENT Development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
 install(FILES
     hostsupport/downloadguard.h
     hostsupport/filesystemsandbox.h
@@ -23,11 +26,14 @@ install(FILES
     restserver/restserveroptions.h
     restserver/sharedqueue.h
     restserver/timestamp.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/parlowenrestapi)
+    ${PROJECT_BINARY_DIR}/include/parlowenversion.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/parlowenrestapi
+    COMPONENT Development)
 
 install(EXPORT ParlowenRestAPITargets
     NAMESPACE ParlowenRestAPI::
-    DESTINATION ${cmake_package_dir})
+    DESTINATION ${cmake_package_dir}
+    COMPONENT Development)
 configure_package_config_file(cmake/package/ParlowenRestAPIConfig.cmake.in
     ${PROJECT_BINARY_DIR}/package/ParlowenRestAPIConfig.cmake
     INSTALL_DESTINATION ${cmake_package_dir})
@@ -38,9 +44,10 @@ install(FILES
     ${PROJECT_BINARY_DIR}/package/ParlowenRestAPIConfig.cmake
     ${PROJECT_BINARY_DIR}/package/ParlowenRestAPIConfigVersion.cmake
     cmake/FindCivetweb.cmake
-    DESTINATION ${cmake_package_dir})
+    DESTINATION ${cmake_package_dir}
+    COMPONENT Development)
 
-# The pkg-config file finds its prefix from its own place, so that an installed tree can be moved.
+# The pkg-config files find their prefix from their own place, so that an installed tree can be moved.
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
     set(pc_prefix "${CMAKE_INSTALL_PREFIX}")
     set(pc_libdir "${CMAKE_INSTALL_FULL_LIBDIR}")
@@ -57,20 +64,23 @@ set(pc_civetweb_cflags "")
 if(NOT Civetweb_INCLUDE_DIR IN_LIST CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES)
     set(pc_civetweb_cflags " -I${Civetweb_INCLUDE_DIR}")
 endif()
-configure_file(cmake/package/parlowenrestapi.pc.in
-    ${PROJECT_BINARY_DIR}/package/parlowenrestapi.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/package/parlowenrestapi.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(package parlowenrestapi parlowenhostsupport)
+    configure_file(cmake/package/${package}.pc.in ${PROJECT_BINARY_DIR}/package/${package}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/package/${package}.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT Development)
+endforeach()
 
 # An installed program finds the library of its own prefix, wherever that is moved to.
 file(RELATIVE_PATH from_bin_to_lib "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
 foreach(program parlowen-device parlowenctl)
     if(TARGET ${program})
         set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
-        install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+        install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
         configure_file(docs/man/${program}.1.in ${PROJECT_BINARY_DIR}/package/${program}.1 @ONLY)
         install(FILES ${PROJECT_BINARY_DIR}/package/${program}.1
-            DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+            COMPONENT Tools)
     endif()
 endforeach()
 
@@ -78,5 +88,17 @@ if(TARGET parlowen-device)
     configure_file(packaging/systemd/parlowen-device.service.in
         ${PROJECT_BINARY_DIR}/package/parlowen-device.service @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/package/parlowen-device.service
-        DESTINATION ${PARLOWEN_SYSTEMD_UNIT_DIR})
+        DESTINATION ${PARLOWEN_SYSTEMD_UNIT_DIR}
+        COMPONENT Tools)
+endif()
+if(TARGET parlowenctl)
+    install(FILES client/completion/parlowenctl.bash
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME parlowenctl
+        COMPONENT Tools)
+    install(FILES client/completion/_parlowenctl
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
+        COMPONENT Tools)
+    install(FILES client/completion/parlowenctl.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
+        COMPONENT Tools)
 endif()

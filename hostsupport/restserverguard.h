@@ -80,7 +80,7 @@ public:
     /** While true a download occupies the server, so that no answer can be late. */
     void SetStreaming(bool active) { streaming = active; }
 
-signals:
+Q_SIGNALS:
     /** The server has been stopped, by the application or for a restart. */
     void Stopped();
 

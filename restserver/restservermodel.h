@@ -129,7 +129,7 @@ public:
     /** Empties both chunk queues; the chunks are not deleted. */
     static void ClearChunkQueues();
 
-public slots:
+public Q_SLOTS:
     /** Serves every request that is queued. Called by the timer, on the main thread. */
     void ServerUpdateTickHandler();
 
