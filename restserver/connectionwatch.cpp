@@ -253,24 +253,28 @@ size_t ConnectionWatch::ThreadsThatWait()
                       [](const auto &entry) { return entry.second.phase != Working; }));
 }
 
+// Who is too young to be shut down may all the same be the slowest. Then nobody is shut down in its
+// stead: when many slow clients come back at once, those that move are not to make room for them.
 void ConnectionWatch::ShutDownSlowest(Clock::time_point now)
 {
     const size_t waiting = ThreadsThatWait();
     if (waiting <= threads / 2) {
         return;
     }
-    std::vector<const Track *> candidates;
+    std::vector<const Track *> slowest;
     for (const auto &track : tracks) {
-        if (now - track.second.waitsSince >= slowestWindow) {
-            candidates.push_back(&track.second);
+        if (track.second.WaitsForClient()) {
+            slowest.push_back(&track.second);
         }
     }
     const auto from = now - slowestWindow;
-    std::sort(candidates.begin(), candidates.end(), [from](const Track *a, const Track *b) {
+    std::sort(slowest.begin(), slowest.end(), [from](const Track *a, const Track *b) {
         return a->MovedSince(from) < b->MovedSince(from);
     });
-    candidates.resize(std::min(candidates.size(), waiting - threads / 2));
-    for (const Track *slow : candidates) {
-        ShutDown(slow->socket);
+    slowest.resize(std::min(slowest.size(), waiting - threads / 2));
+    for (const Track *slow : slowest) {
+        if (now - slow->waitsSince >= slowestWindow) {
+            ShutDown(slow->socket);
+        }
     }
 }

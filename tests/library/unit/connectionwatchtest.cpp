@@ -226,3 +226,25 @@ TEST_F(ConnectionWatchTest, OfTwoThatHoldEveryThreadTheSlowestIsShutDown)
     EXPECT_EQ(fast.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     clients.clear();
 }
+
+TEST_F(ConnectionWatchTest, WhatMovesIsNotShutDownInTheSteadOfASlowOneThatIsYoung)
+{
+    watch.Start(ListeningSockets());
+    auto fast = Serve(16 * 1024);
+    const std::string piece(16 * 1024, 'x');
+    const auto move = [&] {
+        return send(*clients[0], piece.data(), piece.size(), MSG_NOSIGNAL) ==
+               static_cast<ssize_t>(piece.size());
+    };
+    const auto oldEnough = std::chrono::steady_clock::now() + std::chrono::seconds(4);
+    while (std::chrono::steady_clock::now() < oldEnough) {
+        ASSERT_TRUE(move());
+        ASSERT_EQ(fast.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    }
+    auto slow = Serve(1000000);
+    while (slow.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
+        ASSERT_TRUE(move());
+        ASSERT_EQ(fast.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    }
+    clients.clear();
+}
