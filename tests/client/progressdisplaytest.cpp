@@ -37,4 +37,40 @@ TEST(ProgressDisplay, BytesBelowAKibibyteHaveNoFraction)
     EXPECT_EQ(ProgressDisplay::Bytes(1024), "1.0 KiB");
 }
 
+TEST(ProgressDisplay, JobTellsFilesAndMinutes)
+{
+    EXPECT_EQ(ProgressDisplay::DescribeJob(312, 5000, 240), "312 of 5,000, 4 min left");
+}
+
+TEST(ProgressDisplay, JobTellsSecondsAtItsEnd)
+{
+    EXPECT_EQ(ProgressDisplay::DescribeJob(4999, 5000, 59), "4,999 of 5,000, 59 s left");
+}
+
+TEST(ProgressDisplay, JobThatHasNotBegunHasNoTimeLeft)
+{
+    EXPECT_EQ(ProgressDisplay::DescribeJob(0, 5000, -1), "0 of 5,000");
+}
+
+TEST(ProgressDisplay, WideLettersTakeTwoColumnsAndAccentsNone)
+{
+    EXPECT_EQ(ProgressDisplay::Columns(QString::fromUtf8("a\u6e2c")), 3);
+    EXPECT_EQ(ProgressDisplay::Columns(QString::fromUtf8("e\u0301")), 1);
+}
+
+TEST(ProgressDisplay, HalfAWideLetterIsNotShown)
+{
+    EXPECT_EQ(ProgressDisplay::LastColumns(QString::fromUtf8("\u6e2c\u6e2c"), 3),
+              QString::fromUtf8("\u6e2c"));
+}
+
+TEST(ProgressDisplay, NarrowLineLeavesOutTheBarFirst)
+{
+    EXPECT_EQ(ProgressDisplay::Fit("", "file.bin", 50, "details", 40),
+              "file.bin [##########----------] details");
+    EXPECT_EQ(ProgressDisplay::Fit("", "file.bin", 50, "details", 20), "file.bin details");
+    EXPECT_EQ(ProgressDisplay::Fit("", "file.bin", 50, "details", 13), "file.bin 50%");
+    EXPECT_EQ(ProgressDisplay::Fit("", "file.bin", 50, "details", 5), " 50%");
+}
+
 } // namespace
