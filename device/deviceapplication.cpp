@@ -128,6 +128,14 @@ IRestServerModel &DeviceApplication::Server()
     return IsPrompt(options) ? static_cast<IRestServerModel &>(server) : serverGuard;
 }
 
+// Between two requests only: a request may hold on to the jobs that it was given.
+void DeviceApplication::BeginCall()
+{
+    if (requestDelay.Wait() && models->workOrders.LoadIfChanged()) {
+        models->jobs.RefreshJobs();
+    }
+}
+
 IRootModel *DeviceApplication::RootModel()
 {
     return this;
@@ -135,19 +143,19 @@ IRootModel *DeviceApplication::RootModel()
 
 IStorageModel *DeviceApplication::StorageModel()
 {
-    requestDelay.Wait();
+    BeginCall();
     return &faultyModels->storage;
 }
 
 IModeModel *DeviceApplication::ModeModel()
 {
-    requestDelay.Wait();
+    BeginCall();
     return &models->mode;
 }
 
 IJobPanelModel *DeviceApplication::JobPanelModel()
 {
-    requestDelay.Wait();
+    BeginCall();
     return &models->jobPanel;
 }
 
@@ -163,7 +171,7 @@ IErrorReporter *DeviceApplication::ErrorReporter()
 
 IJobModel *DeviceApplication::JobModel()
 {
-    requestDelay.Wait();
+    BeginCall();
     return &models->jobs;
 }
 
@@ -174,19 +182,19 @@ IRestServerModel *DeviceApplication::RestServer()
 
 IWorkOrderStore *DeviceApplication::WorkOrderStore()
 {
-    requestDelay.Wait();
+    BeginCall();
     return &faultyModels->workOrders;
 }
 
 ISyncFilesModel *DeviceApplication::SyncFilesModel()
 {
-    requestDelay.Wait();
+    BeginCall();
     return &faultyModels->syncFiles;
 }
 
 IFileManagerModel *DeviceApplication::FileManagerModel()
 {
-    requestDelay.Wait();
+    BeginCall();
     if (downloadGuard) {
         return downloadGuard.get();
     }
@@ -195,7 +203,7 @@ IFileManagerModel *DeviceApplication::FileManagerModel()
 
 IAssetModel *DeviceApplication::AssetModel()
 {
-    requestDelay.Wait();
+    BeginCall();
     return &models->asset;
 }
 

@@ -75,6 +75,7 @@ public:
 
 private:
     RestServerOptions ServerOptions();
+    void BeginCall();
     IRestServerModel &Server();
     bool OpenFolder(QString *error);
     bool FillFolder(const DeviceFolder &folder, QString *error);

@@ -4,6 +4,7 @@
 #include <QFileInfo>
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "clienttext.h"
 #include "documentfile.h"
@@ -17,6 +18,11 @@ QStringList DocumentsIn(const QString &folder)
 {
     return QDir(folder).entryList({QStringLiteral("*.json")}, QDir::Files | QDir::CaseSensitive,
                                   QDir::Name);
+}
+
+QDateTime FolderTime(const QString &folder)
+{
+    return QFileInfo(folder).lastModified();
 }
 
 bool IsTaken(const QString &path)
@@ -45,11 +51,30 @@ void WorkOrderStore::Load()
         errorReporter.ReportError(error, source, __LINE__);
     }
     index.clear();
+    formerlySkipped = std::exchange(skipped, {});
+    loadedFolderTime = FolderTime(folder);
     const QStringList pending = journal.PendingFiles();
     QStringList files = pending + DocumentsIn(folder);
     files.removeDuplicates(); // a file that is still to be replaced counts with its new content
     for (const QString &file : qAsConst(files)) {
         AddFile(file);
+    }
+}
+
+bool WorkOrderStore::LoadIfChanged()
+{
+    if (FolderTime(folder) == loadedFolderTime) {
+        return false;
+    }
+    Load();
+    return true;
+}
+
+void WorkOrderStore::ReportSkipped(const QString &message)
+{
+    skipped.insert(message);
+    if (!formerlySkipped.contains(message)) {
+        errorReporter.ReportError(message, source, __LINE__);
     }
 }
 
@@ -63,9 +88,7 @@ void WorkOrderStore::AddFile(const QString &fileName)
         if (problem.isEmpty()) {
             problem = QStringLiteral("it has no valid \"workOrderId\"");
         }
-        errorReporter.ReportError(
-            QStringLiteral("skipped %1: it is no work order, %2").arg(path, problem), source,
-            __LINE__);
+        ReportSkipped(QStringLiteral("skipped %1: it is no work order, %2").arg(path, problem));
     } else if (index.count(id) > 0) {
         SkipDuplicate(id, fileName);
     } else {
@@ -76,14 +99,13 @@ void WorkOrderStore::AddFile(const QString &fileName)
 void WorkOrderStore::SkipDuplicate(const QString &id, const QString &fileName)
 {
     Entry &entry = index.at(id);
-    QString skipped = fileName;
+    QString surplus = fileName;
     if (fileName == WorkOrderId::FileName(id)) {
-        skipped = entry.fileName;
+        surplus = entry.fileName;
         entry = Entry{fileName, ModifiedTime(fileName)};
     }
-    errorReporter.ReportError(QStringLiteral("skipped %1: %2 holds the same work order")
-                                  .arg(journal.PathOf(skipped), entry.fileName),
-                              source, __LINE__);
+    ReportSkipped(QStringLiteral("skipped %1: %2 holds the same work order")
+                      .arg(journal.PathOf(surplus), entry.fileName));
 }
 
 bool WorkOrderStore::UpdateWorkOrders(QJsonArray workOrders)
@@ -135,12 +157,14 @@ bool WorkOrderStore::FitsLimit(const Documents &documents, QString *error) const
 bool WorkOrderStore::StoreBatch(const Documents &documents, QString *error)
 {
     BatchJournal::Batch batch;
+    LoadIfChanged();
     if (!journal.Apply(error) || !NameFiles(documents, &batch, error) ||
         !journal.Stage(batch, error) || !journal.Commit(error)) {
         return false;
     }
     Remember(documents);
     journal.Apply(error);
+    loadedFolderTime = FolderTime(folder);
     return true;
 }
 

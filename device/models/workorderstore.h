@@ -1,6 +1,7 @@
 #ifndef WORKORDERSTORE_H
 #define WORKORDERSTORE_H
 
+#include <QDateTime>
 #include <QSet>
 #include <map>
 
@@ -43,8 +44,17 @@ public:
     WorkOrderStore(FileSystem &fileSystem, const QString &workOrderFolder,
                    const QString &stateFolder, IErrorReporter &errors, int limit = defaultLimit);
 
-    /** Finishes or throws away a batch that was cut short, then reads every file. */
+    /**
+     * Finishes or throws away a batch that was cut short, then reads every file. What is skipped is
+     * reported once, and again when it was gone in between.
+     */
     void Load();
+
+    /**
+     * Loads when somebody else has added, removed or renamed a file since; true if so. Changes
+     * inside a file show whenever its document is asked for.
+     */
+    bool LoadIfChanged();
 
     /**
      * Each element replaces the document of its id or is added; of two elements with the same id
@@ -72,6 +82,7 @@ private:
     using Documents = std::map<QString, QJsonObject>;
 
     void AddFile(const QString &fileName);
+    void ReportSkipped(const QString &message);
     void SkipDuplicate(const QString &id, const QString &fileName);
     bool Collect(const QJsonArray &workOrders, Documents *documents, QString *error) const;
     bool NameFiles(const Documents &documents, BatchJournal::Batch *batch, QString *error) const;
@@ -86,6 +97,9 @@ private:
     IErrorReporter &errorReporter;
     BatchJournal journal;
     Index index;
+    QDateTime loadedFolderTime; // of the folder's last change that is known here
+    QSet<QString> skipped;      // what the last load reported
+    QSet<QString> formerlySkipped;
 };
 
 #endif

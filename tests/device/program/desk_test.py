@@ -187,6 +187,18 @@ class Content(SimulatorTest):
         self.assertIn("/none", result.stderr)
 
 
+class WorkOrders(SimulatorTest):
+    arguments = ("--port", "0", "--empty")
+
+    def test_a_work_order_placed_in_the_folder_is_served_at_once(self):
+        self.assertEqual(self.ask_json("GET", "/api/workflow/v1/list")["workOrderIds"], [])
+        with open(os.path.join(self.device.data, "workorders", "mine.json"), "w",
+                  encoding="utf-8") as file:
+            file.write('{"workOrderId": "MINE"}')
+        self.assertEqual(self.ask_json("GET", "/api/workflow/v1/list")["workOrderIds"], ["MINE"])
+        self.assertIn("cdm", self.ask_json("GET", "/api/workflow/v1/workorder/MINE"))
+
+
 class Requests(SimulatorTest):
     arguments = ("--port", "0", "--log-requests=json")
 

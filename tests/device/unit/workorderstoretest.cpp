@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QJsonDocument>
+#include <QThread>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -47,6 +48,39 @@ TEST_F(WorkOrderStoreTest, ABatchIsThereAtOnceAndAfterARestart)
     EXPECT_EQ(OpenStore(folder).Revisions(), expected);
     EXPECT_EQ(folder.Names(), QStringList({"state", "workorders", "workorders/WO-0001.json",
                                            "workorders/WO-0002.json", "workorders/WO-0003.json"}));
+}
+
+TEST_F(WorkOrderStoreTest, AFileThatComesOrGoesWhileTheProgramRunsIsNoticed)
+{
+    folder.Place("a.json", Document("A", 1));
+    OpenStore open(folder);
+    EXPECT_FALSE(open.store.LoadIfChanged());
+    QThread::msleep(20); // the clock of files is coarse
+    folder.Place("b.json", Document("B", 1));
+    EXPECT_TRUE(open.store.LoadIfChanged());
+    EXPECT_EQ(IdsOf(open.store), QStringList({"A", "B"}));
+    EXPECT_FALSE(open.store.LoadIfChanged());
+    QThread::msleep(20);
+    ASSERT_TRUE(QFile::remove(folder.WorkOrders() + "/a.json"));
+    EXPECT_TRUE(open.store.LoadIfChanged());
+    EXPECT_EQ(IdsOf(open.store), QStringList("B"));
+}
+
+TEST_F(WorkOrderStoreTest, ABatchIsNoChangeByOthers)
+{
+    OpenStore open(folder);
+    ASSERT_TRUE(open.store.UpdateWorkOrders(Batch(1, 3, 1)));
+    EXPECT_FALSE(open.store.LoadIfChanged());
+}
+
+TEST_F(WorkOrderStoreTest, WhatIsSkippedIsReportedOnce)
+{
+    folder.Place("bad.json", "{");
+    OpenStore open(folder);
+    ASSERT_EQ(open.errors.messages.size(), 1);
+    EXPECT_TRUE(open.errors.messages.first().contains("bad.json"));
+    open.store.Load();
+    EXPECT_EQ(open.errors.messages.size(), 1);
 }
 
 TEST_F(WorkOrderStoreTest, WhatStandsWhereABatchIsWrittenIsKeptAsideAndReported)
