@@ -22,10 +22,10 @@ QRegularExpression RoutePattern(const QString &path)
 }
 
 // A digest is advised, not demanded: its absence is a warning of its own.
-QJsonValue WithDigest(const QJsonValue &value, const QString &operation)
+QJsonValue WithDigest(const QJsonValue &value)
 {
     QJsonObject object = value.toObject();
-    if (!operation.endsWith("Metadata") || !object.contains("path") || object.contains("sha256")) {
+    if (!object.contains("path") || object.contains("sha256")) {
         return value;
     }
     object.insert("sha256", QString(64, '0'));
@@ -77,9 +77,11 @@ QString InterfaceDescription::Problem(const QString &operation, const HttpAnswer
             }
             const QJsonObject response = Resolved(described.responses.value(status).toObject());
             HttpAnswer completed = answer;
-            const QJsonDocument document = QJsonDocument::fromJson(answer.body);
+            const QJsonDocument document = operation.endsWith("Metadata")
+                                               ? QJsonDocument::fromJson(answer.body)
+                                               : QJsonDocument();
             if (document.isObject()) {
-                const QJsonObject object = WithDigest(document.object(), operation).toObject();
+                const QJsonObject object = WithDigest(document.object()).toObject();
                 completed.body = QJsonDocument(object).toJson();
             }
             return ContentProblem(response.value("content").toObject(), completed);

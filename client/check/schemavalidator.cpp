@@ -1,6 +1,7 @@
 #include "schemavalidator.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QJsonArray>
 #include <QRegularExpression>
 #include <QStringList>
@@ -40,6 +41,18 @@ QString CheckType(const QJsonValue &value, const QJsonValue &types, const QStrin
     return QString("%1 is not of type %2").arg(at, names.join(" or "));
 }
 
+// Compiled once: a list of work orders matches one for each of them.
+const QRegularExpression &Compiled(const QString &pattern)
+{
+    static QHash<QString, QRegularExpression> patterns;
+    auto known = patterns.find(pattern);
+    if (known == patterns.end()) {
+        known = patterns.insert(
+            pattern, QRegularExpression(pattern, QRegularExpression::UseUnicodePropertiesOption));
+    }
+    return *known;
+}
+
 QString CheckString(const QString &text, const QJsonObject &schema, const QString &at)
 {
     const int length = text.toUcs4().size();
@@ -48,10 +61,7 @@ QString CheckString(const QString &text, const QJsonObject &schema, const QStrin
         return QString("%1 is %2 characters long").arg(at).arg(length);
     }
     const QString pattern = schema.value("pattern").toString();
-    if (!pattern.isEmpty() &&
-        !QRegularExpression(pattern, QRegularExpression::UseUnicodePropertiesOption)
-             .match(text)
-             .hasMatch()) {
+    if (!pattern.isEmpty() && !Compiled(pattern).match(text).hasMatch()) {
         return QString("%1 does not match %2").arg(at, pattern);
     }
     if (schema.value("format") == "date-time" &&

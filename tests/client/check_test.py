@@ -141,10 +141,18 @@ class OtherDevices(unittest.TestCase):
         self.assertEqual(result.returncode, CANNOT_CONNECT)
         self.assertIn("no connection", result.stderr)
 
-    def test_empty_device_passes(self):
-        with CheckedDevice(empty=True) as device:
-            status, report = check("--write", "--folder", str(device.user_files))
+    def test_device_that_serves_classically_passes(self):
+        with CheckedDevice("--serving", "classic") as device:
+            device.activate()
+            status, report = check("--write")
         self.assertEqual((failures(report), status), ({}, DONE))
+
+    def test_empty_device_passes(self):
+        for serving in ("prompt", "classic"):
+            with self.subTest(serving=serving), \
+                    CheckedDevice("--serving", serving, empty=True) as device:
+                status, report = check("--write", "--folder", str(device.user_files))
+                self.assertEqual((failures(report), status), ({}, DONE))
 
     def test_folder_that_nothing_tells_is_a_reason(self):
         with CheckedDevice(empty=True):
