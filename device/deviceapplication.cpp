@@ -52,6 +52,7 @@ RestServerOptions DeviceApplication::ServerOptions()
         options.listenAddress.toLatin1() + ':' + QByteArray::number(options.port);
     chosen.errorLogFile.clear(); // the folder that the program is started in is not its own
     chosen.observer = &requestReport;
+    chosen.prepareWorker = [this] { return uploadSandbox.Enter(); };
     chosen.allowedOrigins = options.allowedOrigins;
     return chosen;
 }
@@ -79,6 +80,12 @@ bool DeviceApplication::Start(QString *error)
         return false;
     }
     if (!OpenFolder(error)) {
+        uploadSandbox.Refuse();
+        Stop();
+        return false;
+    }
+    const DeviceFolder folder(options.dataFolder);
+    if (!uploadSandbox.Allow(folder.Storage(), error)) {
         Stop();
         return false;
     }

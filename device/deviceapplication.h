@@ -6,6 +6,7 @@
 
 #include "devicefolder.h"
 #include "deviceoptions.h"
+#include "devicesandbox.h"
 #include "downloadguard.h"
 #include "errorreporter.h"
 #include "faultplan.h"
@@ -88,6 +89,7 @@ private:
     FaultyFileSystem fileSystem;
     RequestDelay requestDelay;
     FolderLock folderLock; // from the first look into the folder until the models are gone
+    UploadSandbox uploadSandbox;
     RestServerModel server;
     RestServerGuard serverGuard; // classic serving only: prompt serving needs no guards
 

@@ -8,10 +8,11 @@ import ctypes
 import http.client
 import json
 import os
+import subprocess
 import unittest
 
-from simulator import BOUNDARY, error, upload_body
-from simulatortest import SimulatorTest
+from simulator import BOUNDARY, Simulator, error, upload_body
+from simulatortest import PROGRAM, SimulatorTest
 
 UPLOAD = "/api/filemgr/v2/userfiles"
 REFUSED = error("Upload failed")
@@ -78,10 +79,14 @@ class Containment(SimulatorTest):
         self.assertEqual(answer, REFUSED if confined else {})
         self.assertEqual(content, b"precious" if confined else b"hostile")
 
-    def test_other_files_of_the_device_are_not_held_back(self):
-        """The work orders and the state lie below the data folder."""
-        self.assertEqual(self.upload(f"{self.device.files}/../../workorders/new"), {})
-        self.assertTrue(os.path.exists(f"{self.device.data}/workorders/new"))
+    def test_other_files_of_the_device_are_out_of_reach(self):
+        self.check(f"{self.device.files}/../../workorders/new",
+                   f"{self.device.data}/workorders/new")
+
+    def test_the_rest_of_the_storage_is_not_held_back(self):
+        """The rule names the folder of the mount point, so that storage can be mounted later."""
+        self.assertEqual(self.upload(f"{self.device.files}/../templates/new"), {})
+        self.assertTrue(os.path.exists(f"{self.device.data}/storage/templates/new"))
 
     def upload_to_a_hard_link(self):
         """What a file outside holds after an upload to another name of it."""
@@ -103,12 +108,38 @@ class Containment(SimulatorTest):
 
 
 class ClassicContainment(Containment):
-    """Classic serving writes uploads in place."""
+    """Classic serving writes uploads in place, on the main thread."""
 
     arguments = ("--serving", "classic")
 
     def test_a_hard_link_to_a_file_outside_is_replaced(self):
         self.assertEqual(self.upload_to_a_hard_link(), b"hostile", "not held back")
+
+    def test_other_files_of_the_device_are_out_of_reach(self):
+        """Not so: the main thread writes uploads, and everything else too."""
+        self.assertEqual(self.upload(f"{self.device.files}/../../workorders/new"), {})
+        self.assertTrue(os.path.exists(f"{self.device.data}/workorders/new"))
+
+
+class StorageMountedLater(SimulatorTest):
+    """File systems come and go on the folder of the user files while the device serves."""
+
+    starts = False
+
+    def test_takes_uploads(self):
+        own = [] if os.geteuid() == 0 else ["--map-root-user"]
+        self.device = Simulator(PROGRAM, folder=self.folder, wrapper=["unshare", "--mount", *own])
+        self.addCleanup(self.device.kill)
+        self.device.start()
+        self.ask("POST", UPLOAD, upload_body(f"{self.device.files}/before", b"abc"))
+        enter = ["nsenter", "--mount", "--target", str(self.device.process.pid)]
+        if own:
+            enter += ["--user", "--preserve-credentials"]
+        subprocess.run([*enter, "mount", "-t", "tmpfs", "none", self.device.files], check=True)
+        body = upload_body(f"{self.device.files}/after", b"abc")
+        self.assertEqual(json.loads(self.ask("POST", UPLOAD, body)[1]), {})
+        mounted = f"/proc/{self.device.process.pid}/root{self.device.files}"
+        self.assertEqual(os.listdir(mounted), ["after"])
 
 
 class ClassicWebPages(SimulatorTest):

@@ -1,0 +1,214 @@
+#!/usr/bin/env python3
+"""Uploads that were made to mix, to reach what is no user file, or to eat memory and disk.
+
+The attacks, each seen to succeed on the interface as it was:
+- 690,000 empty parts in one upload kept the device busy for so long that every later answer went to
+  the wrong client; 500,000 of them let one client's bytes end up in the other's file;
+- uploads to "<files>/../../state/faults", to the journal of the work orders, to "workorders/x.json",
+  "asset.json", "templates/big.json" and the state took the device out of service over restarts;
+- an upload to "/proc/self/fd/1" wrote into the pipe behind standard output, and stopped the program
+  once nobody read there;
+- a first part that never ends took all memory;
+- 5 MB of parts after refused metadata wrote 714,279 lines to the log;
+- "fileSize" 0 filled the disk, reserve included, and was answered with success.
+
+usage: uploads_test.py SIMULATOR
+"""
+import http.client
+import json
+import os
+import socket
+import threading
+import time
+import unittest
+
+from simulator import BOUNDARY, Simulator, ask, error, sha256, upload_body
+from simulatortest import PROGRAM, SimulatorTest
+
+UPLOAD = "/api/filemgr/v2/userfiles"
+REFUSED = error("Upload failed")
+EMPTY_PART = BOUNDARY + b"\r\n\r\n\r\n"
+END = BOUNDARY + b"--\r\n"
+MIB = 1024 * 1024
+
+
+def metadata_part(target, size=1):
+    return upload_body(target, b"", size).split(BOUNDARY)[1].join([BOUNDARY, b""])
+
+
+def send(body, port=8081, timeout=60):
+    """The answer to an upload, also to one that the device ends before it is sent whole."""
+    with socket.create_connection(("127.0.0.1", port), timeout=timeout) as connection:
+        head = f"POST {UPLOAD} HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: {len(body)}\r\n\r\n"
+        try:
+            connection.sendall(head.encode() + body)
+        except OSError:
+            pass  # the answer, if any, is there all the same
+        answer = http.client.HTTPResponse(connection)
+        try:
+            answer.begin()
+            return json.loads(answer.read())
+        except (OSError, http.client.HTTPException):
+            return None
+
+
+class Attack(SimulatorTest):
+    def upload(self, target, content=b"abc", size=None):
+        return json.loads(self.ask("POST", UPLOAD, upload_body(target, content, size))[1])
+
+    def check_it_serves(self):
+        """Another client is answered, and with its own answer."""
+        self.assertEqual(self.ask("GET", "/info")[0], 200)
+        target = self.device.path("honest")
+        self.assertEqual(self.upload(target, b"honest"), {})
+        self.assertEqual(self.ask("GET", UPLOAD + target)[1], b"honest")
+
+
+class ManyParts(Attack):
+    def test_an_upload_of_empty_parts_ends_and_every_answer_stays_with_its_client(self):
+        hostile = threading.Thread(target=send, args=(EMPTY_PART * 690_000,))
+        hostile.start()
+        content = os.urandom(5_000_000)
+        self.assertEqual(self.upload(self.device.path("b"), content), {})
+        hostile.join()
+        for number in range(30):
+            self.upload(self.device.path(f"file-{number}"), str(number).encode())
+            answer = self.ask("GET", UPLOAD + self.device.path(f"file-{number}"))[1]
+            self.assertEqual(answer, str(number).encode())
+
+    def test_no_byte_of_one_upload_is_in_the_file_of_another(self):
+        hostile_content = b"A" * 1_000_000
+        hostile_body = (metadata_part(self.device.path("a")) + EMPTY_PART * 500_000 +
+                        upload_body(self.device.path("a"), hostile_content))
+        hostile = threading.Thread(target=send, args=(hostile_body,))
+        hostile.start()
+        content = b"B" * 30_000_000
+        self.assertEqual(self.upload(self.device.path("b"), content), {})
+        hostile.join()
+        with open(self.device.path("b"), "rb") as file:
+            self.assertEqual(sha256(file.read()), sha256(content))
+        self.assertFalse(os.path.exists(self.device.path("a")), "a failed upload leaves no file")
+
+    def test_empty_parts_cost_no_memory(self):
+        self.check_it_serves()
+        before = self.device.resident_kib()
+        for _ in range(5):
+            self.assertIn(send(EMPTY_PART * 400_000), (REFUSED, None))
+        self.assertLess(self.device.resident_kib() - before, 16 * 1024)
+
+    def test_parts_after_refused_metadata_are_not_told_one_by_one(self):
+        body = metadata_part("/outside/file")
+        self.assertIn(send(body + EMPTY_PART * 600_000 + END), (REFUSED, None))
+        self.assertLess(os.path.getsize(self.device.error_file), 64 * 1024)
+        self.check_it_serves()
+
+
+class FirstPart(Attack):
+    def test_one_that_does_not_end_takes_no_memory_and_ends_nothing(self):
+        self.check_it_serves()
+        process, before = self.device.process.pid, self.device.resident_kib()
+        for _ in range(5):
+            body = BOUNDARY + b"\r\n\r\n" + b"x" * (64 * MIB)
+            self.assertIn(send(body), (REFUSED, None))
+        self.assertLess(self.device.resident_kib() - before, 32 * 1024)
+        self.assertEqual(self.device.process.pid, process)
+        self.assertTrue(self.device.running())
+        self.check_it_serves()
+
+
+class OtherFilesOfTheDevice(Attack):
+    """Uploads reach the storage, where the user files are, and nothing else."""
+
+    TARGETS = ("state/faults", "state/workorders.staged", "state/workorders.committed",
+               "state/technician.json", "workorders/x.json", "asset.json", "templates/big.json")
+
+    def test_none_is_reached_by_an_upload(self):
+        before = self.device.checksum()
+        for name in self.TARGETS:
+            answer = self.upload(f"{self.device.files}/../../{name}", b"slow-call=4000000000")
+            self.assertEqual(answer, REFUSED, name)
+        self.assertEqual(self.device.checksum(), before)
+
+    def test_after_the_attempts_batches_are_stored_and_the_program_ends_and_starts(self):
+        for name in self.TARGETS:
+            self.upload(f"{self.device.files}/../../{name}", b"hostile")
+        for number in range(3):
+            batch = {"cdm": [{"workOrderId": f"WO-{number}"}]}
+            self.assertEqual(self.ask_json("POST", "/api/workflow/v1/workorders", batch), {})
+        self.assertEqual(self.device.stop()[0], 0)
+        self.start()
+        self.assertEqual(self.ask("GET", "/api/workflow/v1/workorder/WO-2")[0], 200)
+
+    def test_links_lead_to_none_of_them(self):
+        os.symlink(f"{self.device.data}/workorders", self.device.path("folder"))
+        os.symlink(f"{self.device.data}/asset.json", self.device.path("file"))
+        before = self.device.checksum()
+        for name in ("folder/x.json", "file"):
+            self.assertEqual(self.upload(self.device.path(name)), REFUSED, name)
+        self.assertEqual(self.device.checksum(), before)
+
+
+class NoRegularFiles(Attack):
+    def test_nothing_arrives_in_the_pipe_behind_standard_output(self):
+        for descriptor in range(8):
+            target = f"{self.device.files}{'/..' * 20}/proc/self/fd/{descriptor}"
+            self.assertEqual(self.upload(target, b"x" * 200_000), REFUSED)
+        self.check_it_serves()
+        self.assertEqual(self.device.stop(), (0, "", self.device.errors()))
+
+    def test_a_pipe_a_device_and_a_folder_are_refused_at_once(self):
+        os.mkfifo(self.device.path("pipe"))
+        os.mkdir(self.device.path("folder"))
+        os.symlink("/dev/null", self.device.path("device"))
+        before = time.monotonic()
+        for name in ("pipe", "folder", "device"):
+            self.assertEqual(self.upload(self.device.path(name)), REFUSED, name)
+        self.assertLess(time.monotonic() - before, 5)
+        self.check_it_serves()
+
+
+class SmallDisk(unittest.TestCase):
+    """A device on a file system of 96 MiB, in a mount namespace of its own."""
+
+    RESERVE = 16 * MIB
+
+    def setUp(self):
+        self.device = Simulator(PROGRAM)
+        self.folder = self.device.folder
+        wrapper = ["unshare", "--mount", "--map-root-user", "sh", "-euc",
+                   'mount -t tmpfs -o size=96m none "$0"; cd "$0"; exec "$@"', self.folder]
+        if os.geteuid() == 0:
+            wrapper.remove("--map-root-user")
+        self.device.wrapper = wrapper
+        self.device.__enter__()
+        self.addCleanup(self.device.__exit__)
+
+    def seen(self, path=""):
+        return f"/proc/{self.device.process.pid}/root{self.folder}/{path}"
+
+    def free(self):
+        disk = os.statvfs(self.seen())
+        return disk.f_bavail * disk.f_frsize
+
+    def test_an_upload_that_lies_about_its_size_is_told_and_leaves_the_reserve(self):
+        answer = send(upload_body(self.device.path("big"), b"x" * (120 * MIB), size=0),
+                      self.device.port)
+        self.assertIn(answer, (REFUSED, None))
+        self.assertGreaterEqual(self.free(), self.RESERVE)
+        self.assertFalse(os.path.exists(self.seen("device/storage/userfiles/big")))
+        self.assertEqual(json.loads(ask("POST", UPLOAD, upload_body(self.device.path("small"), b"x"),
+                                        port=self.device.port)[1]), {})
+
+    def test_two_that_would_fit_alone_do_not_eat_the_reserve_together(self):
+        bodies = [upload_body(self.device.path(name), b"x" * (50 * MIB), size=0) for name in "ab"]
+        uploads = [threading.Thread(target=send, args=(body, self.device.port)) for body in bodies]
+        for upload in uploads:
+            upload.start()
+        lowest = self.free()
+        while any(upload.is_alive() for upload in uploads):
+            lowest = min(lowest, self.free())
+        self.assertGreaterEqual(lowest, self.RESERVE - 2 * 8 * MIB)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
