@@ -68,6 +68,14 @@ QDir ForwardedHost::Directory(int key)
         QString()));
 }
 
+UploadMetadata ForwardedHost::Read(std::function<UploadMetadata()> metadata)
+{
+    UploadMetadata unread;
+    unread.problem = QStringLiteral("they could not be read in time");
+    return Ask<UploadMetadata>([read = std::move(metadata)](PromptHost *) { return read(); },
+                               unread);
+}
+
 bool ForwardedHost::IsStorageAvailable()
 {
     return Ask<bool>([](PromptHost *model) { return model->Storage().IsStorageAvailable(); },
@@ -101,9 +109,11 @@ void ForwardedHost::ReportError(QString message, const char *sourceFile, int lin
         false);
 }
 
-PromptUploadHandler::PromptUploadHandler(ReplacingFile::RoomForMore roomForMore,
+PromptUploadHandler::PromptUploadHandler(ForwardedHost *forwardedHost,
+                                         ReplacingFile::RoomForMore roomForMore,
                                          QStringList *noteReasons)
-    : room(std::move(roomForMore))
+    : host(forwardedHost)
+    , room(std::move(roomForMore))
     , reasons(noteReasons)
 {}
 
@@ -143,6 +153,11 @@ IUploadFile *PromptUploadHandler::NewFile(const QString &path)
     return file;
 }
 
+UploadMetadata PromptUploadHandler::ReadMetadata(const QByteArray &json)
+{
+    return host->Read([json] { return ParseMetadata(json); });
+}
+
 void PromptUploadHandler::Refused(const QString &reason)
 {
     reasons->append(reason);
@@ -173,7 +188,8 @@ bool PromptFileProcessor::ProcessFileUploadRequest(DataChunk *firstChunk)
 
 bool PromptFileProcessor::Store(const DataChunk &firstChunk)
 {
-    PromptUploadHandler handler([this](qint64 bytes) { return RoomForMore(bytes); }, reasons);
+    PromptUploadHandler handler(
+        host, [this](qint64 bytes) { return RoomForMore(bytes); }, reasons);
     handler.Construct(host);
     const bool parsed = Parse(firstChunk, &handler);
     if (!handler.Writes()) {

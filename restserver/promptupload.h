@@ -36,6 +36,12 @@ public:
     /** Leaves it, whatever became of `Enter`. Returns when the host was told, or after 10 s. */
     void Leave();
 
+    /**
+     * Has metadata read where there is room for it: JSON may be nested a thousand levels deep, and
+     * each takes its piece of the stack, of which an HTTP thread has 100 KB.
+     */
+    UploadMetadata Read(std::function<UploadMetadata()> metadata);
+
     /** What was reported. */
     QStringList notes;
 
@@ -75,7 +81,8 @@ private:
 class PromptUploadHandler : public RestServerFileCallbackHandler
 {
 public:
-    PromptUploadHandler(ReplacingFile::RoomForMore roomForMore, QStringList *reasons);
+    PromptUploadHandler(ForwardedHost *host, ReplacingFile::RoomForMore roomForMore,
+                        QStringList *reasons);
     ~PromptUploadHandler();
 
     /** The piece whose slices follow. */
@@ -89,9 +96,11 @@ public:
 
 protected:
     IUploadFile *NewFile(const QString &path) override;
+    UploadMetadata ReadMetadata(const QByteArray &json) override;
     void Refused(const QString &reason) override;
 
 private:
+    ForwardedHost *host;
     ReplacingFile::RoomForMore room;
     QStringList *reasons;
     BodyPiece pieces;

@@ -173,15 +173,14 @@ QString RestServerFileCallbackHandler::GetFilename(bool *ok)
         return QString();
     }
     *ok = false;
-    QJsonParseError error;
-    const QJsonObject object = QJsonDocument::fromJson(metadata, &error).object();
-    if (error.error != QJsonParseError::NoError) {
-        Refused(QStringLiteral("the first part is not JSON: %1").arg(error.errorString()));
+    const UploadMetadata announced = ReadMetadata(metadata);
+    if (!announced.problem.isEmpty()) {
+        Refused(QStringLiteral("the first part is not JSON: %1").arg(announced.problem));
         return QString();
     }
-    QString path = object.value(QStringLiteral("fileUri")).toString();
+    QString path = announced.fileUri;
     qDebug() << "Got output file " << path;
-    const qint64 size = ToInteger(object.value(QStringLiteral("fileSize")));
+    const qint64 size = announced.fileSize;
     if (!applicationModel->StorageModel()->HasFreeSpace(size)) {
         qDebug() << "No space!";
         Refused(QStringLiteral("there is no room for %1 bytes").arg(size));
@@ -194,6 +193,25 @@ QString RestServerFileCallbackHandler::GetFilename(bool *ok)
     }
     *ok = true;
     return path;
+}
+
+UploadMetadata RestServerFileCallbackHandler::ReadMetadata(const QByteArray &json)
+{
+    return ParseMetadata(json);
+}
+
+UploadMetadata RestServerFileCallbackHandler::ParseMetadata(const QByteArray &json)
+{
+    UploadMetadata read;
+    QJsonParseError error;
+    const QJsonObject object = QJsonDocument::fromJson(json, &error).object();
+    if (error.error != QJsonParseError::NoError) {
+        read.problem = error.errorString();
+        return read;
+    }
+    read.fileUri = object.value(QStringLiteral("fileUri")).toString();
+    read.fileSize = ToInteger(object.value(QStringLiteral("fileSize")));
+    return read;
 }
 
 bool RestServerFileCallbackHandler::GetFinalResult()

@@ -8,6 +8,14 @@
 
 class IUploadFile;
 
+/** What the first part of an upload says. */
+struct UploadMetadata
+{
+    QString problem; // why they are not JSON; empty when they are
+    QString fileUri;
+    qint64 fileSize = 0;
+};
+
 /**
  * Turns the events of the multipart parser into a file. The first part of an upload is a JSON
  * object with the target in "fileUri" and the size in "fileSize", the second the file's bytes;
@@ -55,6 +63,12 @@ public:
 protected:
     /** Makes the object behind the target; it is the handler's, which opens it. */
     virtual IUploadFile *NewFile(const QString &path);
+
+    /** Reads the first part of an upload. */
+    virtual UploadMetadata ReadMetadata(const QByteArray &json);
+
+    /** The same, with nothing of the handler's; any thread whose stack is large enough. */
+    static UploadMetadata ParseMetadata(const QByteArray &json);
 
     /** Is told why metadata were refused. */
     virtual void Refused(const QString &reason);

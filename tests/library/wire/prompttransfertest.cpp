@@ -251,6 +251,22 @@ TEST_F(PromptTransferTest, ABodyThatIsNoFormIsRefusedWhateverItsLength)
     EXPECT_EQ(AskBody(Request("POST", uploads, std::string(12000000, '-'))), failed);
 }
 
+TEST_F(PromptTransferTest, MetadataNestedAThousandLevelsDeepAreRead)
+{
+    // On the small stack of an HTTP thread this would end the process.
+    std::string body = UploadBody(host.Path("file"), "content");
+    const std::string deep = "\"deep\": " + std::string(1000, '[') + std::string(1000, ']') + ", ";
+    body.insert(body.find('{') + 1, deep);
+    EXPECT_EQ(AskBody(Request("POST", uploads, body)), stored);
+}
+
+TEST_F(PromptTransferTest, MetadataNestedTooDeepAreRefused)
+{
+    std::string body = UploadBody(host.Path("file"), "content");
+    body.insert(body.find('{'), 2000, '[');
+    EXPECT_EQ(AskBody(Request("POST", uploads, body)), failed);
+}
+
 TEST_F(PromptTransferTest, UploadsSideBySideEachWriteTheirOwn)
 {
     const std::string contents[] = {RandomBytes(11000000), std::string(12000000, '\r'),
