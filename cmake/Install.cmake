@@ -13,11 +13,9 @@ install(TARGETS ParlowenRestAPI ParlowenHostSupport EXPORT ParlowenRestAPITarget
         COMPONENT Runtime NAMELINK_COMPONENT Development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
 install(FILES
-    hostsupport/downloadguard.h
     hostsupport/filesystemsandbox.h
     hostsupport/processsettings.h
     hostsupport/requestlog.h
-    hostsupport/restserverguard.h
     restserver/datachunk.h
     restserver/hostmodel.h
     restserver/multipart_parser.h

@@ -12,11 +12,6 @@
 
 namespace {
 
-bool IsPrompt(const DeviceOptions &options)
-{
-    return options.serving == RestServerOptions::Serving::Prompt;
-}
-
 QString PortTaken(const DeviceOptions &options)
 {
     return QStringLiteral("cannot serve on port %1 of %2: another program may be using it")
@@ -33,7 +28,6 @@ DeviceApplication::DeviceApplication(const DeviceOptions &deviceOptions, std::FI
     , faults(options.faults, options.faultFile, errorReporter)
     , fileSystem(faults)
     , requestDelay(faults)
-    , serverGuard(&server)
 {
     server.SetOptions(ServerOptions());
     server.Construct(this);
@@ -74,7 +68,7 @@ bool DeviceApplication::PortIsFree(const DeviceOptions &deviceOptions, QString *
 
 bool DeviceApplication::Start(QString *error)
 {
-    Server().Start();
+    server.Start();
     if (!server.Running()) {
         *error = PortTaken(options);
         return false;
@@ -104,9 +98,6 @@ bool DeviceApplication::OpenFolder(QString *error)
                                                                 options.workOrderLimit},
                                             fileSystem, errorReporter, viewOutput);
     faultyModels = std::make_unique<FaultyModels>(*models, faults, errorReporter);
-    if (!IsPrompt(options)) {
-        downloadGuard = std::make_unique<DownloadGuard>(&faultyModels->fileManager, &serverGuard);
-    }
     return true;
 }
 
@@ -120,7 +111,7 @@ bool DeviceApplication::FillFolder(const DeviceFolder &folder, QString *error)
 
 void DeviceApplication::Stop()
 {
-    Server().Stop();
+    server.Stop();
 }
 
 QString DeviceApplication::Address() const
@@ -128,11 +119,6 @@ QString DeviceApplication::Address() const
     return QStringLiteral("http://%1:%2")
         .arg(options.listenAddress)
         .arg(server.ListeningPorts().value(0, options.port));
-}
-
-IRestServerModel &DeviceApplication::Server()
-{
-    return IsPrompt(options) ? static_cast<IRestServerModel &>(server) : serverGuard;
 }
 
 // Between two requests only: a request may hold on to the jobs that it was given.
@@ -184,7 +170,7 @@ IJobModel *DeviceApplication::JobModel()
 
 IRestServerModel *DeviceApplication::RestServer()
 {
-    return &Server();
+    return &server;
 }
 
 IWorkOrderStore *DeviceApplication::WorkOrderStore()
@@ -202,9 +188,6 @@ ISyncFilesModel *DeviceApplication::SyncFilesModel()
 IFileManagerModel *DeviceApplication::FileManagerModel()
 {
     BeginCall();
-    if (downloadGuard) {
-        return downloadGuard.get();
-    }
     return &faultyModels->fileManager;
 }
 

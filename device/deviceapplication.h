@@ -7,7 +7,6 @@
 #include "devicefolder.h"
 #include "deviceoptions.h"
 #include "devicesandbox.h"
-#include "downloadguard.h"
 #include "errorreporter.h"
 #include "faultplan.h"
 #include "faultyfilesystem.h"
@@ -15,7 +14,6 @@
 #include "hostmodel.h"
 #include "requestdelay.h"
 #include "requestreport.h"
-#include "restserverguard.h"
 #include "restservermodel.h"
 #include "restserveroptions.h"
 
@@ -77,7 +75,6 @@ public:
 private:
     RestServerOptions ServerOptions();
     void BeginCall();
-    IRestServerModel &Server();
     bool OpenFolder(QString *error);
     bool FillFolder(const DeviceFolder &folder, QString *error);
 
@@ -91,12 +88,10 @@ private:
     FolderLock folderLock; // from the first look into the folder until the models are gone
     UploadSandbox uploadSandbox;
     RestServerModel server;
-    RestServerGuard serverGuard; // classic serving only: prompt serving needs no guards
 
     // None of these before the folder is open. The library asks the last ones.
     std::unique_ptr<DeviceModels> models;
     std::unique_ptr<FaultyModels> faultyModels;
-    std::unique_ptr<DownloadGuard> downloadGuard;
 };
 
 #endif

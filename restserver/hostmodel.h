@@ -82,7 +82,7 @@ protected:
 
 /**
  * The REST server as the application and the library's own transfer code see it.
- * `RestServerModel` implements it; the application returns that object, or a guard around it, from
+ * `RestServerModel` implements it; the application returns that object from
  * `IApplicationModel::RestServer`.
  *
  * `Start`, `Stop` and `Running` are called by the application, on its main thread. The queues are
@@ -382,7 +382,7 @@ public:
     /** The work orders in memory. */
     virtual IJobModel *JobModel() = 0;
 
-    /** The `RestServerModel` that the application created, or a guard around it. */
+    /** The `RestServerModel` that the application created. */
     virtual IRestServerModel *RestServer() = 0;
 
     /** The work orders on disk. */
