@@ -131,7 +131,7 @@ QString ProgressDisplay::Describe(qint64 done, qint64 total, qint64 elapsedMs)
 QString ProgressDisplay::DescribeJob(int done, int files, qint64 secondsLeft)
 {
     constexpr qint64 minute = 60;
-    const QString text = QString("%1 of %2").arg(Grouped(done), Grouped(files));
+    QString text = QString("%1 of %2").arg(Grouped(done), Grouped(files));
     if (secondsLeft < 0) {
         return text;
     }
