@@ -148,6 +148,28 @@ class OtherFilesOfTheDevice(Attack):
         self.assertEqual(self.device.checksum(), before)
 
 
+    def test_a_link_that_changes_while_uploads_run_leads_to_none_of_them(self):
+        before = sorted(os.listdir(f"{self.device.data}/workorders"))
+        folder, swapped = self.device.path("folder"), self.device.path("swapped")
+        os.mkdir(self.device.path("real"))
+        os.symlink(self.device.path("real"), folder)
+        ended = threading.Event()
+
+        def swap():
+            while not ended.is_set():
+                for place in (f"{self.device.data}/workorders", self.device.path("real")):
+                    os.symlink(place, swapped)
+                    os.replace(swapped, folder)
+        swapping = threading.Thread(target=swap)
+        swapping.start()
+        answers = [self.upload(f"{folder}/hostile-{number}.json") for number in range(300)]
+        ended.set()
+        swapping.join()
+        self.assertIn({}, answers)
+        self.assertIn(REFUSED, answers)
+        self.assertEqual(sorted(os.listdir(f"{self.device.data}/workorders")), before)
+
+
 class NoRegularFiles(Attack):
     def test_nothing_arrives_in_the_pipe_behind_standard_output(self):
         for descriptor in range(8):
