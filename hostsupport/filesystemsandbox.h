@@ -89,7 +89,10 @@ Result Confine(const Rules &rules, int kernelVersion);
 class Domain
 {
 public:
+    /** Makes the rules; `Made` tells whether that worked. */
     explicit Domain(const Rules &rules);
+
+    /** The same, for a kernel of the given version. */
     Domain(const Rules &rules, int kernelVersion);
     Domain(const Domain &) = delete;
     Domain &operator=(const Domain &) = delete;

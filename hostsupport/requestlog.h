@@ -10,14 +10,16 @@
  * Writes a line for each request that the server answered, as text or as JSON, and counts them. The
  * application hands it to the server and says where lines go:
  *
- *     RequestLog log(RequestLog::Format::Text, [](const QByteArray &line) { puts(line.constData());
- * }); RestServerOptions options = RestServerOptions::Prompt(); options.observer = &log;
+ *     RequestLog requestLog(RequestLog::Format::Text, PrintLine);
+ *     RestServerOptions options = RestServerOptions::Prompt();
+ *     options.observer = &requestLog;
  *
  * A line has no line end, and no control character in it. Thread of the model only.
  */
 class RequestLog : public IRequestObserver
 {
 public:
+    /** How a line is written. */
     enum class Format
     {
         Text, ///< "2026-01-31T10:15:30.123Z 192.0.2.1:40000 GET /info 200 0 412 0.8 ms"
@@ -25,21 +27,24 @@ public:
               ///< "milliseconds", and where there are any "error" and "reason"
     };
 
+    /** Takes a line; called for each request. */
     using Writer = std::function<void(const QByteArray &line)>;
 
     /** What was counted since the log was made. */
     struct Counters
     {
-        qint64 requests = 0;
+        qint64 requests = 0; ///< all of them
         qint64 refusals = 0; ///< answered with an error of the client's: 400 to 499, or in a body
         qint64 errors = 0;   ///< answered with 500 and more
         qint64 lateAnswers = 0; ///< the application took longer than 10 s
     };
 
+    /** Writes lines of this format with this function. */
     RequestLog(Format lineFormat, Writer lineWriter);
 
     void RequestServed(const RequestRecord &record) override;
 
+    /** What was counted so far. */
     const Counters &Counted() const { return counters; }
 
     /** The line of a record in one of the formats. */

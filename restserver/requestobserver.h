@@ -25,12 +25,12 @@ struct RequestRecord
 /** How far the body of a transfer has moved. */
 struct TransferProgress
 {
-    quint64 id = 0; ///< the same for one transfer, another for the next
-    QByteArray client;
-    QByteArray uri;
-    bool upload = false;
-    qint64 moved = 0;
-    qint64 total = -1; ///< -1: not known
+    quint64 id = 0;      ///< the same for one transfer, another for the next
+    QByteArray client;   ///< address and port
+    QByteArray uri;      ///< as in `RequestRecord`
+    bool upload = false; ///< or a download
+    qint64 moved = 0;    ///< bytes of the body so far
+    qint64 total = -1;   ///< bytes of the whole body; -1: not known
 };
 
 /**

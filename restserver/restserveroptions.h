@@ -25,12 +25,14 @@ class IRequestObserver;
  */
 struct RestServerOptions
 {
+    /** The two ways of serving. */
     enum class Serving
     {
-        Classic,
-        Prompt
+        Classic, ///< one request at a time, from a timer
+        Prompt   ///< at once, with transfers beside each other
     };
 
+    /** Which of the two it is. */
     Serving serving = Serving::Classic;
 
     /**
