@@ -7,7 +7,8 @@
 
 namespace {
 
-constexpr qint64 LargestFileData = qint64(64) * 1024 * 1024;
+// An answer is parsed to find its type, which takes ten times the memory of a JSON file.
+constexpr qint64 LargestFileData = qint64(16) * 1024 * 1024;
 constexpr std::chrono::seconds SettlingTime(2);
 
 const QString techIdKey = QStringLiteral("techId");
@@ -67,7 +68,7 @@ QByteArray SyncFilesModel::GetFileData(QString path, bool *found)
     }
     if (open->file.status.size > LargestFileData) {
         errorReporter.ReportError(
-            QStringLiteral("%1 is larger than 64 MiB: read it in pieces").arg(open->file.path),
+            QStringLiteral("%1 is larger than 16 MiB: read it in pieces").arg(open->file.path),
             "syncfilesmodel", __LINE__);
         return QByteArray();
     }

@@ -48,7 +48,7 @@ public:
     QJsonArray GetAllPendingFiles() override;
 
     /**
-     * The whole content of a user file of up to 64 MiB. A larger one, and one whose reading fails,
+     * The whole content of a user file of up to 16 MiB. A larger one, and one whose reading fails,
      * is reported and counts as not found, as one that cannot be opened does.
      */
     QByteArray GetFileData(QString path, bool *found) override;

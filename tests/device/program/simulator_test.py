@@ -269,7 +269,7 @@ class UserFiles(SimulatorTest):
                 digest = sha256(content)
                 self.assertEqual(self.metadata("file")["sha256"], digest)
                 self.assertEqual(sha256(self.download("file")), digest)
-            if size <= 64 * 1024 * 1024:
+            if size <= 16 * 1024 * 1024:
                 self.assertEqual(sha256(self.download("file", SYNC + "userfiles")), digest)
 
     def test_empty_file_is_stored_and_answered_as_the_http_servers_page(self):
@@ -278,8 +278,8 @@ class UserFiles(SimulatorTest):
         self.assertEqual(self.download("empty"), b"Error 200: OK\n")
         self.assertEqual(self.download("empty", SYNC + "userfiles"), b"Error 200: OK\n")
 
-    def test_whole_file_reads_end_at_64_mebibytes(self):
-        self.upload("large", b"x" * (64 * 1024 * 1024 + 1))
+    def test_whole_file_reads_end_at_16_mebibytes(self):
+        self.upload("large", b"x" * (16 * 1024 * 1024 + 1))
         self.assertEqual(json.loads(self.download("large", SYNC + "userfiles")),
                          error("File not found"))
         self.assertIn("large", self.device.stop()[2])

@@ -486,15 +486,15 @@ TEST_F(SyncFilesModelTest, AMissingFileIsNotFoundAndNoError)
     EXPECT_EQ(errors.messages, QStringList());
 }
 
-TEST_F(SyncFilesModelTest, AFileOf64MiBIsReadAndALargerOneIsRefusedAndReported)
+TEST_F(SyncFilesModelTest, AFileOf16MiBIsReadAndALargerOneIsRefusedAndReported)
 {
     Write("large", "");
-    ASSERT_EQ(truncate(OnDisk("large").constData(), 64 << 20), 0);
+    ASSERT_EQ(truncate(OnDisk("large").constData(), 16 << 20), 0);
     bool found = false;
-    EXPECT_EQ(model->GetFileData(ClientPath("large"), &found).size(), 64 << 20);
+    EXPECT_EQ(model->GetFileData(ClientPath("large"), &found).size(), 16 << 20);
     EXPECT_TRUE(found);
     EXPECT_EQ(errors.messages, QStringList());
-    ASSERT_EQ(truncate(OnDisk("large").constData(), (64 << 20) + 1), 0);
+    ASSERT_EQ(truncate(OnDisk("large").constData(), (16 << 20) + 1), 0);
     EXPECT_EQ(model->GetFileData(ClientPath("large"), &found), "");
     EXPECT_FALSE(found);
     ASSERT_EQ(errors.messages.size(), 1);
