@@ -24,6 +24,7 @@ struct ClassicPipeline
 template <typename T>
 void DropAll(SharedQueue<T *> *queue)
 {
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): the model made every queue before
     while (queue->size() >= 1) {
         queue->pop_front();
     }
