@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr qint64 longestFirstPart = 1024 * 1024;
+constexpr qint64 longestFirstPart = qint64(1024) * 1024;
 constexpr int mostParts = 64;
-constexpr qint64 roomStep = 8 * 1024 * 1024; // how often the host is asked for room
+constexpr qint64 roomStep = qint64(8) * 1024 * 1024; // how often the host is asked for room
 constexpr int stopParsing = 1;
 
 } // namespace

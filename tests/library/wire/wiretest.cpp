@@ -1,16 +1,17 @@
 #include "wiretest.h"
 
 #include <QFile>
+#include <mutex>
 #include <random>
 
 namespace {
 
-QMutex logMutex;
+std::mutex logMutex;
 QStringList logLines; // guarded by logMutex
 
 void KeepLine(QtMsgType, const QMessageLogContext &, const QString &line)
 {
-    const QMutexLocker lock(&logMutex);
+    const std::lock_guard<std::mutex> lock(logMutex);
     logLines << line;
 }
 
@@ -24,7 +25,7 @@ constexpr char cacheHeaders[] =
 DebugLog::DebugLog()
     : previous(qInstallMessageHandler(KeepLine))
 {
-    const QMutexLocker lock(&logMutex);
+    const std::lock_guard<std::mutex> lock(logMutex);
     logLines.clear();
 }
 
@@ -35,7 +36,7 @@ DebugLog::~DebugLog()
 
 QStringList DebugLog::Lines() const
 {
-    const QMutexLocker lock(&logMutex);
+    const std::lock_guard<std::mutex> lock(logMutex);
     return logLines;
 }
 

@@ -3,7 +3,6 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
-#include <QMutex>
 #include <QStringList>
 #include <future>
 #include <gtest/gtest.h>
