@@ -55,6 +55,15 @@ public:
     /** "http://ADDRESS:PORT"; after a successful `Start`. */
     QString Address() const;
 
+    /** Tells an observer of each request, too; it outlives this object. */
+    void Watch(IRequestObserver *observer) { requestReport.PassOn(observer); }
+
+    /** What can go wrong on purpose. */
+    FaultPlan &Faults() { return faults; }
+
+    /** The models without their faults, to be looked at beside the requests; after `Start`. */
+    DeviceModels &Models() { return *models; }
+
     // The tree. The accessors may be used after a successful `Start`.
     IRootModel *RootModel() override;
     IStorageModel *StorageModel() override;

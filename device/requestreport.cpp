@@ -38,6 +38,16 @@ void RequestReport::RequestServed(const RequestRecord &record)
     if (HasFailed(record) && before == reported) {
         PrintLogLine(failureStream, "refused", Failure(record));
     }
+    if (next != nullptr) {
+        next->RequestServed(record);
+    }
+}
+
+void RequestReport::TransferMoved(const TransferProgress &progress)
+{
+    if (next != nullptr) {
+        next->TransferMoved(progress);
+    }
 }
 
 QString RequestReport::Failure(const RequestRecord &record)

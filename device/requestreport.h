@@ -27,7 +27,11 @@ public:
     RequestReport(Lines lines, std::FILE *output, std::FILE *failures,
                   const ErrorReporter &errorReporter);
 
+    /** Tells another observer too, which outlives this one; a null pointer for none. */
+    void PassOn(IRequestObserver *observer) { next = observer; }
+
     void RequestServed(const RequestRecord &record) override;
+    void TransferMoved(const TransferProgress &progress) override;
 
     /** "GET /info: 500, the reason". */
     static QString Failure(const RequestRecord &record);
@@ -36,6 +40,7 @@ private:
     std::unique_ptr<RequestLog> log; // only where lines are wanted
     std::FILE *failureStream;
     const ErrorReporter &reporter;
+    IRequestObserver *next = nullptr;
     quint64 reported = 0; // lines of the reporter before this request
 };
 

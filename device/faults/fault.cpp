@@ -106,6 +106,16 @@ std::optional<Fault> Fault::Parse(const QString &text, QString *error)
     return fault;
 }
 
+QVector<FaultDescription> Fault::All()
+{
+    QVector<FaultDescription> all;
+    for (const Row &row : table) {
+        all.append({QLatin1String(row.name), row.kind, QLatin1String(row.unit), row.least, row.most,
+                    QLatin1String(row.place)});
+    }
+    return all;
+}
+
 QString Fault::Names()
 {
     QStringList names;

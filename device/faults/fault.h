@@ -18,6 +18,17 @@ enum class FaultKind
     StoreFails
 };
 
+/** What there is to know about a fault before it is asked for: a plain value. */
+struct FaultDescription
+{
+    QString name;
+    FaultKind kind = FaultKind::SlowCall;
+    QString unit; ///< of the value; empty for a fault that takes none
+    qint64 least = 0;
+    qint64 most = 0;
+    QString place; ///< where it bites, for people
+};
+
 /** One fault as it was asked for: a plain value. */
 struct Fault
 {
@@ -29,6 +40,9 @@ struct Fault
      * Reads NAME[=VALUE][*COUNT]. None, with one line in `*error` that says why, when it is none.
      */
     static std::optional<Fault> Parse(const QString &text, QString *error);
+
+    /** All faults, in the order in which people are told of them. */
+    static QVector<FaultDescription> All();
 
     /** The names of all faults and what they take, for the help text. */
     static QString Names();

@@ -4,6 +4,13 @@
 #include <QThread>
 #include <algorithm>
 #include <sys/stat.h>
+#include <utility>
+
+namespace {
+
+constexpr int mostBitesKept = 1000;
+
+} // namespace
 
 FaultPlan::FaultPlan(const Faults &commandLine, const QString &faultFile, IErrorReporter &errors)
     : faultFilePath(faultFile)
@@ -25,7 +32,7 @@ void FaultPlan::Count(FaultKind kind)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     if (Entry *entry = InForce(kind)) {
-        ++entry->bites;
+        NoteBite(entry);
     }
 }
 
@@ -34,9 +41,17 @@ bool FaultPlan::Bites(FaultKind kind)
     const std::lock_guard<std::mutex> lock(mutex);
     Entry *entry = InForce(kind);
     if (entry != nullptr) {
-        ++entry->bites;
+        NoteBite(entry);
     }
     return entry != nullptr;
+}
+
+void FaultPlan::NoteBite(Entry *entry)
+{
+    ++entry->bites;
+    if (keepsBites && bites.size() < mostBitesKept) {
+        bites.append({entry->fault.kind, QDateTime::currentDateTimeUtc()});
+    }
 }
 
 void FaultPlan::DelayCall()
@@ -52,6 +67,34 @@ int FaultPlan::Revision()
     const std::lock_guard<std::mutex> lock(mutex);
     Refresh();
     return revision;
+}
+
+void FaultPlan::Set(const Fault &fault)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    Add(&given, fault);
+    ++revision;
+}
+
+void FaultPlan::Clear(FaultKind kind)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    given.erase(std::remove_if(given.begin(), given.end(),
+                               [kind](const Entry &entry) { return entry.fault.kind == kind; }),
+                given.end());
+    ++revision;
+}
+
+void FaultPlan::KeepBites()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    keepsBites = true;
+}
+
+QVector<FaultPlan::Bite> FaultPlan::TakeBites()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return std::exchange(bites, {});
 }
 
 void FaultPlan::Add(Entries *entries, const Fault &fault)

@@ -2,6 +2,7 @@
 #define FAULTPLAN_H
 
 #include <QByteArray>
+#include <QDateTime>
 #include <mutex>
 
 #include "fault.h"
@@ -14,11 +15,18 @@
  * file's counts, and of two lines the later one. A line that is no fault is reported and passed
  * over.
  *
- * Any thread may ask.
+ * Any thread may ask and change it.
  */
 class FaultPlan
 {
 public:
+    /** A fault that has bitten. */
+    struct Bite
+    {
+        FaultKind kind = FaultKind::SlowCall;
+        QDateTime time; ///< in UTC
+    };
+
     /** `faultFile` need not exist; an empty path stands for none. The reporter outlives this. */
     FaultPlan(const Faults &commandLine, const QString &faultFile, IErrorReporter &errors);
 
@@ -34,8 +42,20 @@ public:
     /** Waits as long as `SlowCall` says. */
     void DelayCall();
 
-    /** Counts up whenever the file was read. */
+    /** Counts up whenever the file was read or the plan changed otherwise. */
     int Revision();
+
+    /** Sets a fault as if the command line had; it counts its bites anew. */
+    void Set(const Fault &fault);
+
+    /** Takes a fault back that the command line or `Set` has set. */
+    void Clear(FaultKind kind);
+
+    /** From now on bites are kept for `TakeBites`, the first thousand between two calls. */
+    void KeepBites();
+
+    /** What has bitten since the last call, the first bite first. */
+    QVector<Bite> TakeBites();
 
 private:
     struct Entry
@@ -50,6 +70,7 @@ private:
     static bool IsUsedUp(const Entry &entry);
 
     // With the mutex held.
+    void NoteBite(Entry *entry);
     Entry *InForce(FaultKind kind);
     void Refresh();
     void ReadFaultFile();
@@ -63,6 +84,8 @@ private:
     Entries fromFile;
     QByteArray version; // of the file as it was read
     int revision = 0;
+    bool keepsBites = false;
+    QVector<Bite> bites;
 };
 
 #endif

@@ -118,6 +118,12 @@ void SyncFilesModel::SetTechId(QString techId)
     }
 }
 
+bool SyncFilesModel::IsKnownConfirmed(const UserFile &file) const
+{
+    const Confirmation *confirmation = confirmations.Find(directory.RelativePath(file));
+    return confirmation != nullptr && confirmation->status == file.status;
+}
+
 QString SyncFilesModel::TechId() const
 {
     return technicianId;

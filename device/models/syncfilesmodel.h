@@ -66,6 +66,9 @@ public:
     /** Forgets the confirmation of a file that was deleted. */
     void Forget(const UserFile &file);
 
+    /** Whether a file is confirmed, as far as its status tells: nothing is read. */
+    bool IsKnownConfirmed(const UserFile &file) const;
+
     /** The technician's id; empty when none was set yet. */
     QString TechId() const;
 

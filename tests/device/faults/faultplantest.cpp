@@ -86,6 +86,21 @@ TEST(FaultPlanParse, ACountThatIsNoneIsRefused)
     }
 }
 
+TEST(FaultPlanDescriptions, EveryFaultCanBeAskedForAsItIsDescribed)
+{
+    const QVector<FaultDescription> all = Fault::All();
+    ASSERT_FALSE(all.isEmpty());
+    for (const FaultDescription &each : all) {
+        const QString value =
+            each.unit.isEmpty() ? QString() : QStringLiteral("=%1").arg(each.most);
+        QString error;
+        const std::optional<Fault> fault = Fault::Parse(each.name + value, &error);
+        ASSERT_TRUE(fault) << error.toStdString();
+        EXPECT_EQ(fault->kind, each.kind);
+        EXPECT_FALSE(each.place.isEmpty());
+    }
+}
+
 class FaultPlanTest : public testing::Test
 {
 protected:
@@ -183,6 +198,58 @@ TEST_F(FaultPlanTest, AChangeOfTheFileDoesNotGiveBackWhatTheCommandLineHasUsedUp
     EXPECT_TRUE(counted.Bites(FaultKind::NoSpace));
     WriteControlFile("storage-away\n");
     EXPECT_FALSE(counted.Bites(FaultKind::NoSpace));
+}
+
+TEST_F(FaultPlanTest, AFaultIsSetWhileTheProgramRuns)
+{
+    plan.Set({FaultKind::ReadFails, 7});
+    EXPECT_EQ(plan.Value(FaultKind::ReadFails), 7);
+}
+
+TEST_F(FaultPlanTest, AFaultThatIsSetAgainCountsAnew)
+{
+    plan.Set({FaultKind::StoreFails, 0, 1});
+    EXPECT_TRUE(plan.Bites(FaultKind::StoreFails));
+    plan.Set({FaultKind::StoreFails, 0, 1});
+    EXPECT_TRUE(plan.Bites(FaultKind::StoreFails));
+}
+
+TEST_F(FaultPlanTest, AFaultOfTheCommandLineCanBeTakenBack)
+{
+    plan.Clear(FaultKind::NoSpace);
+    EXPECT_FALSE(plan.Bites(FaultKind::NoSpace));
+    EXPECT_EQ(plan.Value(FaultKind::SlowCall), 30);
+}
+
+TEST_F(FaultPlanTest, EachChangeOfThePlanIsCounted)
+{
+    const int before = plan.Revision();
+    plan.Set({FaultKind::WriteFails, 7});
+    EXPECT_EQ(plan.Revision(), before + 1);
+    plan.Clear(FaultKind::WriteFails);
+    EXPECT_EQ(plan.Revision(), before + 2);
+}
+
+TEST_F(FaultPlanTest, BitesAreKeptOnceSomebodyAsks)
+{
+    plan.Bites(FaultKind::NoSpace);
+    plan.KeepBites();
+    plan.Bites(FaultKind::NoSpace);
+    plan.Bites(FaultKind::StorageAway);
+    const QVector<FaultPlan::Bite> bites = plan.TakeBites();
+    ASSERT_EQ(bites.size(), 1);
+    EXPECT_EQ(bites.first().kind, FaultKind::NoSpace);
+    EXPECT_LE(qAbs(bites.first().time.msecsTo(QDateTime::currentDateTimeUtc())), 60000);
+    EXPECT_TRUE(plan.TakeBites().isEmpty());
+}
+
+TEST_F(FaultPlanTest, NoMoreThanAThousandBitesAreKept)
+{
+    plan.KeepBites();
+    for (int i = 0; i < 1001; ++i) {
+        plan.Count(FaultKind::NoSpace);
+    }
+    EXPECT_EQ(plan.TakeBites().size(), 1000);
 }
 
 TEST_F(FaultPlanTest, ASlowCallTakesItsTime)

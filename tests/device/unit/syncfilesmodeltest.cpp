@@ -240,6 +240,16 @@ TEST_F(SyncFilesModelTest, NewContentOfAnotherSizeIsPendingAgain)
     EXPECT_TRUE(IsPending("a.txt"));
 }
 
+TEST_F(SyncFilesModelTest, WhetherAFileIsConfirmedIsKnownFromItsStatus)
+{
+    WriteSettled("a.txt", "old");
+    EXPECT_FALSE(model->IsKnownConfirmed(*directory.Find(Path("/a.txt"))));
+    ASSERT_TRUE(Confirm("a.txt"));
+    EXPECT_TRUE(model->IsKnownConfirmed(*directory.Find(Path("/a.txt"))));
+    WriteSettled("a.txt", "new", nowSeconds - 500);
+    EXPECT_FALSE(model->IsKnownConfirmed(*directory.Find(Path("/a.txt"))));
+}
+
 TEST_F(SyncFilesModelTest, NewContentOfTheSameSizeIsPendingAgain)
 {
     WriteSettled("a.txt", "old");
