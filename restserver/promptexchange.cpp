@@ -4,6 +4,8 @@
 #include <malloc.h>
 #include <strings.h>
 
+#include "promptdownload.h"
+#include "promptreply.h"
 #include "promptupload.h"
 #include "requestexchange.h"
 #include "restservermodel.h"
@@ -170,7 +172,7 @@ int PromptExchange::Send(std::unique_ptr<RestServerResponseObject> response)
     const bool large = response->ResponseDataChunk()->Data().size() > largeAnswer;
     {
         const ConnectionWatch::Waiting waiting(services.watch);
-        record.sent = SendWholeReply(connection, *response);
+        record.sent = SendReplyAtOnce(connection, *response);
     }
     response.reset();
     if (large) {
@@ -179,63 +181,12 @@ int PromptExchange::Send(std::unique_ptr<RestServerResponseObject> response)
     return code;
 }
 
-// The next piece is read while this one is sent.
 void PromptExchange::SendDownload(std::unique_ptr<RestServerResponseObject> response)
 {
     const std::unique_ptr<IDownloadContext> owned = response->TakeDownloadContext();
-    const auto *context = dynamic_cast<RestServerFileDownloadContext *>(owned.get());
-    if (context == nullptr) {
-        return; // visibly broken: nothing follows the head
+    if (const auto *context = dynamic_cast<RestServerFileDownloadContext *>(owned.get())) {
+        PromptDownload(services, connection, *context, &record).Send(std::move(response));
     }
-    const Downloads downloads = std::make_shared<RestServerFileDownloadContext>(*context);
-    TransferReport report(services.observation.get(), record, false, -1);
-    const auto last = std::make_shared<bool>(true);
-    qint64 position = downloads->FirstOffset();
-    Piece next = ReadPiece(downloads, position, last);
-    {
-        const ConnectionWatch::Waiting waiting(services.watch);
-        SendFirstPiece(connection, *response);
-    }
-    record.sent = response->ResponseDataChunk()->Data().size();
-    response.reset();
-    for (;;) {
-        if (services.calls->Wait(next.call) != ModelCalls::Done) {
-            record.reports.append(
-                QStringLiteral("the next piece of the file was not read in time"));
-            return;
-        }
-        const std::unique_ptr<DataChunk> piece = std::move(*next.chunk);
-        if (piece->Data().isEmpty() && !piece->LastChunk()) {
-            record.reports.append(QStringLiteral("the file does not end"));
-            return;
-        }
-        if (!piece->LastChunk()) {
-            position += RestServerFileDownloadContext::pieceSize;
-            next = ReadPiece(downloads, position, last);
-        }
-        const ConnectionWatch::Waiting waiting(services.watch);
-        if (!SendPiece(connection, *piece)) {
-            record.reports.append(QStringLiteral("the client went away"));
-            return;
-        }
-        record.sent += piece->Data().size();
-        report.Moved(record.sent);
-        if (piece->LastChunk()) {
-            SendEndOfPieces(connection);
-            return;
-        }
-    }
-}
-
-PromptExchange::Piece PromptExchange::ReadPiece(const Downloads &context, qint64 position,
-                                                std::shared_ptr<bool> lastChunk)
-{
-    Piece piece;
-    piece.chunk = std::make_shared<std::unique_ptr<DataChunk>>();
-    piece.call = services.calls->Post(
-        [context, position, last = std::move(lastChunk), chunk = piece.chunk,
-         host = services.host] { *chunk = context->ReadPiece(position, last.get()); });
-    return piece;
 }
 
 int PromptExchange::SendFailure(ModelCalls::Outcome outcome)

@@ -10,7 +10,6 @@
 #include "observation.h"
 #include "prompthost.h"
 #include "requestbody.h"
-#include "restserverfiledownloadcontext.h"
 #include "restserverfileprocessor.h"
 #include "restserverrequestprocessor.h"
 
@@ -66,15 +65,6 @@ private:
         QStringList reports;
     };
 
-    // A further piece of a download on its way from the thread of the model.
-    struct Piece
-    {
-        ModelCalls::Ticket call;
-        std::shared_ptr<std::unique_ptr<DataChunk>> chunk;
-    };
-
-    using Downloads = std::shared_ptr<RestServerFileDownloadContext>;
-
     int Answer();
     bool IsForeignPage() const;
     bool AsksForLeave() const;
@@ -85,7 +75,6 @@ private:
     std::unique_ptr<RestServerRequestObject> MakeRequest(const RequestBody &body) const;
     int Send(std::unique_ptr<RestServerResponseObject> response);
     void SendDownload(std::unique_ptr<RestServerResponseObject> response);
-    Piece ReadPiece(const Downloads &context, qint64 position, std::shared_ptr<bool> lastChunk);
     int SendFailure(ModelCalls::Outcome outcome);
     int SendTimeout();
     int SendError(int status, const char *text);

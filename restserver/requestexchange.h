@@ -11,7 +11,8 @@
 /**
  * The HTTP thread's side of one exchange: what is read of a request and written of its answer.
  *
- * On the wire both ways of serving are the same because both write through these functions.
+ * On the wire both ways of serving are the same: both write through these functions, but for small
+ * answers of prompt serving, which have the same bytes.
  */
 
 /** The method of a request by its text, upper and lower case told apart. */

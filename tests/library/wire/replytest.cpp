@@ -91,6 +91,45 @@ TEST_F(ReplyTest, EmptyFileIsAnsweredByTheHttpServerItself)
               ErrorReply("200 OK", ""));
 }
 
+TEST_F(ReplyTest, VersionIsThatOfTheRequest)
+{
+    const std::string body = "[\n    \"pending\"\n]\n";
+    const std::string uri = "/api/syncfiles/v1/pendingfiles";
+    EXPECT_EQ(WithoutDate(Ask("GET " + uri + " HTTP/1.0\r\n\r\n")),
+              OkHeader(jsonType, body.size()).replace(0, 8, "HTTP/1.0") + body);
+}
+
+TEST_F(ReplyTest, ConnectionIsClosedForClientsThatWouldKeepIt)
+{
+    const std::string body = "[\n    \"pending\"\n]\n";
+    const std::string request = Request("GET", "/api/syncfiles/v1/pendingfiles");
+    const size_t firstHeader = request.find("\r\n") + 2;
+    ExpectJsonReply(std::string(request).insert(firstHeader, "Connection: keep-alive\r\n"), body);
+}
+
+TEST_F(ReplyTest, DateIsTheTimeOfTheAnswer)
+{
+    const std::string reply = Ask(Request("GET", "/api/syncfiles/v1/pendingfiles"));
+    const size_t begin = reply.find("\r\nDate: ") + 8;
+    const QString date =
+        QString::fromStdString(reply.substr(begin, reply.find("\r\n", begin) - begin));
+    const QDateTime time = QDateTime::fromString(date, Qt::RFC2822Date);
+    EXPECT_TRUE(date.endsWith(" GMT"));
+    EXPECT_LT(qAbs(time.secsTo(QDateTime::currentDateTimeUtc())), 10) << qPrintable(date);
+}
+
+TEST_F(ReplyTest, ALargeAnswerIsTheSameAsASmallOne)
+{
+    QFile file(host.Path("large"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    const std::string content = RandomBytes(200000);
+    file.write(content.data(), static_cast<qint64>(content.size()));
+    file.close();
+    EXPECT_EQ(WithoutDate(
+                  Ask(Request("GET", "/api/filemgr/v2/userfiles" + file.fileName().toStdString()))),
+              OkHeader(binaryType, content.size()) + content);
+}
+
 TEST_F(ReplyTest, BytesThatAreNoJsonAreLabelledBinary)
 {
     QFile file(host.Path("text"));
