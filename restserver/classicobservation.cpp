@@ -3,13 +3,6 @@
 #include "restservermodel.h"
 #include "restserverrequestprocessor.h"
 
-namespace {
-
-constexpr int httpMutexWaitMs = 10000;
-constexpr long long responseWaitMs = 10000;
-
-} // namespace
-
 ObservedClassicServing::ObservedClassicServing(IApplicationModel *host,
                                                RestServerRequestProcessor *requestProcessor,
                                                QTimer *timer,
@@ -86,7 +79,7 @@ int ObservedClassicServing::Exchange(mg_connection *conn, RestServerRequestUri u
                                      RequestRecord *record)
 {
     ClassicPipeline &pipeline = ClassicPipeline::Instance();
-    if (!pipeline.httpMutex->tryLock(httpMutexWaitMs)) {
+    if (!pipeline.httpMutex->tryLock(ClassicPipeline::mutexWaitMs)) {
         NoteError(408, "Request timed out waiting on other requests", record);
         return RestServerModel::ReturnHttpMutexTimeout(conn);
     }
@@ -94,7 +87,7 @@ int ObservedClassicServing::Exchange(mg_connection *conn, RestServerRequestUri u
     record->received = HandOverRequest(conn, uri, pipeline.queues);
 
     RestServerResponseObject *response = nullptr;
-    if (!pipeline.queues.responses->FrontWithTimeout(&response, responseWaitMs)) {
+    if (!pipeline.queues.responses->FrontWithTimeout(&response, ClassicPipeline::responseWaitMs)) {
         constexpr char text[] = "{\"errorString\":\"internal timeout\"}";
         NoteError(500, text, record);
         mg_send_http_error(conn, 500, "%s", text);

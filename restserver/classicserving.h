@@ -14,6 +14,9 @@
  */
 struct ClassicPipeline
 {
+    static constexpr int mutexWaitMs = 10000;
+    static constexpr long long responseWaitMs = 10000;
+
     RequestQueues queues;
     QMutex *httpMutex = nullptr; // held from before a body is read until its reply is written
 

@@ -10,7 +10,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds longestWait(10);
+constexpr std::chrono::seconds longestCall(10);
 
 } // namespace
 
@@ -180,7 +180,7 @@ ModelCalls::Outcome ModelCalls::WaitFor(const Ticket &call, bool withdraw)
         case Call::Begun:
             break;
         }
-        const auto deadline = call->since + longestWait;
+        const auto deadline = call->since + longestCall;
         if (Clock::now() < deadline) {
             call->changed.wait_until(lock, deadline);
         } else if (call->state == Call::Begun) {

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr char sourceName[] = "restserverfilecallbackhandler";
+constexpr char callbackHandlerSource[] = "restserverfilecallbackhandler";
 constexpr QLatin1String illegalState = "Illegal state"_latin1;
 
 // Hosts match on the source and the line of a report, so these are stable and do not move with the
@@ -221,5 +221,5 @@ bool RestServerFileCallbackHandler::GetFinalResult()
 
 void RestServerFileCallbackHandler::Report(const QString &message, int line)
 {
-    applicationModel->ErrorReporter()->ReportError(message, sourceName, line);
+    applicationModel->ErrorReporter()->ReportError(message, callbackHandlerSource, line);
 }

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr long long chunkHandOverWaitMs = 10000;
+constexpr long long pieceHandOverWaitMs = 10000;
 
 } // namespace
 
@@ -42,7 +42,7 @@ void RestServerFileDownloadContext::SendExtraDownloadContent()
     for (qint64 position = offset;; position += pieceSize) {
         std::unique_ptr<DataChunk> chunk = ReadPiece(position, &lastChunk);
         SharedQueue<DataChunk *> *queue = applicationModel->RestServer()->ResponseChunkQueue();
-        if (!queue->WaitUntilTaken(chunkHandOverWaitMs)) {
+        if (!queue->WaitUntilTaken(pieceHandOverWaitMs)) {
             return; // this chunk goes, and the HTTP thread goes on waiting for it
         }
         // From here on the HTTP thread may delete this object, if it now has the last chunk.

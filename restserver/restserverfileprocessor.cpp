@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr char sourceName[] = "restserverfileprocessor";
+constexpr char fileProcessorSource[] = "restserverfileprocessor";
 constexpr long long chunkWaitMs = 10000;
 
 // Hosts match on the source and the line of a report, so these are stable and do not move with the
@@ -189,7 +189,7 @@ bool RestServerFileProcessor::ProcessFileDownloadRequest(QString path, DataChunk
 
 void RestServerFileProcessor::Report(const QString &message, int line)
 {
-    applicationModel->ErrorReporter()->ReportError(message, sourceName, line);
+    applicationModel->ErrorReporter()->ReportError(message, fileProcessorSource, line);
 }
 
 bool RestServerFileProcessor::ReadFirstPiece(const QString &path, DataChunk **chunk,

@@ -12,9 +12,6 @@
 
 namespace {
 
-constexpr int httpMutexWaitMs = 10000;
-constexpr long long responseWaitMs = 10000;
-
 /** What a model has besides its fields, whose layout programs in the field were built with. */
 struct Extension
 {
@@ -331,14 +328,14 @@ int RestServerModel::HandleRequestAndSendResponse(mg_connection *conn, RestServe
 {
     ClassicPipeline &pipeline = ClassicPipeline::Instance();
     // Not a guard: an exception ends the process, and until then the mutex must keep others out.
-    if (!pipeline.httpMutex->tryLock(httpMutexWaitMs)) {
+    if (!pipeline.httpMutex->tryLock(ClassicPipeline::mutexWaitMs)) {
         return ReturnHttpMutexTimeout(conn);
     }
     ClearChunkQueues();
     HandOverRequest(conn, uri, pipeline.queues);
 
     RestServerResponseObject *response = nullptr;
-    if (!pipeline.queues.responses->FrontWithTimeout(&response, responseWaitMs)) {
+    if (!pipeline.queues.responses->FrontWithTimeout(&response, ClassicPipeline::responseWaitMs)) {
         // The request is not withdrawn: the answer that comes too late goes to the next client.
         mg_send_http_error(conn, 500, "%s", "{\"errorString\":\"internal timeout\"}");
         pipeline.httpMutex->unlock();

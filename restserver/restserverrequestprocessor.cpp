@@ -13,7 +13,7 @@
 namespace {
 
 // Stable identifiers that hosts match on, but for the lines: these move with the code here.
-constexpr char sourceName[] = "restserverrequestprocessor";
+constexpr char requestProcessorSource[] = "restserverrequestprocessor";
 constexpr int viewHookMode = 2;
 constexpr int activeJobChangedCommand = 40;
 
@@ -197,7 +197,7 @@ DataChunk *RestServerRequestProcessor::BuildEmptyResponse()
 
 void RestServerRequestProcessor::Report(const QString &message, int line)
 {
-    applicationModel->ErrorReporter()->ReportError(message, sourceName, line);
+    applicationModel->ErrorReporter()->ReportError(message, requestProcessorSource, line);
 }
 
 void RestServerRequestProcessor::ReportNullRequest(int line)
