@@ -28,6 +28,8 @@ DeviceApplication::DeviceApplication(const DeviceOptions &deviceOptions, std::FI
     , faults(options.faults, options.faultFile, errorReporter)
     , fileSystem(faults)
     , requestDelay(faults)
+    , lineJournal(requestReport)
+    , line(options.NeedsLine() ? std::make_unique<LineProxy>(faults, lineJournal) : nullptr)
 {
     server.SetOptions(ServerOptions());
     server.Construct(this);
@@ -43,9 +45,10 @@ RestServerOptions DeviceApplication::ServerOptions()
     RestServerOptions chosen;
     chosen.serving = options.serving;
     chosen.listeningPorts =
-        options.listenAddress.toLatin1() + ':' + QByteArray::number(options.port);
+        line ? QByteArray("127.0.0.1:0")
+             : options.listenAddress.toLatin1() + ':' + QByteArray::number(options.port);
     chosen.errorLogFile.clear(); // the folder that the program is started in is not its own
-    chosen.observer = &requestReport;
+    chosen.observer = line ? static_cast<IRequestObserver *>(&lineJournal) : &requestReport;
     chosen.prepareWorker = [this] { return uploadSandbox.Enter(); };
     chosen.allowedOrigins = options.allowedOrigins;
     return chosen;
@@ -66,11 +69,19 @@ bool DeviceApplication::PortIsFree(const DeviceOptions &deviceOptions, QString *
     return isFree;
 }
 
+bool DeviceApplication::Listen(QString *error)
+{
+    // First, so that the server does not take the listening socket for one of its own.
+    if (!line || line->Listen(options.listenAddress, options.port)) {
+        server.Start();
+    }
+    *error = server.Running() ? QString() : PortTaken(options);
+    return server.Running();
+}
+
 bool DeviceApplication::Start(QString *error)
 {
-    server.Start();
-    if (!server.Running()) {
-        *error = PortTaken(options);
+    if (!Listen(error)) {
         return false;
     }
     if (!OpenFolder(error)) {
@@ -82,6 +93,9 @@ bool DeviceApplication::Start(QString *error)
     if (!uploadSandbox.Allow(folder.Storage(), error)) {
         Stop();
         return false;
+    }
+    if (line) {
+        line->Start(server.ListeningPorts().value(0));
     }
     return true;
 }
@@ -111,14 +125,18 @@ bool DeviceApplication::FillFolder(const DeviceFolder &folder, QString *error)
 
 void DeviceApplication::Stop()
 {
+    if (line) {
+        line->Stop();
+    }
     server.Stop();
+    lineJournal.Deliver();
 }
 
 QString DeviceApplication::Address() const
 {
     return QStringLiteral("http://%1:%2")
         .arg(options.listenAddress)
-        .arg(server.ListeningPorts().value(0, options.port));
+        .arg(line ? line->Port() : server.ListeningPorts().value(0, options.port));
 }
 
 // Between two requests only: a request may hold on to the jobs that it was given.

@@ -12,6 +12,8 @@
 #include "faultyfilesystem.h"
 #include "folderlock.h"
 #include "hostmodel.h"
+#include "linejournal.h"
+#include "lineproxy.h"
 #include "requestdelay.h"
 #include "requestreport.h"
 #include "restservermodel.h"
@@ -84,6 +86,7 @@ public:
 private:
     RestServerOptions ServerOptions();
     void BeginCall();
+    bool Listen(QString *error);
     bool OpenFolder(QString *error);
     bool FillFolder(const DeviceFolder &folder, QString *error);
 
@@ -94,6 +97,8 @@ private:
     FaultPlan faults;
     FaultyFileSystem fileSystem;
     RequestDelay requestDelay;
+    LineJournal lineJournal;
+    std::unique_ptr<LineProxy> line; // only where a fault may need it
     FolderLock folderLock; // from the first look into the folder until the models are gone
     UploadSandbox uploadSandbox;
     RestServerModel server;

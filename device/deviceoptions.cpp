@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <algorithm>
 #include <arpa/inet.h>
 
 namespace {
@@ -60,10 +61,11 @@ public:
                          QStringLiteral("Do not start where the kernel cannot confine the program "
                                         "to the folder of the device."))
         , fault(QStringLiteral("fault"),
-                QStringLiteral("Let something go wrong, *count times or always; may be given "
-                               "several times: %1.")
+                QStringLiteral("Let something go wrong, *count times or always, in every request "
+                               "or in those whose path begins with route; may be given several "
+                               "times: %1.")
                     .arg(Fault::Names()),
-                QStringLiteral("name[=value][*count]"))
+                QStringLiteral("name[=value][*count][@route]"))
         , faultFile(
               QStringLiteral("fault-file"),
               QStringLiteral("Read faults from <file>, one in a line, whenever it changes. It "
@@ -261,6 +263,13 @@ QStringList WithDefaults(QStringList arguments)
 }
 
 } // namespace
+
+bool DeviceOptions::NeedsLine() const
+{
+    return faultsMayCome || !faultFile.isEmpty() ||
+           std::any_of(faults.begin(), faults.end(),
+                       [](const Fault &fault) { return fault.NeedsTheLine(); });
+}
 
 DeviceOptions DeviceOptions::Parse(const QStringList &arguments)
 {

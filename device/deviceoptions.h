@@ -29,7 +29,8 @@ struct DeviceOptions
     int workOrderLimit = 10000;
     bool requireSandbox = false;
     Faults faults;
-    QString faultFile; ///< absolute, clean and not below `dataFolder`; empty for none
+    bool faultsMayCome = false; ///< the program itself sets some while it serves
+    QString faultFile;          ///< absolute, clean and not below `dataFolder`; empty for none
     bool verbose = false;
 
     QString listenAddress = QStringLiteral("127.0.0.1"); ///< IPv4
@@ -41,6 +42,9 @@ struct DeviceOptions
     bool temporary = false;
     QString goldenFolder; ///< absolute; the device begins as a copy of it, where one is named
     SampleContent::Extent content = SampleContent::Extent::Whole;
+
+    /** Whether faults may come that need a line in front of the server. */
+    bool NeedsLine() const;
 
     /**
      * Reads the arguments, the program's name first. An unknown option or a surplus argument is

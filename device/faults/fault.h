@@ -15,7 +15,14 @@ enum class FaultKind
     WriteFails,
     ReadFails,
     DeleteRefused,
-    StoreFails
+    StoreFails,
+    Busy,
+    Http500,
+    DropAfter,
+    StallAfter,
+    Throttle,
+    CorruptDownload,
+    LateAnswer
 };
 
 /** What there is to know about a fault before it is asked for: a plain value. */
@@ -23,7 +30,7 @@ struct FaultDescription
 {
     QString name;
     FaultKind kind = FaultKind::SlowCall;
-    QString unit; ///< of the value; empty for a fault that takes none
+    QString unit; ///< of the number behind the name; empty for a fault that takes none
     qint64 least = 0;
     qint64 most = 0;
     QString place; ///< where it bites, for people
@@ -33,11 +40,19 @@ struct FaultDescription
 struct Fault
 {
     FaultKind kind = FaultKind::SlowCall;
-    qint64 value = 0; ///< 0 for a fault that takes none
-    int count = 0;    ///< how often it bites; 0: always
+    qint64 value = 0;      ///< 0 for a fault that takes none
+    int count = 0;         ///< how often it bites; 0: always
+    QByteArray route = {}; ///< requests whose path begins so; empty: all
+
+    /** Whether it bites on the line in front of the server, rather than in the host. */
+    bool IsOfTheLine() const;
+
+    /** Whether it can only be told by whoever sees the requests come. */
+    bool NeedsTheLine() const { return IsOfTheLine() || !route.isEmpty(); }
 
     /**
-     * Reads NAME[=VALUE][*COUNT]. None, with one line in `*error` that says why, when it is none.
+     * Reads NAME[=VALUE][*COUNT][@ROUTE]. None, with one line in `*error` that says why, when it is
+     * none.
      */
     static std::optional<Fault> Parse(const QString &text, QString *error);
 

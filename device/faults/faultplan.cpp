@@ -24,34 +24,54 @@ FaultPlan::FaultPlan(const Faults &commandLine, const QString &faultFile, IError
 std::optional<qint64> FaultPlan::Value(FaultKind kind)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    const Entry *entry = InForce(kind);
-    return entry != nullptr ? std::optional<qint64>(entry->fault.value) : std::nullopt;
+    return ValueOf(InForce(kind, nullptr));
+}
+
+std::optional<qint64> FaultPlan::Value(FaultKind kind, const QByteArray &path)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return ValueOf(InForce(kind, &path));
 }
 
 void FaultPlan::Count(FaultKind kind)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (Entry *entry = InForce(kind)) {
-        NoteBite(entry);
-    }
+    Bites(kind);
 }
 
 bool FaultPlan::Bites(FaultKind kind)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    Entry *entry = InForce(kind);
-    if (entry != nullptr) {
-        NoteBite(entry);
-    }
-    return entry != nullptr;
+    return NoteBite(InForce(kind, nullptr));
 }
 
-void FaultPlan::NoteBite(Entry *entry)
+bool FaultPlan::Bites(FaultKind kind, const QByteArray &path)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return NoteBite(InForce(kind, &path));
+}
+
+void FaultPlan::BeginRequest(const QByteArray &path)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    underWay.append(path);
+}
+
+void FaultPlan::EndRequest(const QByteArray &path)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    underWay.removeOne(path);
+}
+
+bool FaultPlan::NoteBite(Entry *entry)
+{
+    if (entry == nullptr) {
+        return false;
+    }
     ++entry->bites;
     if (keepsBites && bites.size() < mostBitesKept) {
         bites.append({entry->fault.kind, QDateTime::currentDateTimeUtc()});
     }
+    return true;
 }
 
 void FaultPlan::DelayCall()
@@ -97,19 +117,24 @@ QVector<FaultPlan::Bite> FaultPlan::TakeBites()
     return std::exchange(bites, {});
 }
 
+std::optional<qint64> FaultPlan::ValueOf(const Entry *entry)
+{
+    return entry != nullptr ? std::optional<qint64>(entry->fault.value) : std::nullopt;
+}
+
 void FaultPlan::Add(Entries *entries, const Fault &fault)
 {
-    if (Entry *former = FindIn(entries, fault.kind)) {
+    if (Entry *former = FindIn(entries, fault)) {
         *former = Entry{fault};
     } else {
         entries->append(Entry{fault});
     }
 }
 
-FaultPlan::Entry *FaultPlan::FindIn(Entries *entries, FaultKind kind)
+FaultPlan::Entry *FaultPlan::FindIn(Entries *entries, const Fault &fault)
 {
-    const auto found = std::find_if(entries->begin(), entries->end(), [kind](const Entry &entry) {
-        return entry.fault.kind == kind;
+    const auto found = std::find_if(entries->begin(), entries->end(), [&fault](const Entry &entry) {
+        return entry.fault.kind == fault.kind && entry.fault.route == fault.route;
     });
     return found != entries->end() ? &*found : nullptr;
 }
@@ -119,14 +144,28 @@ bool FaultPlan::IsUsedUp(const Entry &entry)
     return entry.fault.count > 0 && entry.bites >= entry.fault.count;
 }
 
-FaultPlan::Entry *FaultPlan::InForce(FaultKind kind)
+FaultPlan::Entry *FaultPlan::InForce(FaultKind kind, const QByteArray *path)
 {
     Refresh();
-    Entry *entry = FindIn(&fromFile, kind);
-    if (entry == nullptr) {
-        entry = FindIn(&given, kind);
+    for (Entries *entries : {&fromFile, &given}) {
+        for (Entry &entry : *entries) {
+            const bool isReplaced = entries == &given && FindIn(&fromFile, entry.fault) != nullptr;
+            if (entry.fault.kind == kind && !isReplaced && !IsUsedUp(entry) &&
+                Concerns(entry.fault, path)) {
+                return &entry;
+            }
+        }
     }
-    return entry != nullptr && !IsUsedUp(*entry) ? entry : nullptr;
+    return nullptr;
+}
+
+bool FaultPlan::Concerns(const Fault &fault, const QByteArray *path) const
+{
+    const auto begins = [&fault](const QByteArray &one) { return one.startsWith(fault.route); };
+    if (fault.route.isEmpty()) {
+        return true;
+    }
+    return path != nullptr ? begins(*path) : std::any_of(underWay.begin(), underWay.end(), begins);
 }
 
 void FaultPlan::Refresh()

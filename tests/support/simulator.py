@@ -17,10 +17,10 @@ class Simulator:
     """A simulator with a folder of its own, made when none is given and then removed at the end.
 
     `arguments` are added to its command line, `wrapper` is run around it, `options` are those of
-    `subprocess.Popen`. As a context it is started and ended; otherwise `start` and `stop` do that.
+    `subprocess.Popen`. Only a `faulty` one takes `set_faults`. As a context it is started and ended; otherwise `start` and `stop` do that.
     """
 
-    def __init__(self, program, *arguments, folder=None, wrapper=(), **options):
+    def __init__(self, program, *arguments, folder=None, wrapper=(), faulty=False, **options):
         self.program = os.path.abspath(program)
         self.arguments = arguments
         self.wrapper = list(wrapper)
@@ -30,6 +30,8 @@ class Simulator:
         self.data = os.path.join(self.folder, "device")
         self.files = os.path.join(self.data, "storage", "userfiles")
         self.fault_file = os.path.join(self.folder, "faults")
+        if faulty:
+            self.arguments = ("--fault-file", self.fault_file, *arguments)
         self.error_file = os.path.join(self.folder, "errors")
         open(self.error_file, "wb").close()
         self.ready_line = ""
@@ -51,8 +53,7 @@ class Simulator:
         """Starts it, again too, and waits until it answers or has ended."""
         with open(self.error_file, "ab") as errors:
             self.process = subprocess.Popen(
-                [*self.wrapper, self.program, "--data", self.data, "--fault-file", self.fault_file,
-                 *self.arguments],
+                [*self.wrapper, self.program, "--data", self.data, *self.arguments],
                 cwd=self.folder, stdout=subprocess.PIPE, stderr=errors, text=True, **self.options)
         self.ready_line = self.process.stdout.readline()
         ready = re.fullmatch(r"listening on http://\S+:(\d+)\n", self.ready_line)

@@ -15,6 +15,7 @@ class SimulatorTest(unittest.TestCase):
 
     arguments = ()
     starts = True
+    faulty = False
 
     def setUp(self):
         self.folder = tempfile.mkdtemp()
@@ -24,7 +25,7 @@ class SimulatorTest(unittest.TestCase):
             self.start(*self.arguments)
 
     def start(self, *arguments):
-        self.device = Simulator(PROGRAM, *arguments, folder=self.folder)
+        self.device = Simulator(PROGRAM, *arguments, folder=self.folder, faulty=self.faulty)
         self.addCleanup(self.device.kill)
         self.device.start()
 

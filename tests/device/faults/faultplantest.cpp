@@ -23,8 +23,10 @@ QString Refusal(const QString &text)
 
 TEST(FaultPlanParse, TakesEveryFault)
 {
-    for (const char *text : {"slow-call=11000", "storage-away", "no-space", "write-fails=0",
-                             "read-fails=5000000", "delete-refused", "store-fails"}) {
+    for (const char *text :
+         {"slow-call=11000", "storage-away", "no-space", "write-fails=0", "read-fails=5000000",
+          "delete-refused", "store-fails", "busy", "http-500", "drop-after=0", "stall-after=1",
+          "throttle=1", "corrupt-download", "late-answer"}) {
         EXPECT_TRUE(Accepts(QString::fromLatin1(text))) << text;
     }
 }
@@ -98,6 +100,63 @@ TEST(FaultPlanDescriptions, EveryFaultCanBeAskedForAsItIsDescribed)
         ASSERT_TRUE(fault) << error.toStdString();
         EXPECT_EQ(fault->kind, each.kind);
         EXPECT_FALSE(each.place.isEmpty());
+    }
+}
+
+TEST(FaultPlanParse, ACountMayStandInForAValue)
+{
+    QString error;
+    for (const char *text : {"busy=3", "busy*3", "http-500=3"}) {
+        const std::optional<Fault> fault = Fault::Parse(QString::fromLatin1(text), &error);
+        ASSERT_TRUE(fault) << text;
+        EXPECT_EQ(fault->count, 3) << text;
+    }
+    EXPECT_EQ(Refusal(QStringLiteral("busy=3*2")),
+              QStringLiteral("the fault busy takes one count from 1 to 1000000, not \"busy=3*2\""));
+    Refusal(QStringLiteral("busy=0"));
+}
+
+TEST(FaultPlanParse, ALateAnswerTakesTenSecondsUnlessToldOtherwise)
+{
+    QString error;
+    EXPECT_EQ(Fault::Parse(QStringLiteral("late-answer"), &error)->value, 10'000);
+    EXPECT_EQ(Fault::Parse(QStringLiteral("late-answer=5"), &error)->value, 5);
+    Refusal(QStringLiteral("late-answer=60001"));
+}
+
+TEST(FaultPlanParse, AThrottleLetsSomethingPass)
+{
+    Refusal(QStringLiteral("throttle=0"));
+    Refusal(QStringLiteral("throttle=1000000001"));
+}
+
+TEST(FaultPlanParse, ARouteFollowsTheFirstAtSign)
+{
+    QString error;
+    const std::optional<Fault> fault =
+        Fault::Parse(QStringLiteral("drop-after=5*2@/api/a=b*3@c"), &error);
+    ASSERT_TRUE(fault);
+    EXPECT_EQ(fault->value, 5);
+    EXPECT_EQ(fault->count, 2);
+    EXPECT_EQ(fault->route, QByteArray("/api/a=b*3@c"));
+}
+
+TEST(FaultPlanParse, ARouteThatIsNoneIsRefused)
+{
+    EXPECT_EQ(Refusal(QStringLiteral("busy@info")),
+              QStringLiteral("the fault busy takes a route that begins with \"/\", not "
+                             "\"busy@info\""));
+    Refusal(QStringLiteral("busy@"));
+}
+
+TEST(FaultPlanParse, FaultsOfTheLineAndThoseWithARouteNeedTheLine)
+{
+    QString error;
+    for (const char *text : {"busy", "late-answer", "no-space@/api"}) {
+        EXPECT_TRUE(Fault::Parse(QString::fromLatin1(text), &error)->NeedsTheLine()) << text;
+    }
+    for (const char *text : {"store-fails", "slow-call=1"}) {
+        EXPECT_FALSE(Fault::Parse(QString::fromLatin1(text), &error)->NeedsTheLine()) << text;
     }
 }
 
@@ -250,6 +309,44 @@ TEST_F(FaultPlanTest, NoMoreThanAThousandBitesAreKept)
         plan.Count(FaultKind::NoSpace);
     }
     EXPECT_EQ(plan.TakeBites().size(), 1000);
+}
+
+TEST_F(FaultPlanTest, ARouteConcernsThePathsThatBeginWithIt)
+{
+    WriteControlFile("busy@/api/filemgr\n");
+    EXPECT_TRUE(plan.Bites(FaultKind::Busy, "/api/filemgr/v2/userfiles"));
+    EXPECT_FALSE(plan.Bites(FaultKind::Busy, "/info"));
+}
+
+TEST_F(FaultPlanTest, AFaultMayHaveSeveralRoutesWithCountsOfTheirOwn)
+{
+    WriteControlFile("busy*1@/info\nbusy*2@/api\n");
+    EXPECT_TRUE(plan.Bites(FaultKind::Busy, "/info"));
+    EXPECT_FALSE(plan.Bites(FaultKind::Busy, "/info"));
+    EXPECT_TRUE(plan.Bites(FaultKind::Busy, "/api/x"));
+    EXPECT_TRUE(plan.Bites(FaultKind::Busy, "/api/x"));
+    EXPECT_FALSE(plan.Bites(FaultKind::Busy, "/api/x"));
+}
+
+TEST_F(FaultPlanTest, WhatTheFileSetsForARouteLeavesTheCommandLineToTheOthers)
+{
+    WriteControlFile("no-space*1@/api\n");
+    EXPECT_TRUE(plan.Bites(FaultKind::NoSpace, "/info"));
+    EXPECT_TRUE(plan.Bites(FaultKind::NoSpace, "/api"));
+    EXPECT_TRUE(plan.Bites(FaultKind::NoSpace, "/api"));
+}
+
+TEST_F(FaultPlanTest, TheHostIsConcernedWhileARequestOfTheRouteIsUnderWay)
+{
+    WriteControlFile("storage-away@/api\n");
+    EXPECT_FALSE(plan.Bites(FaultKind::StorageAway));
+    plan.BeginRequest("/api/x");
+    plan.BeginRequest("/api/x");
+    EXPECT_TRUE(plan.Bites(FaultKind::StorageAway));
+    plan.EndRequest("/api/x");
+    EXPECT_TRUE(plan.Bites(FaultKind::StorageAway));
+    plan.EndRequest("/api/x");
+    EXPECT_FALSE(plan.Bites(FaultKind::StorageAway));
 }
 
 TEST_F(FaultPlanTest, ASlowCallTakesItsTime)

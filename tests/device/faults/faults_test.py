@@ -19,6 +19,8 @@ REFUSED = error("Upload failed")
 
 
 class BadDay(SimulatorTest):
+    faulty = True
+
     def faults(self, *lines):
         self.device.set_faults(*lines)
 

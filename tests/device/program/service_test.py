@@ -28,7 +28,7 @@ class Told(SimulatorTest):
         self.addCleanup(self.manager.close)
         self.manager.bind(address.replace("@", "\0"))
         self.manager.settimeout(30)
-        self.device = Simulator(PROGRAM, *arguments, folder=self.folder,
+        self.device = Simulator(PROGRAM, *arguments, folder=self.folder, faulty=True,
                                 env={**os.environ, "NOTIFY_SOCKET": address, **environment})
         self.addCleanup(self.device.kill)
         self.device.start()

@@ -18,7 +18,7 @@ from simulator import Simulator  # noqa: E402
 
 
 def run(program, command):
-    with Simulator(program) as device:
+    with Simulator(program, faulty=True) as device:
         environment = dict(os.environ, USER_FILES=device.files, FAULTS=device.fault_file)
         return subprocess.run(command, env=environment, check=False).returncode
 
