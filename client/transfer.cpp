@@ -23,6 +23,13 @@ int StatusOf(const QNetworkReply &reply)
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
+// Qt takes a connection that breaks for the end of the answer now and then.
+bool IsShort(const QNetworkReply &reply, qint64 received)
+{
+    const QVariant announced = reply.header(QNetworkRequest::ContentLengthHeader);
+    return announced.isValid() && received < announced.toLongLong();
+}
+
 // True for failures of the transport; false for answers whose status is not one of success.
 bool BrokeOff(const QNetworkReply &reply)
 {
@@ -137,7 +144,7 @@ Transfer::Answer Transfer::Await()
                           QString("cannot write %1: %2")
                               .arg(sink.device->objectName(), sink.device->errorString()));
     }
-    if (!enough && BrokeOff(*reply)) {
+    if (!enough && (BrokeOff(*reply) || IsShort(*reply, arrived))) {
         throw TransportFailure(*reply, bytesPassed, distrust);
     }
     answer.status = StatusOf(*reply);
@@ -151,6 +158,7 @@ void Transfer::Take()
     }
     const QByteArray bytes = reply->readAll();
     bytesPassed = bytesPassed || !bytes.isEmpty();
+    arrived += bytes.size();
     if (sink.device == nullptr || StatusOf(*reply) != statusDone) {
         Keep(bytes);
     } else {

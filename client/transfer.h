@@ -65,7 +65,8 @@ private:
     const Sink sink;
     const Progress &progress;
     Answer answer;
-    QString distrust; ///< why the certificate is not trusted
+    QString distrust;   ///< why the certificate is not trusted
+    qint64 arrived = 0; // of the body, wherever it went
     qint64 received = 0;
     bool bytesPassed = false; ///< in either direction
     bool sinkFailed = false;
