@@ -1,31 +1,26 @@
 #include "filesystemsandbox.h"
 
+#include "landlock.h"
+
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <fcntl.h>
-#include <linux/landlock.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
 
-// Rights that came after the first headers with Landlock.
-constexpr std::uint64_t accessTruncate = 1ULL << 14;
-constexpr std::uint64_t accessDeviceControl = 1ULL << 15;
-
 constexpr int versionThatMoves = 2;
 
-constexpr std::uint64_t readAccess = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
-constexpr std::uint64_t writeAccess =
-    readAccess | LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_REMOVE_DIR |
-    LANDLOCK_ACCESS_FS_REMOVE_FILE | LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
-    LANDLOCK_ACCESS_FS_MAKE_SYM | LANDLOCK_ACCESS_FS_REFER | accessTruncate;
-constexpr std::uint64_t fileAccess = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_WRITE_FILE |
-                                     LANDLOCK_ACCESS_FS_EXECUTE | accessTruncate |
-                                     accessDeviceControl;
+constexpr std::uint64_t readAccess = Landlock::ReadFile | Landlock::ReadDirectory;
+constexpr std::uint64_t writeAccess = readAccess | Landlock::WriteFile | Landlock::RemoveDirectory |
+                                      Landlock::RemoveFile | Landlock::MakeDirectory |
+                                      Landlock::MakeFile | Landlock::MakeLink | Landlock::Refer |
+                                      Landlock::Truncate;
+constexpr std::uint64_t fileAccess = Landlock::ReadFile | Landlock::WriteFile | Landlock::Execute |
+                                     Landlock::Truncate | Landlock::DeviceControl;
 
 class FileDescriptor
 {
@@ -52,15 +47,15 @@ private:
 // Everything that a kernel of this version can restrict.
 std::uint64_t HandledAccess(int kernelVersion)
 {
-    std::uint64_t access = LANDLOCK_ACCESS_FS_REFER - 1;
+    std::uint64_t access = Landlock::Refer - 1;
     if (kernelVersion >= versionThatMoves) {
-        access |= LANDLOCK_ACCESS_FS_REFER;
+        access |= Landlock::Refer;
     }
     if (kernelVersion >= 3) {
-        access |= accessTruncate;
+        access |= Landlock::Truncate;
     }
     if (kernelVersion >= 5) {
-        access |= accessDeviceControl;
+        access |= Landlock::DeviceControl;
     }
     return access;
 }
@@ -83,12 +78,10 @@ std::string Allow(int ruleset, const std::string &path, std::uint64_t access, bo
     if (!file.IsOpen()) {
         return errno == ENOENT && !mustExist ? std::string() : Problem(path);
     }
-    landlock_path_beneath_attr rule = {};
-    rule.allowed_access = IsDirectory(file) ? access : access & fileAccess;
-    rule.parent_fd = file.Get();
-    const long added =
-        syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
-    return added == 0 ? std::string() : Problem(path);
+    Landlock::PathRule rule;
+    rule.allowedAccess = IsDirectory(file) ? access : access & fileAccess;
+    rule.parent = file.Get();
+    return Landlock::AddRule(ruleset, rule) == 0 ? std::string() : Problem(path);
 }
 
 std::string AllowAll(int ruleset, const FileSystemSandbox::Rules &rules, std::uint64_t handled)
@@ -121,8 +114,7 @@ FileSystemSandbox::Result Lacks(const FileSystemSandbox::Rules &rules, int kerne
 
 int FileSystemSandbox::KernelVersion()
 {
-    const long version =
-        syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
+    const long version = Landlock::Version();
     return version > 0 ? static_cast<int>(version) : 0;
 }
 
@@ -157,12 +149,9 @@ FileSystemSandbox::Domain::~Domain()
 
 void FileSystemSandbox::Domain::Make(const Rules &rules, int kernelVersion)
 {
-    landlock_ruleset_attr attributes = {};
-    attributes.handled_access_fs = HandledAccess(kernelVersion);
-    ruleset =
-        static_cast<int>(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0));
-    const std::string problem =
-        ruleset < 0 ? Problem("rules") : AllowAll(ruleset, rules, attributes.handled_access_fs);
+    const std::uint64_t handled = HandledAccess(kernelVersion);
+    ruleset = Landlock::CreateRuleset({handled});
+    const std::string problem = ruleset < 0 ? Problem("rules") : AllowAll(ruleset, rules, handled);
     if (!problem.empty()) {
         made = {Outcome::Failed, problem};
     }
@@ -173,8 +162,7 @@ FileSystemSandbox::Result FileSystemSandbox::Domain::Enter() const
     if (made.outcome != Outcome::Confined) {
         return made;
     }
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-        syscall(SYS_landlock_restrict_self, ruleset, 0) != 0) {
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || Landlock::RestrictSelf(ruleset) != 0) {
         return {Outcome::Failed, Problem("restriction")};
     }
     return made;
