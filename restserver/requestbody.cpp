@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <sys/mman.h>
 
 namespace {
 
@@ -12,24 +13,25 @@ constexpr size_t nextPiece = size_t(512) * 1024; // fits into the processor's ca
 
 } // namespace
 
-// Raw memory, because a byte array would fill it with zeros before it is read into.
+// Raw memory, because a byte array would fill it with zeros before it is read into. What is larger
+// than the smallest buffer is mapped: a heap, of which each thread may have one, would keep a part.
 struct RequestBody::Buffer
 {
     explicit Buffer(std::shared_ptr<BodyMemory> memory)
         : share(std::move(memory))
     {}
-    ~Buffer() { std::free(bytes); }
+    ~Buffer() { Release(); }
     Buffer(const Buffer &) = delete;
     Buffer &operator=(const Buffer &) = delete;
 
     // One byte more ends what is taken for a text. Without memory all stays as it is.
     bool Resize(size_t newSize)
     {
-        auto *resized = static_cast<char *>(std::realloc(bytes, newSize + 1));
+        void *resized = newSize > smallestBuffer ? Map(newSize + 1) : std::malloc(newSize + 1);
         if (resized == nullptr) {
             return false;
         }
-        bytes = resized;
+        bytes = static_cast<char *>(resized);
         size = newSize;
         return true;
     }
@@ -37,6 +39,33 @@ struct RequestBody::Buffer
     BodyMemory::Share share;
     char *bytes = nullptr;
     size_t size = 0;
+
+private:
+    bool IsMapped() const { return size > smallestBuffer; }
+
+    void *Map(size_t length)
+    {
+        void *place = IsMapped() ? mremap(bytes, size + 1, length, MREMAP_MAYMOVE)
+                                 : mmap(nullptr, length, PROT_READ | PROT_WRITE,
+                                        MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (place == MAP_FAILED) {
+            return nullptr;
+        }
+        if (!IsMapped()) {
+            std::copy_n(bytes, size, static_cast<char *>(place));
+            std::free(bytes);
+        }
+        return place;
+    }
+
+    void Release()
+    {
+        if (IsMapped()) {
+            munmap(bytes, size + 1);
+        } else {
+            std::free(bytes);
+        }
+    }
 };
 
 RequestBody::RequestBody(mg_connection *conn, std::shared_ptr<BodyMemory> memory,
