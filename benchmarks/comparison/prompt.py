@@ -6,7 +6,7 @@ import subprocess
 import threading
 import time
 
-from .servers import Peer, PromptHost, running
+from .servers import Peer, PromptHost, Simulator, running
 from .table import median, show
 from .transfers import HEADER, check, curl, measure, rows, write_source
 
@@ -17,6 +17,9 @@ FIRST_REQUESTS = 100
 REQUESTS = 10_000
 TRANSFERS = 20
 BESIDE = 4
+SMALL_FILES = 5000
+SMALL_SIZE = 2000
+SMALL_FOLDERS = 50
 
 Rate = collections.namedtuple("Rate", "rate p50 p99 cpu failed")
 
@@ -127,6 +130,36 @@ def show_turns(build, folder, source):
          [["prompt", f"{clock:.1f}", f"{processor:.1f}", f"{beside.p50:.2f}", f"{beside.p99:.1f}"]])
 
 
+def write_small_files(folder):
+    """As if they had been written a minute ago: what still changes is not fetched."""
+    written = time.time() - 60
+    for number in range(SMALL_FILES):
+        path = os.path.join(folder, f"{number % SMALL_FOLDERS}", f"{number}.bin")
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as file:
+            file.write(os.urandom(SMALL_SIZE))
+        os.utime(path, (written, written))
+
+
+def show_sync(build, folder):
+    """The client with the simulator: for each file its metadata, its bytes and a confirmation."""
+    client = os.path.join(build, "client", "parlowenctl")
+    with running(lambda: Simulator(build, folder)) as (device,):
+        write_small_files(os.path.dirname(device.target))
+        before = device.cpu_seconds()
+        begun = time.monotonic()
+        process = subprocess.Popen([client, "--quiet", "sync", os.path.join(folder, "local")],
+                                   stdout=subprocess.DEVNULL)
+        _, status, usage = os.wait4(process.pid, 0)
+        seconds = time.monotonic() - begun
+        used = device.cpu_seconds() - before
+    if status != 0:
+        raise RuntimeError("parlowenctl sync has failed")
+    show(f"parlowenctl sync of {SMALL_FILES} files of {SMALL_SIZE} bytes",
+         ["", "seconds", "CPU s of the client", "CPU s of the device"],
+         [["prompt", f"{seconds:.1f}", f"{usage.ru_utime + usage.ru_stime:.1f}", f"{used:.1f}"]])
+
+
 def show_tables(build, folder, size, rounds):
     source = os.path.join(folder, "source.bin")
     write_source(source, size)
@@ -139,3 +172,4 @@ def show_tables(build, folder, size, rounds):
             show_transfers([ours, *peers], source, size, rounds)
             show_idle([ours, *peers])
     show_turns(build, folder, source)
+    show_sync(build, folder)
