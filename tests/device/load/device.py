@@ -3,7 +3,6 @@ import os
 import re
 import socket
 import sys
-import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support"))
 from simulator import BOUNDARY, PORT, Simulator, ask, upload_body  # noqa: E402
@@ -93,13 +92,3 @@ def decode_chunks(coded):
 def fail(text):
     print("FAILED:", text)
     sys.exit(1)
-
-
-def wait_until(condition, timeout=30):
-    """Whether the condition holds within the time."""
-    end = time.monotonic() + timeout
-    while not condition():
-        if time.monotonic() > end:
-            return False
-        time.sleep(0.01)
-    return True
