@@ -88,6 +88,10 @@ if(TARGET parlowen-device)
     install(FILES ${PROJECT_BINARY_DIR}/package/parlowen-device.service
         DESTINATION ${PARLOWEN_SYSTEMD_UNIT_DIR}
         COMPONENT Tools)
+    install(DIRECTORY testsupport
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/parlowen
+        COMPONENT Tools
+        PATTERN __pycache__ EXCLUDE)
 endif()
 if(TARGET parlowenctl)
     install(FILES client/completion/parlowenctl.bash

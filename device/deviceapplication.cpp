@@ -26,7 +26,8 @@ DeviceApplication::DeviceApplication(const DeviceOptions &deviceOptions, std::FI
     , viewOutput(view)
     , requestReport(options.requestLines, view, stderr, errorReporter)
     , faults(options.faults, options.faultFile, errorReporter)
-    , fileSystem(faults)
+    , fileSystem(faults, options.temporary ? FaultyFileSystem::Lifetime::OfTheProcess
+                                           : FaultyFileSystem::Lifetime::Lasting)
     , requestDelay(faults)
     , lineJournal(requestReport)
     , line(options.NeedsLine() ? std::make_unique<LineProxy>(faults, lineJournal) : nullptr)

@@ -13,7 +13,7 @@
 
 import { spawn } from "node:child_process";
 import { once } from "node:events";
-import { mkdtempSync, renameSync, rmSync, writeFileSync } from "node:fs";
+import { mkdtempSync, readdirSync, renameSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { env } from "node:process";
@@ -21,13 +21,12 @@ import { createInterface } from "node:readline";
 
 export async function startDevice({ context, golden, program, arguments: more = [] } = {}) {
   const folder = mkdtempSync(join(tmpdir(), "parlowen-test-"));
-  const data = join(folder, "device");
   const faultFile = join(folder, "faults");
-  const options = ["--port", "0", "--log-requests=json", "--data", data, "--fault-file", faultFile];
+  const options = ["--port", "0", "--log-requests=json", "--temporary", "--fault-file", faultFile];
   const process = spawn(
     program ?? env.PARLOWEN_DEVICE ?? "parlowen-device",
     [...options, ...(golden ? ["--from", golden] : []), ...more],
-    { stdio: ["ignore", "pipe", "pipe"] },
+    { stdio: ["ignore", "pipe", "pipe"], env: { ...env, TMPDIR: folder } },
   );
   const journal = [];
   let errors = "";
@@ -40,7 +39,12 @@ export async function startDevice({ context, golden, program, arguments: more = 
       lines.on("line", (request) => journal.push(request));
     });
     ended.then(() => reject(new Error(`the simulator does not start: ${errors}`)), reject);
+  }).catch((problem) => {
+    rmSync(folder, { recursive: true });
+    throw problem;
   });
+  const made = readdirSync(folder).find((name) => name.startsWith("parlowen-device-"));
+  const data = join(folder, made, "device");
 
   const device = {
     address,

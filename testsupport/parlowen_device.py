@@ -7,9 +7,11 @@ Run pytest with `-p parlowen_device`, or put that into `addopts` of its configur
 
 Each test gets a device of its own on a free port, with the sample content or, with
 `--parlowen-golden DIR`, a copy of a folder. When a test fails its report shows the requests that the
-device answered. `--parlowen-device PROGRAM` or PARLOWEN_DEVICE names the simulator; otherwise the one
+device answered. Tests that change nothing may share one with the fixture `shared_device`, which takes
+less time. `--parlowen-device PROGRAM` or PARLOWEN_DEVICE names the simulator; otherwise the one
 on the PATH is started. `@pytest.mark.device("--empty", "--fault", "no-space")` adds to its command line.
 """
+import glob
 import os
 import subprocess
 import tempfile
@@ -28,21 +30,21 @@ class Device:
         command = [program, "--port", "0", "--log-requests=json", *arguments]
         if golden:
             command += ["--from", os.fspath(golden)]
-        # A folder of its own instead of --temporary: a test may look into it while it runs.
         self._folder = tempfile.TemporaryDirectory(prefix="parlowen-test-")
-        self.data = os.path.join(self._folder.name, "device")
-        self.user_files = os.path.join(self.data, "storage", "userfiles")
         self.fault_file = os.path.join(self._folder.name, "faults")
         self._journal = []
         with open(os.path.join(self._folder.name, "errors"), "wb") as errors:
             self.process = subprocess.Popen(
-                [*command, "--data", self.data, "--fault-file", self.fault_file],
-                stdout=subprocess.PIPE, stderr=errors, text=True, encoding="utf-8")
+                [*command, "--temporary", "--fault-file", self.fault_file],
+                stdout=subprocess.PIPE, stderr=errors, text=True, encoding="utf-8",
+                env={**os.environ, "TMPDIR": self._folder.name})
         ready = self.process.stdout.readline()
         if not ready.startswith("listening on "):
             self.process.wait()
             raise RuntimeError(f"the simulator does not start: {self.errors()}")
         self.address = ready.split()[-1]
+        self.data = glob.glob(os.path.join(self._folder.name, "parlowen-device-*", "device"))[0]
+        self.user_files = os.path.join(self.data, "storage", "userfiles")
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
 
@@ -93,6 +95,14 @@ if pytest:
         if report.when == "call" and report.failed and started:
             report.sections.append(("requests of the device", "\n".join(started.journal())))
             report.sections.append(("errors of the device", started.errors()))
+
+    @pytest.fixture(scope="session")
+    def shared_device(request):
+        """A simulated device for all tests that only look at it."""
+        started = Device(program=request.config.getoption("--parlowen-device"),
+                         golden=request.config.getoption("--parlowen-golden"))
+        yield started
+        started.stop()
 
     @pytest.fixture
     def device(request):

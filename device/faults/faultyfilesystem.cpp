@@ -3,9 +3,25 @@
 #include <algorithm>
 #include <cerrno>
 
-FaultyFileSystem::FaultyFileSystem(FaultPlan &faultPlan)
-    : faults(faultPlan)
+FaultyFileSystem::FaultyFileSystem(FaultPlan &faultPlan, Lifetime lifetime)
+    : flushes(lifetime == Lifetime::Lasting)
+    , faults(faultPlan)
 {}
+
+int FaultyFileSystem::Flush(int descriptor)
+{
+    return flushes ? FileSystem::Flush(descriptor) : 0;
+}
+
+int FaultyFileSystem::FlushFolder(const QString &path)
+{
+    return flushes ? FileSystem::FlushFolder(path) : 0;
+}
+
+int FaultyFileSystem::FlushFileSystem(const QString &folder)
+{
+    return flushes ? FileSystem::FlushFileSystem(folder) : 0;
+}
 
 ssize_t FaultyFileSystem::Write(int descriptor, const char *data, std::size_t size)
 {

@@ -2,7 +2,7 @@
 
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
-import { test } from "node:test";
+import { after, before, test } from "node:test";
 
 import { startDevice } from "../parlowen-device.mjs";
 
@@ -18,21 +18,23 @@ function upload(device, name, content) {
   return ask(device, "/api/filemgr/v2/userfiles", "POST", parts);
 }
 
+// Tests that change nothing share a device, which takes less time.
+let shared;
+before(async () => (shared = await startDevice()));
+after(() => shared.stop());
+
 const batch = JSON.stringify({ cdm: [{ workOrderId: "A" }] });
 
-test("the device tells what it is", async (context) => {
-  const device = await startDevice({ context });
-  assert.equal((await ask(device, "/info")).assetInfo.serialNumber, "PW-000042");
+test("the device tells what it is", async () => {
+  assert.equal((await ask(shared, "/info")).assetInfo.serialNumber, "PW-000042");
 });
 
-test("the device tells where its files are", async (context) => {
-  const device = await startDevice({ context });
-  assert.equal((await ask(device, "/info")).assetInfo.userFilesFolder, device.userFiles);
+test("the device tells where its files are", async () => {
+  assert.equal((await ask(shared, "/info")).assetInfo.userFilesFolder, shared.userFiles);
 });
 
-test("four files are pending from the start", async (context) => {
-  const device = await startDevice({ context });
-  assert.equal((await ask(device, "/api/syncfiles/v1/pendingfiles")).length, 4);
+test("four files are pending from the start", async () => {
+  assert.equal((await ask(shared, "/api/syncfiles/v1/pendingfiles")).length, 4);
 });
 
 test("a confirmed file is pending no more", async (context) => {

@@ -20,16 +20,16 @@ def upload(device, name, content):
     return ask(device, "/api/filemgr/v2/userfiles", "POST", body)
 
 
-def test_the_device_tells_what_it_is(device):
-    assert ask(device, "/info")["assetInfo"]["serialNumber"] == "PW-000042"
+def test_the_device_tells_what_it_is(shared_device):
+    assert ask(shared_device, "/info")["assetInfo"]["serialNumber"] == "PW-000042"
 
 
-def test_the_device_tells_where_its_files_are(device):
-    assert ask(device, "/info")["assetInfo"]["userFilesFolder"] == device.user_files
+def test_the_device_tells_where_its_files_are(shared_device):
+    assert ask(shared_device, "/info")["assetInfo"]["userFilesFolder"] == shared_device.user_files
 
 
-def test_four_files_are_pending_from_the_start(device):
-    assert len(ask(device, "/api/syncfiles/v1/pendingfiles")) == 4
+def test_four_files_are_pending_from_the_start(shared_device):
+    assert len(ask(shared_device, "/api/syncfiles/v1/pendingfiles")) == 4
 
 
 def test_a_confirmed_file_is_pending_no_more(device):

@@ -237,4 +237,16 @@ TEST_F(FaultyFileSystemTest, AChangeOfThePlanCountsAnew)
     EXPECT_EQ(Write(), 10);
 }
 
+TEST_F(FaultyFileSystemTest, FlushesUnlessTheDeviceGoesWithTheProcess)
+{
+    const QString missing = directory.filePath(QStringLiteral("missing"));
+    EXPECT_EQ(fileSystem.FlushFolder(missing), -1);
+    EXPECT_EQ(fileSystem.FlushFileSystem(missing), -1);
+    EXPECT_EQ(fileSystem.Flush(-1), -1);
+    FaultyFileSystem passing(plan, FaultyFileSystem::Lifetime::OfTheProcess);
+    EXPECT_EQ(passing.FlushFolder(missing), 0);
+    EXPECT_EQ(passing.FlushFileSystem(missing), 0);
+    EXPECT_EQ(passing.Flush(-1), 0);
+}
+
 } // namespace
