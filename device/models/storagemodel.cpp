@@ -25,6 +25,7 @@ StorageModel::StorageModel(const DeviceFolder &deviceFolder, bool storageAvailab
     : folder(deviceFolder)
     , available(storageAvailable)
     , errorReporter(errors)
+    , templates(errors)
 {}
 
 QDir StorageModel::Directory(int key)
@@ -33,14 +34,20 @@ QDir StorageModel::Directory(int key)
     case UserFilesDirectory:
         return QDir(folder.UserFiles());
     case TemplateDirectory:
-        return QDir(folder.Templates());
+        return LookedAt(folder.Templates());
     case GuardedTemplateDirectory:
-        return QDir(folder.GuardedTemplates());
+        return LookedAt(folder.GuardedTemplates());
     default:
         errorReporter.ReportError(QStringLiteral("no directory has the key %1").arg(key),
                                   "storagemodel", __LINE__);
         return QDir(folder.Path() + QLatin1String("/no-directory"));
     }
+}
+
+QDir StorageModel::LookedAt(const QString &templateFolder)
+{
+    templates.Look(templateFolder);
+    return QDir(templateFolder);
 }
 
 bool StorageModel::IsStorageAvailable()

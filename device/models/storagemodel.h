@@ -3,6 +3,7 @@
 
 #include "devicefolder.h"
 #include "hostmodel.h"
+#include "templatefolders.h"
 
 /** The directories of the device and its guarded storage, which is there or not for a whole run. */
 class StorageModel : public IStorageModel
@@ -14,7 +15,10 @@ public:
     /** Keeps the reference; the reporter outlives this object. */
     StorageModel(const DeviceFolder &deviceFolder, bool storageAvailable, IErrorReporter &errors);
 
-    /** Any other key is reported and leads to a folder that does not exist. */
+    /**
+     * Any other key is reported and leads to a folder that does not exist. Files that hold no
+     * templates are reported when their folder is asked for.
+     */
     QDir Directory(int key) override;
 
     bool IsStorageAvailable() override;
@@ -34,9 +38,12 @@ public:
     int AccessDepth() const { return accessDepth; }
 
 private:
+    QDir LookedAt(const QString &templateFolder);
+
     DeviceFolder folder;
     bool available;
     IErrorReporter &errorReporter;
+    TemplateFolders templates;
     int accessDepth = 0;
 };
 

@@ -199,6 +199,22 @@ class WorkOrders(SimulatorTest):
         self.assertIn("cdm", self.ask_json("GET", "/api/workflow/v1/workorder/MINE"))
 
 
+class Mistakes(SimulatorTest):
+    arguments = ("--port", "0", "--empty")
+
+    def test_files_that_are_not_taken_are_each_reported_once_by_name(self):
+        mistakes = {"templates/a.json": "{}", "storage/templates/b.json": "no JSON",
+                    "workorders/c.json": "{}", "workorders/d.json": "no JSON"}
+        for name, content in mistakes.items():
+            with open(os.path.join(self.device.data, name), "w", encoding="utf-8") as file:
+                file.write(content)
+        for _ in range(3):
+            for route in ("list", "templates"):
+                self.ask_json("GET", "/api/workflow/v1/" + route)
+        errors = self.device.errors()
+        self.assertEqual([errors.count(name) for name in mistakes], [1] * 4, errors)
+
+
 class Requests(SimulatorTest):
     arguments = ("--port", "0", "--log-requests=json")
 

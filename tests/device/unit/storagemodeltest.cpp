@@ -81,4 +81,75 @@ TEST_F(StorageModelTest, AFileSystemThatCannotBeAskedHasNoSpace)
     EXPECT_EQ(errors.messages.size(), 1);
 }
 
+class TemplatesTest : public StorageModelTest
+{
+protected:
+    TemplatesTest() { QDir(device.Path()).mkpath(device.Templates()); }
+
+    void Place(const QString &name, const QByteArray &content)
+    {
+        QFile file(device.Templates() + '/' + name);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+
+    QStringList Reported()
+    {
+        storage.Directory(IStorageModel::TemplateDirectory);
+        return errors.messages;
+    }
+};
+
+TEST_F(TemplatesTest, AFileWithTemplatesIsNotReported)
+{
+    Place("a.json", R"({"cdm": []})");
+    EXPECT_EQ(Reported(), QStringList());
+}
+
+TEST_F(TemplatesTest, AFileWithoutTemplatesIsReportedOnceByName)
+{
+    Place("a.json", R"({"cdm": []})");
+    Place("b.json", R"({"cdmx": []})");
+    const QStringList expected = {QStringLiteral("skipped %1/b.json: it holds no templates, it has "
+                                                 "no array \"cdm\"")
+                                      .arg(device.Templates())};
+    EXPECT_EQ(Reported(), expected);
+    EXPECT_EQ(Reported(), expected);
+}
+
+TEST_F(TemplatesTest, AFileThatIsNoJsonIsReported)
+{
+    Place("b.json", "{");
+    ASSERT_EQ(Reported().size(), 1);
+    EXPECT_TRUE(errors.messages.first().contains(QStringLiteral("b.json")));
+    EXPECT_TRUE(errors.messages.first().contains(QStringLiteral("it is no JSON")));
+}
+
+TEST_F(TemplatesTest, AFileThatWasMendedAndBrokenAgainIsReportedAgain)
+{
+    Place("b.json", "[]");
+    EXPECT_EQ(Reported().size(), 1);
+    Place("b.json", R"({"cdm": []})");
+    EXPECT_EQ(Reported().size(), 1);
+    Place("b.json", "[1]");
+    EXPECT_EQ(Reported().size(), 2);
+}
+
+TEST_F(TemplatesTest, OtherFilesAreNotLookedAt)
+{
+    Place("b.JSON", "[]");
+    Place("b.txt", "[]");
+    EXPECT_EQ(Reported(), QStringList());
+}
+
+TEST_F(TemplatesTest, TheGuardedFolderIsLookedAtToo)
+{
+    QDir(device.Path()).mkpath(device.GuardedTemplates());
+    QFile file(device.GuardedTemplates() + "/c.json");
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.close();
+    storage.Directory(IStorageModel::GuardedTemplateDirectory);
+    EXPECT_EQ(errors.messages.size(), 1);
+}
+
 } // namespace
