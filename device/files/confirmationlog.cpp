@@ -11,7 +11,9 @@
 namespace {
 
 constexpr qint64 largestFile = qint64{256} * 1024 * 1024;
-constexpr int fewLines = 1000; // below that writing anew is not worth while
+// Below these numbers writing anew is not worth while.
+constexpr int fewLines = 1000;
+constexpr int manyLines = 100'000;
 
 const QString pathKey = QStringLiteral("path");
 const QString inodeKey = QStringLiteral("inode");
@@ -147,7 +149,10 @@ bool ConfirmationLog::TakeLine(const QByteArray &line)
 
 bool ConfirmationLog::IsWritingDue() const
 {
-    return !appendable || lines > 2 * linesWhenWhole + fewLines;
+    // Lines that were replaced are counted; those of files that went unnoticed are only found by
+    // looking, which is not done before there may be very many.
+    return !appendable || lines > 2 * confirmations.size() + fewLines ||
+           lines > 2 * linesWhenWhole + manyLines;
 }
 
 bool ConfirmationLog::Append(const QByteArray &line, QString *error)

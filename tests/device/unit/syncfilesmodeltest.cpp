@@ -20,6 +20,36 @@ constexpr qint64 nowSeconds = 1715938212;
 // Takes one store through until no step is left to break.
 constexpr int moreThanAllSteps = 20;
 
+/** Counts what the stores do, and waits for no disk. */
+class CountingFileSystem : public FileSystem
+{
+public:
+    int OpenForWriting(const QString &path) override
+    {
+        ++calls;
+        return FileSystem::OpenForWriting(path);
+    }
+
+    int OpenForAppending(const QString &path) override
+    {
+        ++calls;
+        return FileSystem::OpenForAppending(path);
+    }
+
+    ssize_t Write(int descriptor, const char *data, std::size_t size) override
+    {
+        ++calls;
+        bytes += static_cast<qint64>(size);
+        return FileSystem::Write(descriptor, data, size);
+    }
+
+    int Flush(int) override { return ++calls, 0; }
+    int FlushFolder(const QString &) override { return ++calls, 0; }
+
+    qint64 calls = 0;
+    qint64 bytes = 0;
+};
+
 class SyncFilesModelTest : public UserFilesTest
 {
 protected:
@@ -557,6 +587,42 @@ TEST_F(SyncFilesModelTest, ADamagedTechnicianIsReportedAndKeptAside)
     EXPECT_EQ(model->TechId(), "");
     EXPECT_EQ(errors.messages.size(), 1);
     EXPECT_EQ(Content("../state/technician.json.damaged-1"), "{\"techId\": 7}");
+}
+
+TEST_F(SyncFilesModelTest, TheTenThousandthConfirmationWritesNoMoreThanTheFirstHundredDid)
+{
+    constexpr int first = 100;
+    constexpr int all = 10'000;
+    CountingFileSystem counted;
+    model = MakeModel(counted);
+    qint64 mostBytes = 0;
+    qint64 mostCalls = 0;
+    for (int number = 0; number < all; ++number) {
+        const QByteArray name = "file" + QByteArray::number(number + all);
+        WriteSettled(name, name);
+        counted.bytes = 0;
+        counted.calls = 0;
+        ASSERT_TRUE(Confirm(name));
+        if (number < first) {
+            mostBytes = std::max(mostBytes, counted.bytes);
+            mostCalls = std::max(mostCalls, counted.calls);
+        }
+        ASSERT_LE(2 * counted.bytes, 3 * mostBytes) << number;
+        ASSERT_LE(2 * counted.calls, 3 * mostCalls) << number;
+    }
+    EXPECT_EQ(StoredConfirmations().size(), all);
+    EXPECT_TRUE(Pending().isEmpty());
+}
+
+TEST_F(SyncFilesModelTest, ConfirmationsThatWereReplacedDoNotPileUp)
+{
+    CountingFileSystem counted;
+    model = MakeModel(counted);
+    for (int number = 0; number < 2500; ++number) {
+        WriteSettled("file", QByteArray::number(number), nowSeconds - 10'000 + number);
+        ASSERT_TRUE(Confirm("file"));
+    }
+    EXPECT_LE(StoredConfirmations().size(), 1010);
 }
 
 } // namespace
