@@ -1,7 +1,8 @@
-# What `cmake --install` puts where, in three components:
+# What `cmake --install` puts where, in four components:
 #   Runtime        the library
 #   Development    its headers, the host support, the files by which CMake and pkg-config find both
 #   Tools          the programs that are built, with their manual pages
+#   Panel          the one of them that needs a display, with its page
 include(CMakePackageConfigHelpers)
 
 set(cmake_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ParlowenRestAPI)
@@ -71,14 +72,19 @@ endforeach()
 
 # An installed program finds the library of its own prefix, wherever that is moved to.
 file(RELATIVE_PATH from_bin_to_lib "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
-foreach(program parlowen-device parlowenctl)
+foreach(program parlowen-device parlowen-panel parlowenctl)
     if(TARGET ${program})
+        set(component Tools)
+        if(program STREQUAL parlowen-panel)
+            set(component Panel)
+        endif()
         set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
-        install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
+        install(TARGETS ${program}
+            RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${component})
         configure_file(docs/man/${program}.1.in ${PROJECT_BINARY_DIR}/package/${program}.1 @ONLY)
         install(FILES ${PROJECT_BINARY_DIR}/package/${program}.1
             DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
-            COMPONENT Tools)
+            COMPONENT ${component})
     endif()
 endforeach()
 

@@ -98,13 +98,12 @@ bool DeviceProgram::Fail(const QString &error)
     return false;
 }
 
-int DeviceProgram::Serve(const Run &run, const QStringList &readable)
+int DeviceProgram::Serve(DeviceApplication &device, const Run &run, const QStringList &readable)
 {
     if (!Confine(readable)) {
         return exitFailure;
     }
     const TerminationSignals termination([] { QCoreApplication::quit(); });
-    DeviceApplication device(options, stdout);
     QString error;
     if (!device.Start(&error)) {
         Fail(error);
@@ -112,7 +111,7 @@ int DeviceProgram::Serve(const Run &run, const QStringList &readable)
     }
     PrintLine(stdout, QStringLiteral("listening on %1").arg(device.Address()));
     const ServiceWatchdog watchdog;
-    const int result = run(device);
+    const int result = run();
     device.Stop();
     return result;
 }

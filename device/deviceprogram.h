@@ -19,7 +19,7 @@ class DeviceProgram
 {
 public:
     /** What is done while the device serves; gives the exit status. */
-    using Run = std::function<int(DeviceApplication &device)>;
+    using Run = std::function<int()>;
 
     /** Sets the process up: memory, file names, and what the program calls itself. */
     DeviceProgram(const QString &name, const QString &version);
@@ -36,12 +36,15 @@ public:
     /** The exit status as long as nothing is served. */
     int Status() const { return status; }
 
+    /** What the arguments ask for; after a successful `Prepare`. */
+    const DeviceOptions &Options() const { return options; }
+
     /**
-     * Starts the device, says where it listens, and stops it when `run` has returned or the process
-     * is told to end. Gives the exit status. What lies below `readable` can be read, besides
-     * what every device needs.
+     * Starts the device, which was made with these options, says where it listens, and stops it
+     * when `run` has returned; the application quits when the process is told to end. Gives the
+     * exit status. What lies below `readable` can be read, besides what every device needs.
      */
-    int Serve(const Run &run, const QStringList &readable = {});
+    int Serve(DeviceApplication &device, const Run &run, const QStringList &readable = {});
 
 private:
     bool PrepareFolder(QString *error);

@@ -1,5 +1,6 @@
 #include <QCoreApplication>
 
+#include "deviceapplication.h"
 #include "deviceprogram.h"
 
 int main(int argc, char **argv)
@@ -10,5 +11,6 @@ int main(int argc, char **argv)
     if (!program.Prepare(QCoreApplication::arguments())) {
         return program.Status();
     }
-    return program.Serve([](DeviceApplication &) { return QCoreApplication::exec(); });
+    DeviceApplication device(program.Options(), stdout);
+    return program.Serve(device, [] { return QCoreApplication::exec(); });
 }

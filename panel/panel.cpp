@@ -1,0 +1,104 @@
+#include "panel.h"
+
+#include "devicemodels.h"
+#include "paneldevice.h"
+
+namespace {
+
+// Listing many files takes long: one part in so many of the loop's time goes to it at most.
+constexpr qint64 fileListingShare = 20;
+
+QDateTime TimeOf(const FileStatus &status)
+{
+    return QDateTime::fromSecsSinceEpoch(status.modifiedSeconds, Qt::UTC);
+}
+
+} // namespace
+
+Panel::Panel(PanelDevice &panelDevice)
+    : faults(panelDevice.Faults())
+    , device(panelDevice)
+    , reader(panelDevice)
+{
+    clock.start();
+    device.Faults().KeepBites();
+    device.Watch(this);
+    WatchDisplay();
+    connect(&refreshTimer, &QTimer::timeout, this, &Panel::Refresh);
+    refreshTimer.start(refreshMilliseconds);
+    Refresh();
+}
+
+Panel::~Panel()
+{
+    device.Watch(nullptr);
+}
+
+void Panel::WatchDisplay()
+{
+    connect(&device, &PanelDevice::JobPanelSet, this, [this](bool open) {
+        display.isJobPanelOpen = open;
+        display.jobPanelTime = QDateTime::currentDateTime();
+        emit Changed();
+    });
+    connect(&device, &PanelDevice::JobViewReset, this, [this] {
+        display.resetTime = QDateTime::currentDateTime();
+        emit Changed();
+    });
+    connect(&device, &PanelDevice::CommandExecuted, this, [this](int id) {
+        display.command = id;
+        display.commandTime = QDateTime::currentDateTime();
+        emit Changed();
+    });
+}
+
+void Panel::Refresh()
+{
+    state = reader.Read();
+    ShowWorkOrders();
+    ShowFiles();
+    faults.Refresh();
+    emit Changed();
+}
+
+void Panel::ShowWorkOrders()
+{
+    const WorkOrderStore::Index &entries = device.Models().workOrders.Entries();
+    QVector<WorkOrderRow> rows;
+    rows.reserve(static_cast<int>(entries.size()));
+    for (const auto &[id, entry] : entries) {
+        rows.append({id, entry.modifiedTime, id == state.activeWorkOrder});
+    }
+    workOrders.Show(rows);
+}
+
+void Panel::ShowFiles()
+{
+    const qint64 begin = clock.elapsed();
+    if (begin < filesDue) {
+        return;
+    }
+    const DeviceModels &models = device.Models();
+    QVector<FileRow> rows;
+    for (const UserFile &file : models.userFiles.Files()) {
+        rows.append({models.userFiles.RelativePath(file), file.status.size, TimeOf(file.status),
+                     models.syncFiles.IsKnownConfirmed(file)});
+    }
+    files.Show(rows);
+    const qint64 end = clock.elapsed();
+    filesDue = end + (end - begin) * fileListingShare;
+}
+
+void Panel::RequestServed(const RequestRecord &record)
+{
+    JournalEntry entry{record, QString()};
+    marks.Add(device.Faults().TakeBites());
+    entry.faults = marks.Take(entry);
+    transfers.Ended(record);
+    journal.Add(std::move(entry));
+}
+
+void Panel::TransferMoved(const TransferProgress &progress)
+{
+    transfers.Moved(progress, clock.elapsed());
+}

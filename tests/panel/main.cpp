@@ -1,0 +1,12 @@
+#include <QApplication>
+#include <QLocale>
+#include <gtest/gtest.h>
+
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application(argc, argv);
+    QLocale::setDefault(QLocale::c());
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
