@@ -87,7 +87,7 @@ if(PARLOWEN_BUILD_CLIENT)
         MODULES yaml)
 endif()
 if(PARLOWEN_BUILD_TESTS)
-    parlowen_needs(PARLOWEN_BUILD_TESTS "the tests" PACKAGES GTest "Python3 3.9 COMPONENTS Interpreter")
+    parlowen_needs(PARLOWEN_BUILD_TESTS "the tests" PACKAGES "GTest CONFIG" "Python3 3.9 COMPONENTS Interpreter")
 endif()
 
 # Warnings and sanitizers, as one interface library that every target of ours links privately.
