@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include "activity.h"
 #include "devicemodels.h"
 #include "faultymodels.h"
 #include "filedescriptor.h"
@@ -113,6 +114,10 @@ bool DeviceApplication::OpenFolder(QString *error)
                                                                 options.workOrderLimit},
                                             fileSystem, errorReporter, viewOutput);
     faultyModels = std::make_unique<FaultyModels>(*models, faults, errorReporter);
+    if (options.activity) {
+        activity = std::make_unique<Activity>(*models, fileSystem, errorReporter, *options.activity,
+                                              options.seed);
+    }
     return true;
 }
 

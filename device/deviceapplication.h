@@ -19,6 +19,7 @@
 #include "restservermodel.h"
 #include "restserveroptions.h"
 
+class Activity;
 class DeviceModels;
 class FaultyModels;
 
@@ -106,6 +107,7 @@ private:
     // None of these before the folder is open. The library asks the last ones.
     std::unique_ptr<DeviceModels> models;
     std::unique_ptr<FaultyModels> faultyModels;
+    std::unique_ptr<Activity> activity; // only where it was asked for
 };
 
 #endif

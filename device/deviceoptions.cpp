@@ -72,6 +72,14 @@ public:
                              "lies outside the folder of the device, where no upload "
                              "reaches it."),
               QStringLiteral("file"))
+        , activity(QStringLiteral("activity"),
+                   QStringLiteral("Measure every so many seconds (0.1 to 3600, default 5) while a "
+                                  "work order is active: a result file appears and one of its "
+                                  "tests is filled in."),
+                   QStringLiteral("seconds"))
+        , seed(QStringLiteral("seed"),
+               QStringLiteral("What is measured follows from this number (default 1)."),
+               QStringLiteral("number"), QStringLiteral("1"))
         , verbose(QStringLiteral("verbose"), QStringLiteral("Print debug lines on standard error."))
         , help({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Print this text."))
         , version({QStringLiteral("v"), QStringLiteral("version")},
@@ -79,9 +87,26 @@ public:
     {
         parser.setApplicationDescription(
             QStringLiteral("A simulated instrument that serves its REST interface."));
-        parser.addOptions({data, temporary, from, empty, port, listen, serving, allowOrigin,
-                           logRequests, mode, storageUnavailable, workOrderLimit, requireSandbox,
-                           fault, faultFile, verbose, help, version});
+        parser.addOptions({data,
+                           temporary,
+                           from,
+                           empty,
+                           port,
+                           listen,
+                           serving,
+                           allowOrigin,
+                           logRequests,
+                           mode,
+                           storageUnavailable,
+                           workOrderLimit,
+                           requireSandbox,
+                           fault,
+                           faultFile,
+                           activity,
+                           seed,
+                           verbose,
+                           help,
+                           version});
     }
 
     QCommandLineParser parser;
@@ -100,6 +125,8 @@ public:
     QCommandLineOption requireSandbox;
     QCommandLineOption fault;
     QCommandLineOption faultFile;
+    QCommandLineOption activity;
+    QCommandLineOption seed;
     QCommandLineOption verbose;
     QCommandLineOption help;
     QCommandLineOption version;
@@ -239,10 +266,31 @@ QString ReadInstrument(const CommandLine &line, DeviceOptions *options)
     return QString();
 }
 
+QString ReadActivity(const CommandLine &line, DeviceOptions *options)
+{
+    bool isNumber = false;
+    const QString seed = line.parser.value(line.seed);
+    options->seed = seed.toUInt(&isNumber);
+    if (!isNumber) {
+        return QStringLiteral("--seed takes a number from 0 to 4294967295, not \"%1\"").arg(seed);
+    }
+    if (!line.parser.isSet(line.activity)) {
+        return QString();
+    }
+    const QString text = line.parser.value(line.activity);
+    const double seconds = text.toDouble(&isNumber);
+    if (!isNumber || !(seconds >= 0.1 && seconds <= 3600)) {
+        return QStringLiteral("--activity takes a number of seconds from 0.1 to 3600, not \"%1\"")
+            .arg(text);
+    }
+    options->activity = std::chrono::milliseconds(qRound64(seconds * 1000));
+    return QString();
+}
+
 DeviceOptions ReadValues(const CommandLine &line)
 {
     DeviceOptions options;
-    for (const auto read : {ReadInstrument, ReadContent, ReadServing, ReadFaults}) {
+    for (const auto read : {ReadInstrument, ReadContent, ReadServing, ReadFaults, ReadActivity}) {
         const QString reason = read(line, &options);
         if (!reason.isEmpty()) {
             return Refuse(reason);
@@ -259,6 +307,8 @@ QStringList WithDefaults(QStringList arguments)
 {
     arguments.replaceInStrings(QRegularExpression(QStringLiteral("^--log-requests$")),
                                QStringLiteral("--log-requests=text"));
+    arguments.replaceInStrings(QRegularExpression(QStringLiteral("^--activity$")),
+                               QStringLiteral("--activity=5"));
     return arguments;
 }
 

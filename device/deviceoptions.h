@@ -3,6 +3,8 @@
 
 #include <QString>
 #include <QStringList>
+#include <chrono>
+#include <optional>
 
 #include "fault.h"
 #include "requestreport.h"
@@ -32,6 +34,10 @@ struct DeviceOptions
     bool faultsMayCome = false; ///< the program itself sets some while it serves
     QString faultFile;          ///< absolute, clean and not below `dataFolder`; empty for none
     bool verbose = false;
+
+    std::optional<std::chrono::milliseconds>
+        activity;     ///< between measurements; none: there are none
+    quint32 seed = 1; ///< of what is measured
 
     QString listenAddress = QStringLiteral("127.0.0.1"); ///< IPv4
     quint16 port = 8081;                                 ///< 0: a free one

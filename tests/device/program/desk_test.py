@@ -8,6 +8,7 @@ import os
 import socket
 import subprocess
 import tarfile
+import tempfile
 import time
 import unittest
 from urllib.parse import quote
@@ -197,6 +198,95 @@ class WorkOrders(SimulatorTest):
             file.write('{"workOrderId": "MINE"}')
         self.assertEqual(self.ask_json("GET", "/api/workflow/v1/list")["workOrderIds"], ["MINE"])
         self.assertIn("cdm", self.ask_json("GET", "/api/workflow/v1/workorder/MINE"))
+
+
+class Activity(SimulatorTest):
+    starts = False
+
+    def measure(self, count, *arguments):
+        """A device that measured at least so often: what it lists, and its folder."""
+        folder = tempfile.mkdtemp(dir=self.folder)
+        device = Simulator(PROGRAM, "--port", "0", "--activity=0.1", *arguments, folder=folder)
+        self.addCleanup(device.kill)
+        device.start()
+        device.ask_json("PUT", "/api/workflow/v1/active", {"activeWorkOrderId": "WO-1001"})
+        end = time.monotonic() + 60
+        while len(self.results(device)) < count and time.monotonic() < end:
+            time.sleep(0.02)
+        return device
+
+    def results(self, device):
+        listed = [file["path"] for file in device.ask_json("GET", SYNC + "pendingfiles/all")]
+        return sorted(path for path in listed if "/results/" in path)
+
+    def contents(self, device, count):
+        contents = []
+        for path in self.results(device)[:count]:
+            with open(path, "rb") as file:
+                contents.append((os.path.basename(path), file.read()))
+        return contents
+
+    def test_nothing_is_measured_while_no_work_order_is_active(self):
+        self.start("--port", "0", "--activity=0.1")
+        self.ask_json("PUT", "/api/workflow/v1/active", {"activeWorkOrderId": ""})
+        before = self.results(self.device)
+        time.sleep(0.5)
+        self.assertEqual(self.results(self.device), before)
+
+    def test_result_files_of_a_plausible_size_appear(self):
+        device = self.measure(3)
+        contents = self.contents(device, 3)
+        self.assertEqual([name for name, _ in contents],
+                         [f"WO-1001-000{number}.csv" for number in (1, 2, 3)])
+        for _, content in contents:
+            self.assertTrue(10_000 < len(content) < 300_000, len(content))
+
+    def test_a_result_file_is_pending_after_two_seconds(self):
+        device = self.measure(1)
+        device.ask_json("PUT", "/api/workflow/v1/active", {"activeWorkOrderId": ""})
+        name = self.results(device)[0]
+        end = time.monotonic() + 30
+        while time.monotonic() < end:
+            pending = [file["path"] for file in device.ask_json("GET", SYNC + "pendingfiles")]
+            age = time.time() - os.stat(name).st_mtime
+            if name in pending:
+                self.assertGreaterEqual(age, 2)
+                return
+            time.sleep(0.1)
+        self.fail("never pending")
+
+    def test_the_tests_of_the_work_order_fill_in(self):
+        device = self.measure(4)
+        workorder = device.ask_json("GET", "/api/workflow/v1/workorder/WO-1001")["cdm"]
+        workorder = workorder[0] if isinstance(workorder, list) else workorder
+        files = [test["results"]["data"].get("file") for test in workorder["tests"]]
+        self.assertNotIn(None, files)
+        for test in workorder["tests"]:
+            self.assertTrue(99 <= test["results"]["data"]["value"] <= 103)
+
+    def test_the_same_seed_measures_the_same_and_another_one_something_else(self):
+        first, again, other = (self.contents(self.measure(3, "--seed", seed), 3)
+                               for seed in ("7", "7", "8"))
+        self.assertEqual(first, again)
+        self.assertNotEqual(first, other)
+
+    def test_files_of_an_earlier_run_stay(self):
+        device = self.measure(2)
+        device.stop()
+        before = self.contents_of(device)
+        device.start()
+        end = time.monotonic() + 60
+        while len(self.results(device)) <= len(before) and time.monotonic() < end:
+            time.sleep(0.02)
+        self.assertEqual(self.contents_of(device)[:len(before)], before)
+
+    def contents_of(self, device):
+        folder = device.path("results")
+        contents = []
+        for name in sorted(os.listdir(folder)):
+            with open(os.path.join(folder, name), "rb") as file:
+                contents.append((name, file.read()))
+        return contents
 
 
 class Mistakes(SimulatorTest):

@@ -182,4 +182,17 @@ TEST(DeviceOptionsTest, VersionNamesTheProgram)
     EXPECT_EQ(Parse({"-v"}).action, Action::Explain);
 }
 
+TEST(DeviceOptionsTest, ActivityTakesSecondsOrNothing)
+{
+    EXPECT_FALSE(Parse({"--data", "d"}).activity);
+    EXPECT_EQ(Parse({"--data", "d", "--activity"}).activity, std::chrono::seconds(5));
+    EXPECT_EQ(Parse({"--data", "d", "--activity=0.1"}).activity, std::chrono::milliseconds(100));
+    for (const char *text : {"--activity=0", "--activity=x", "--activity=3601", "--activity=nan",
+                             "--seed=x", "--seed=-1"}) {
+        EXPECT_EQ(Parse({"--data", "d", text}).action, DeviceOptions::Action::Refuse) << text;
+    }
+    EXPECT_EQ(Parse({"--data", "d"}).seed, 1U);
+    EXPECT_EQ(Parse({"--data", "d", "--seed", "7"}).seed, 7U);
+}
+
 } // namespace
