@@ -36,7 +36,7 @@ public:
 private:
     struct FreeContext
     {
-        void operator()(EVP_MD_CTX *context) const { EVP_MD_CTX_free(context); }
+        void operator()(EVP_MD_CTX *freed) const { EVP_MD_CTX_free(freed); }
     };
     using Context = std::unique_ptr<EVP_MD_CTX, FreeContext>;
 

@@ -16,7 +16,7 @@
  *
  * A line has no line end, and no control character in it. Thread of the model only.
  */
-class RequestLog : public IRequestObserver
+class RequestLog final : public IRequestObserver
 {
 public:
     /** How a line is written. */
