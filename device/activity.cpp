@@ -20,14 +20,13 @@ constexpr qint64 largestReadings = 300'000;
 } // namespace
 
 Activity::Activity(DeviceModels &deviceModels, FileSystem &files, IErrorReporter &errors,
-                   std::chrono::milliseconds interval, quint32 seed)
+                   quint32 seed)
     : models(deviceModels)
     , fileSystem(files)
     , errorReporter(errors)
     , random(seed)
 {
     QObject::connect(&timer, &QTimer::timeout, &timer, [this] { Measure(); });
-    timer.start(interval);
 }
 
 void Activity::Measure()

@@ -18,9 +18,17 @@
 class Activity
 {
 public:
-    /** Begins at once. Keeps the references; all objects outlive this one. */
-    Activity(DeviceModels &deviceModels, FileSystem &files, IErrorReporter &errors,
-             std::chrono::milliseconds interval, quint32 seed);
+    /** Keeps the references; all objects outlive this one. */
+    Activity(DeviceModels &deviceModels, FileSystem &files, IErrorReporter &errors, quint32 seed);
+
+    /** Measures from now on, with this interval in between. */
+    void Begin(std::chrono::milliseconds interval) { timer.start(interval); }
+
+    /** Measures no more by itself. */
+    void End() { timer.stop(); }
+
+    /** Whether it measures by itself. */
+    bool IsRunning() const { return timer.isActive(); }
 
     /** One measurement, where a work order is active and there is room. */
     void Measure();

@@ -114,9 +114,9 @@ bool DeviceApplication::OpenFolder(QString *error)
                                                                 options.workOrderLimit},
                                             fileSystem, errorReporter, viewOutput);
     faultyModels = std::make_unique<FaultyModels>(*models, faults, errorReporter);
+    activity = std::make_unique<Activity>(*models, fileSystem, errorReporter, options.seed);
     if (options.activity) {
-        activity = std::make_unique<Activity>(*models, fileSystem, errorReporter, *options.activity,
-                                              options.seed);
+        activity->Begin(*options.activity);
     }
     return true;
 }

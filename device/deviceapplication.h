@@ -64,6 +64,9 @@ public:
     /** What can go wrong on purpose. */
     FaultPlan &Faults() { return faults; }
 
+    /** What the device measures; after `Start`. */
+    Activity &Measuring() { return *activity; }
+
     /** The models without their faults, to be looked at beside the requests; after `Start`. */
     DeviceModels &Models() { return *models; }
 
@@ -107,7 +110,7 @@ private:
     // None of these before the folder is open. The library asks the last ones.
     std::unique_ptr<DeviceModels> models;
     std::unique_ptr<FaultyModels> faultyModels;
-    std::unique_ptr<Activity> activity; // only where it was asked for
+    std::unique_ptr<Activity> activity;
 };
 
 #endif

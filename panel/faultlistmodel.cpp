@@ -3,14 +3,24 @@
 namespace {
 
 constexpr qint64 noticeableDelay = 1000;
+constexpr qint64 slowLine = 100000;
 
-// Something to begin with: a delay that is seen, otherwise the least there is.
+// Something to begin with that is seen, otherwise the least there is.
 QString FirstValue(const FaultDescription &fault)
 {
     if (fault.unit.isEmpty()) {
         return QString();
     }
-    return QString::number(fault.unit == QLatin1String("MS") ? noticeableDelay : fault.least);
+    if (fault.unit == QLatin1String("MS")) {
+        return QString::number(noticeableDelay);
+    }
+    return QString::number(fault.unit == QLatin1String("BYTES_PER_SECOND") ? slowLine
+                                                                           : fault.least);
+}
+
+QString UnitOf(const FaultDescription &fault)
+{
+    return fault.unit.toLower().replace(QLatin1Char('_'), QLatin1Char(' '));
 }
 
 } // namespace
@@ -21,7 +31,8 @@ FaultListModel::FaultListModel(FaultPlan &faultPlan, QObject *parent)
 {
     for (const FaultDescription &fault : Fault::All()) {
         const std::optional<qint64> value = plan.Value(fault.kind);
-        const bool isValued = value.has_value() && !fault.unit.isEmpty();
+        const bool isValued =
+            !fault.unit.isEmpty() && value.value_or(fault.least - 1) >= fault.least;
         rows.append(
             {fault, isValued ? QString::number(*value) : FirstValue(fault), value.has_value()});
     }
@@ -77,7 +88,7 @@ QVariant FaultListModel::Text(const Row &row, int column) const
     case Value:
         return row.description.unit.isEmpty()
                    ? QString()
-                   : row.value + QLatin1Char(' ') + row.description.unit.toLower();
+                   : row.value + QLatin1Char(' ') + UnitOf(row.description);
     default:
         return row.description.place;
     }

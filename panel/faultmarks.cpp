@@ -19,14 +19,20 @@ QString NameOf(FaultKind kind)
     return found != all.cend() ? found->name : QString();
 }
 
+// Requests succeed all the same.
+bool IsGentle(FaultKind kind)
+{
+    return kind == FaultKind::SlowCall || kind == FaultKind::Throttle ||
+           kind == FaultKind::CorruptDownload;
+}
+
 bool Struck(const FaultPlan::Bite &bite, const JournalEntry &entry)
 {
     const RequestRecord &request = entry.request;
     const QDateTime begin = request.time.addMSecs(-roundingMilliseconds);
     const QDateTime end =
         request.time.addMSecs(request.microseconds / 1000 + 2 * roundingMilliseconds);
-    return bite.time >= begin && bite.time <= end &&
-           (entry.HasFailed() || bite.kind == FaultKind::SlowCall);
+    return bite.time >= begin && bite.time <= end && (entry.HasFailed() || IsGentle(bite.kind));
 }
 
 } // namespace

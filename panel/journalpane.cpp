@@ -18,6 +18,25 @@
 #include "panel.h"
 #include "requesttext.h"
 
+namespace {
+
+// Wide enough for what is usual.
+void SetColumnWidths(QTableView *table)
+{
+    const QString usual[] = {QStringLiteral("00:00:00.000"), QStringLiteral("127.0.0.1:00000"),
+                             QStringLiteral("DELETE"),       QStringLiteral("/api/.../userfiles"),
+                             QStringLiteral("000"),          QStringLiteral("00000.0 ms"),
+                             QStringLiteral("store-fails"),  QString()};
+    constexpr int margin = 8;
+    for (int column = 0; column < JournalModel::Reason; ++column) {
+        const int width = table->fontMetrics().horizontalAdvance(usual[column]) + margin;
+        table->setColumnWidth(column,
+                              qMax(width, table->horizontalHeader()->sectionSizeHint(column)));
+    }
+}
+
+} // namespace
+
 JournalPane::JournalPane(Panel &shownPanel, QWidget *parent)
     : QWidget(parent)
     , panel(shownPanel)
@@ -38,7 +57,7 @@ JournalPane::JournalPane(Panel &shownPanel, QWidget *parent)
     auto *parts = new QSplitter(Qt::Vertical);
     parts->addWidget(table);
     parts->addWidget(request);
-    parts->setStretchFactor(0, 3);
+    parts->setStretchFactor(0, 2);
     parts->setStretchFactor(1, 1);
     layout->addWidget(parts, 1);
 }
@@ -90,11 +109,7 @@ void JournalPane::MakeTable()
     table->verticalHeader()->hide();
     table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     table->verticalHeader()->setDefaultSectionSize(table->fontMetrics().height() + 4);
-    const int letter = table->fontMetrics().averageCharWidth();
-    const int widths[] = {13, 17, 8, 26, 7, 10, 12, 30};
-    for (int column = 0; column < JournalModel::ColumnCount; ++column) {
-        table->setColumnWidth(column, widths[column] * letter);
-    }
+    SetColumnWidths(table);
     table->horizontalHeader()->setStretchLastSection(true);
     connect(table->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &JournalPane::ShowRequest);

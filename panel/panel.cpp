@@ -1,5 +1,6 @@
 #include "panel.h"
 
+#include "activity.h"
 #include "devicemodels.h"
 #include "paneldevice.h"
 
@@ -7,6 +8,8 @@ namespace {
 
 // Listing many files takes long: one part in so many of the loop's time goes to it at most.
 constexpr qint64 fileListingShare = 20;
+
+constexpr std::chrono::seconds measuringInterval(5);
 
 QDateTime TimeOf(const FileStatus &status)
 {
@@ -59,6 +62,32 @@ void Panel::Refresh()
     ShowFiles();
     faults.Refresh();
     emit Changed();
+}
+
+bool Panel::CanMeasure() const
+{
+    return !state.activeWorkOrder.isEmpty() && state.isStorageThere;
+}
+
+void Panel::Measure()
+{
+    device.Measuring().Measure();
+    filesDue = 0;
+    Refresh();
+}
+
+bool Panel::IsMeasuring() const
+{
+    return device.Measuring().IsRunning();
+}
+
+void Panel::SetMeasuring(bool on)
+{
+    if (!on) {
+        device.Measuring().End();
+    } else if (!device.Measuring().IsRunning()) {
+        device.Measuring().Begin(measuringInterval);
+    }
 }
 
 void Panel::ShowWorkOrders()

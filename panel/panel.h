@@ -61,6 +61,18 @@ public:
     /** Looks at the device now. */
     void Refresh();
 
+    /** Whether there is a work order to measure for, and a storage for the result. */
+    bool CanMeasure() const;
+
+    /** Makes a result file for the active work order, which is pending once it has rested. */
+    void Measure();
+
+    /** Whether it measures again and again. */
+    bool IsMeasuring() const;
+
+    /** Measures again and again, or no more. */
+    void SetMeasuring(bool on);
+
 signals:
     /** The instrument was looked at, or its display has changed. */
     void Changed();

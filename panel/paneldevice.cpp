@@ -23,8 +23,18 @@ void PanelDevice::TellingCommand::Execute()
     emit device.CommandExecuted(id);
 }
 
+namespace {
+
+DeviceOptions WithFaultsToCome(DeviceOptions options)
+{
+    options.faultsMayCome = true;
+    return options;
+}
+
+} // namespace
+
 PanelDevice::PanelDevice(const DeviceOptions &deviceOptions, std::FILE *output)
-    : DeviceApplication(deviceOptions, output)
+    : DeviceApplication(WithFaultsToCome(deviceOptions), output)
 {}
 
 IJobPanelModel *PanelDevice::JobPanelModel()

@@ -15,7 +15,7 @@ class PanelDevice : public QObject, public DeviceApplication
     Q_OBJECT
 
 public:
-    /** Lines of the view go to `output`, which outlives this object. */
+    /** Lines of the view go to `output`, which outlives this object. Any fault may come later. */
     PanelDevice(const DeviceOptions &deviceOptions, std::FILE *output);
 
     IJobPanelModel *JobPanelModel() override;

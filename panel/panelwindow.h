@@ -13,11 +13,15 @@ class PanelWindow : public QMainWindow
 
 public:
     /** The panel outlives this object. */
-    explicit PanelWindow(Panel &panel, QWidget *parent = nullptr);
+    explicit PanelWindow(Panel &shownPanel, QWidget *parent = nullptr);
 
 private:
     void MakeMenus(const JournalPane &journal);
+    QWidget *MakeInstrument();
     void ShowFullScreen(bool full);
+
+    Panel &panel;
+    QAction *measure = nullptr;
 };
 
 #endif

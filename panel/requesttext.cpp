@@ -43,13 +43,9 @@ QString RequestText::Describe(const JournalEntry &entry)
     const QLocale locale;
     QStringList lines = {
         QString::fromUtf8(request.method + ' ' + request.uri),
-        tr("Time: %1").arg(locale.toString(request.time.toLocalTime(), QLocale::LongFormat)),
-        tr("Client: %1").arg(QString::fromUtf8(request.client)),
-        tr("Status: %1").arg(request.status == 0 ? tr("none") : QString::number(request.status)),
-        tr("Duration: %1 ms")
-            .arg(locale.toString(static_cast<double>(request.microseconds) / 1000, 'f', 3)),
-        tr("Received: %1 bytes").arg(locale.toString(request.received)),
-        tr("Sent: %1 bytes").arg(locale.toString(request.sent))};
+        tr("Status: %1, after %2 ms")
+            .arg(request.status == 0 ? tr("none") : QString::number(request.status),
+                 locale.toString(static_cast<double>(request.microseconds) / 1000, 'f', 3))};
     if (!request.error.isEmpty()) {
         lines << tr("Error: %1").arg(request.error);
     }
@@ -59,6 +55,10 @@ QString RequestText::Describe(const JournalEntry &entry)
     if (!entry.faults.isEmpty()) {
         lines << tr("Fault: %1").arg(entry.faults);
     }
+    lines << tr("%1 from %2, %3 bytes received, %4 sent")
+                 .arg(locale.toString(request.time.toLocalTime(), QLocale::LongFormat),
+                      QString::fromUtf8(request.client), locale.toString(request.received),
+                      locale.toString(request.sent));
     if (!request.answer.isEmpty()) {
         lines << QString() << Readable(request.answer);
     }

@@ -99,6 +99,25 @@ TEST_F(FaultListModelTest, AValueThatIsNoneIsRefusedAndChangesNothing)
     EXPECT_EQ(Index("slow-call", FaultListModel::Value).data().toString(), QStringLiteral("30 ms"));
 }
 
+TEST_F(FaultListModelTest, EveryFaultCanBeSwitchedOnAsItIs)
+{
+    for (const FaultDescription &fault : Fault::All()) {
+        EXPECT_TRUE(Switch(fault.name, true)) << fault.name.toStdString();
+        EXPECT_TRUE(IsOn(fault.name)) << fault.name.toStdString();
+    }
+}
+
+TEST_F(FaultListModelTest, AFaultOfTheCommandLineThatOnlyCountsHasAValueThatCanBeUsed)
+{
+    FaultPlan counting{{{FaultKind::Busy, 0, 3}}, QString(), reporter};
+    FaultListModel counted{counting};
+    for (int row = 0; row < counted.rowCount(); ++row) {
+        EXPECT_TRUE(counted.setData(counted.index(row, FaultListModel::Switch), Qt::Checked,
+                                    Qt::CheckStateRole))
+            << row;
+    }
+}
+
 TEST_F(FaultListModelTest, AFaultThatIsUsedUpIsShownAsOff)
 {
     EXPECT_TRUE(SetValue("slow-call", "0*1"));
@@ -163,6 +182,12 @@ TEST_F(FaultMarksTest, ASlowCallStrikesARequestThatSucceeds)
 {
     marks.Add({BiteAt(FaultKind::SlowCall, 50), BiteAt(FaultKind::SlowCall, 60)});
     EXPECT_EQ(marks.Take(EntryFrom(0, 100, 200)), QStringLiteral("slow-call"));
+}
+
+TEST_F(FaultMarksTest, ASlowLineStrikesARequestThatSucceeds)
+{
+    marks.Add({BiteAt(FaultKind::Throttle, 50)});
+    EXPECT_EQ(marks.Take(EntryFrom(0, 100, 200)), QStringLiteral("throttle"));
 }
 
 TEST_F(FaultMarksTest, SeveralFaultsAreAllNamed)

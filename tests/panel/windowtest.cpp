@@ -1,6 +1,7 @@
 // The window and a client together: what a client does shows, and what is switched in the window
 // reaches the client.
 
+#include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
@@ -125,6 +126,18 @@ TEST_F(PanelWindowTest, AFaultThatIsSwitchedOnInTheWindowStrikesAtOnceAndShowsIn
                      .contains("errorMessage"));
 }
 
+TEST_F(PanelWindowTest, AFaultOfTheLineStrikesToo)
+{
+    SwitchFault(QStringLiteral("http-500"), true);
+    EXPECT_EQ(running.Curl(QStringLiteral("/info"),
+                           {QStringLiteral("--output"), QStringLiteral("/dev/null"),
+                            QStringLiteral("--write-out"), QStringLiteral("%{http_code}")}),
+              QByteArrayLiteral("500"));
+    ASSERT_TRUE(AwaitRequest(QStringLiteral("GET"), QStringLiteral("/info")));
+    EXPECT_EQ(NewestRequest(JournalModel::Status), QStringLiteral("500"));
+    EXPECT_EQ(NewestRequest(JournalModel::Faults), QStringLiteral("http-500"));
+}
+
 TEST_F(PanelWindowTest, StorageThatIsAwayShowsAtTheInstrument)
 {
     SwitchFault(QStringLiteral("storage-away"), true);
@@ -139,6 +152,32 @@ TEST_F(PanelWindowTest, AValueThatIsNoneIsRefusedWithItsReason)
     const int row = running.Column("faults", FaultListModel::Switch).indexOf("slow-call");
     EXPECT_FALSE(faults->setData(faults->index(row, FaultListModel::Value), QStringLiteral("x")));
     EXPECT_TRUE(Label("faultRefused").contains(QStringLiteral("slow-call takes a number")));
+}
+
+TEST_F(PanelWindowTest, MeasuringMakesAResultOfTheActiveWorkOrder)
+{
+    auto *measure = running.Find<QAction>("measure");
+    EXPECT_FALSE(measure->isEnabled());
+    running.Curl(QStringLiteral("/api/workflow/v1/active"),
+                 {QStringLiteral("--request"), QStringLiteral("PUT"), QStringLiteral("--data"),
+                  QStringLiteral(R"({"activeWorkOrderId": "WO-1002"})")});
+    ASSERT_TRUE(running.Await([&] { return measure->isEnabled(); }));
+    measure->trigger();
+    const QStringList results =
+        running.Column("files", FileListModel::Name).filter(QStringLiteral("results/WO-1002-"));
+    ASSERT_EQ(results.size(), 1);
+    const int row = running.Column("files", FileListModel::Name).indexOf(results.first());
+    EXPECT_EQ(running.Column("files", FileListModel::State).at(row), QStringLiteral("pending"));
+}
+
+TEST_F(PanelWindowTest, MeasuringAgainAndAgainIsSwitchedOnAndOff)
+{
+    auto *again = running.Find<QAction>("measureAgain");
+    EXPECT_FALSE(again->isChecked());
+    again->setChecked(true);
+    EXPECT_TRUE(running.panel->IsMeasuring());
+    again->setChecked(false);
+    EXPECT_FALSE(running.panel->IsMeasuring());
 }
 
 TEST_F(PanelWindowTest, OneClickShowsTheAnswerOfARequest)
