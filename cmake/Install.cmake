@@ -97,6 +97,7 @@ if(TARGET parlowen-device)
     install(DIRECTORY testsupport
         DESTINATION ${CMAKE_INSTALL_DATADIR}/parlowen
         COMPONENT Tools
+        USE_SOURCE_PERMISSIONS
         PATTERN __pycache__ EXCLUDE)
 endif()
 if(TARGET parlowenctl)

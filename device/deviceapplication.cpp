@@ -1,5 +1,6 @@
 #include "deviceapplication.h"
 
+#include <QTimer>
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -10,6 +11,7 @@
 #include "filedescriptor.h"
 #include "outputline.h"
 #include "samplecontent.h"
+#include "scenarioplayer.h"
 
 namespace {
 
@@ -71,10 +73,10 @@ bool DeviceApplication::PortIsFree(const DeviceOptions &deviceOptions, QString *
     return isFree;
 }
 
-bool DeviceApplication::Listen(QString *error)
+bool DeviceApplication::Listen(quint16 port, QString *error)
 {
     // First, so that the server does not take the listening socket for one of its own.
-    if (!line || line->Listen(options.listenAddress, options.port)) {
+    if (!line || line->Listen(options.listenAddress, port)) {
         server.Start();
     }
     *error = server.Running() ? QString() : PortTaken(options);
@@ -83,7 +85,7 @@ bool DeviceApplication::Listen(QString *error)
 
 bool DeviceApplication::Start(QString *error)
 {
-    if (!Listen(error)) {
+    if (!Listen(options.port, error)) {
         return false;
     }
     if (!OpenFolder(error)) {
@@ -97,9 +99,50 @@ bool DeviceApplication::Start(QString *error)
         return false;
     }
     if (line) {
+        StartScenario();
         line->Start(server.ListeningPorts().value(0));
     }
+    serves = true;
     return true;
+}
+
+void DeviceApplication::StartScenario()
+{
+    const auto restart = [this] {
+        line->GoDown();
+        QMetaObject::invokeMethod(
+            &context, [this] { Restart(); }, Qt::QueuedConnection);
+    };
+    scenario = std::make_unique<ScenarioPlayer>(options.scenario, faults, errorReporter,
+                                                models->folder.UserFiles(), restart);
+    line->SetGate([this] { return scenario->RequestComes(); });
+    scenario->Start();
+}
+
+// What clients see of a restart: broken connections, and then a port that nobody has for a while.
+void DeviceApplication::Restart()
+{
+    constexpr auto restartTime = std::chrono::seconds(1);
+    if (!serves) {
+        return;
+    }
+    line->Stop();
+    server.Stop();
+    lineJournal.Deliver();
+    QTimer::singleShot(restartTime, &context, [this] { ServeAgain(); });
+}
+
+void DeviceApplication::ServeAgain()
+{
+    QString error;
+    if (!serves) {
+        return;
+    }
+    if (Listen(line->Port(), &error)) {
+        line->Start(server.ListeningPorts().value(0));
+    } else {
+        errorReporter.ReportError(error, "deviceapplication", __LINE__);
+    }
 }
 
 bool DeviceApplication::OpenFolder(QString *error)
@@ -131,6 +174,7 @@ bool DeviceApplication::FillFolder(const DeviceFolder &folder, QString *error)
 
 void DeviceApplication::Stop()
 {
+    serves = false;
     if (line) {
         line->Stop();
     }

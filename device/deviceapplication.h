@@ -22,6 +22,7 @@
 class Activity;
 class DeviceModels;
 class FaultyModels;
+class ScenarioPlayer;
 
 /**
  * The simulated device: owns every model and the REST server, and is the root of the model tree.
@@ -90,7 +91,10 @@ public:
 private:
     RestServerOptions ServerOptions();
     void BeginCall();
-    bool Listen(QString *error);
+    bool Listen(quint16 port, QString *error);
+    void StartScenario();
+    void Restart();
+    void ServeAgain();
     bool OpenFolder(QString *error);
     bool FillFolder(const DeviceFolder &folder, QString *error);
 
@@ -111,6 +115,9 @@ private:
     std::unique_ptr<DeviceModels> models;
     std::unique_ptr<FaultyModels> faultyModels;
     std::unique_ptr<Activity> activity;
+    std::unique_ptr<ScenarioPlayer> scenario;
+    QObject context;     // of a restart that is under way
+    bool serves = false; // from a successful `Start` to `Stop`
 };
 
 #endif

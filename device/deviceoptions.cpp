@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <arpa/inet.h>
 
+#include "documentfile.h"
+
 namespace {
 
 /** The options, declared once for reading and for the help. */
@@ -80,6 +82,10 @@ public:
         , seed(QStringLiteral("seed"),
                QStringLiteral("What is measured follows from this number (default 1)."),
                QStringLiteral("number"), QStringLiteral("1"))
+        , scenario(QStringLiteral("scenario"),
+                   QStringLiteral("Let happen what <file> says: faults, new files and restarts, by "
+                                  "time or by the number of the request."),
+                   QStringLiteral("file"))
         , verbose(QStringLiteral("verbose"), QStringLiteral("Print debug lines on standard error."))
         , help({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Print this text."))
         , version({QStringLiteral("v"), QStringLiteral("version")},
@@ -104,6 +110,7 @@ public:
                            faultFile,
                            activity,
                            seed,
+                           scenario,
                            verbose,
                            help,
                            version});
@@ -127,6 +134,7 @@ public:
     QCommandLineOption faultFile;
     QCommandLineOption activity;
     QCommandLineOption seed;
+    QCommandLineOption scenario;
     QCommandLineOption verbose;
     QCommandLineOption help;
     QCommandLineOption version;
@@ -266,6 +274,23 @@ QString ReadInstrument(const CommandLine &line, DeviceOptions *options)
     return QString();
 }
 
+QString ReadScenario(const CommandLine &line, DeviceOptions *options)
+{
+    if (!line.parser.isSet(line.scenario)) {
+        return QString();
+    }
+    const QString path = line.parser.value(line.scenario);
+    QString error;
+    const std::optional<QByteArray> text = DocumentFile::Read(path, &error);
+    const auto events = text ? Scenario::Parse(QString::fromUtf8(*text), &error) : std::nullopt;
+    if (!events) {
+        return QStringLiteral("--scenario: %1: %2")
+            .arg(path, error.isEmpty() ? QStringLiteral("there is no such file") : error);
+    }
+    options->scenario = *events;
+    return QString();
+}
+
 QString ReadActivity(const CommandLine &line, DeviceOptions *options)
 {
     bool isNumber = false;
@@ -290,7 +315,8 @@ QString ReadActivity(const CommandLine &line, DeviceOptions *options)
 DeviceOptions ReadValues(const CommandLine &line)
 {
     DeviceOptions options;
-    for (const auto read : {ReadInstrument, ReadContent, ReadServing, ReadFaults, ReadActivity}) {
+    for (const auto read :
+         {ReadInstrument, ReadContent, ReadServing, ReadFaults, ReadActivity, ReadScenario}) {
         const QString reason = read(line, &options);
         if (!reason.isEmpty()) {
             return Refuse(reason);
@@ -316,7 +342,7 @@ QStringList WithDefaults(QStringList arguments)
 
 bool DeviceOptions::NeedsLine() const
 {
-    return faultsMayCome || !faultFile.isEmpty() ||
+    return faultsMayCome || !faultFile.isEmpty() || !scenario.isEmpty() ||
            std::any_of(faults.begin(), faults.end(),
                        [](const Fault &fault) { return fault.NeedsTheLine(); });
 }

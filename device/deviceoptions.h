@@ -10,6 +10,7 @@
 #include "requestreport.h"
 #include "restserveroptions.h"
 #include "samplecontent.h"
+#include "scenario.h"
 
 /** What the command line of the simulator asks for. */
 struct DeviceOptions
@@ -35,9 +36,9 @@ struct DeviceOptions
     QString faultFile;          ///< absolute, clean and not below `dataFolder`; empty for none
     bool verbose = false;
 
-    std::optional<std::chrono::milliseconds>
-        activity;     ///< between measurements; none: there are none
-    quint32 seed = 1; ///< of what is measured
+    QVector<ScenarioEvent> scenario;
+    std::optional<std::chrono::milliseconds> activity; ///< between measurements; none: no activity
+    quint32 seed = 1;                                  ///< of what is measured
 
     QString listenAddress = QStringLiteral("127.0.0.1"); ///< IPv4
     quint16 port = 8081;                                 ///< 0: a free one

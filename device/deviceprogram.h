@@ -30,9 +30,6 @@ public:
      */
     bool Prepare(const QStringList &arguments);
 
-    /** The program sets faults while it serves; between the two calls. */
-    void ExpectFaults() { options.faultsMayCome = true; }
-
     /** The exit status as long as nothing is served. */
     int Status() const { return status; }
 

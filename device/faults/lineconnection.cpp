@@ -69,10 +69,12 @@ bool HoldsContent(const QByteArray &waiting, int head)
 
 } // namespace
 
-LineConnection::LineConnection(Ends connectionEnds, FaultPlan &faultPlan, LineJournal &lineJournal)
+LineConnection::LineConnection(Ends connectionEnds, FaultPlan &faultPlan, LineJournal &lineJournal,
+                               const Gate &requestGate)
     : ends(std::move(connectionEnds))
     , faults(faultPlan)
     , journal(lineJournal)
+    , gate(requestGate)
     , up(ends.client.Number(), ends.server.Number())
     , down(ends.server.Number(), ends.client.Number())
 {
@@ -120,6 +122,9 @@ void LineConnection::Turn(Time now, short clientEvents)
     if (state == State::AwaitsRequest && up.HasHead()) {
         BeginRequest(now);
     }
+    if (state == State::Ended) {
+        return;
+    }
     if (state != State::AwaitsRequest) {
         LookAtAnswer(now);
         Move(now);
@@ -138,6 +143,9 @@ void LineConnection::BeginRequest(Time now)
     state = State::Passes;
     begin = QDateTime::currentDateTimeUtc();
     request = RequestHead::Parse(up.Waiting());
+    if (!request.method.isEmpty() && gate && !gate()) {
+        return End(true);
+    }
     if (request.method.isEmpty() || AnswerItself()) {
         return;
     }

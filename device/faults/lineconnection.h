@@ -2,6 +2,7 @@
 #define LINECONNECTION_H
 
 #include <QDateTime>
+#include <functional>
 #include <optional>
 
 #include "faultplan.h"
@@ -39,8 +40,12 @@ public:
         std::optional<Time> due; ///< a turn is wanted then in any case
     };
 
-    /** Plan and journal outlive the connection. */
-    LineConnection(Ends connectionEnds, FaultPlan &faultPlan, LineJournal &lineJournal);
+    /** Asked for each request before it goes on; false: the connection breaks. */
+    using Gate = std::function<bool()>;
+
+    /** Plan, journal and gate outlive the connection. */
+    LineConnection(Ends connectionEnds, FaultPlan &faultPlan, LineJournal &lineJournal,
+                   const Gate &requestGate);
     LineConnection(const LineConnection &) = delete;
     LineConnection &operator=(const LineConnection &) = delete;
     ~LineConnection();
@@ -52,6 +57,9 @@ public:
 
     /** Moves what can be moved. `clientEvents` are those that poll(2) has seen. */
     void Turn(Time now, short clientEvents);
+
+    /** Ends it so that both ends notice. */
+    void Break() { End(true); }
 
     /** Nothing is left to do: the object can go. */
     bool HasEnded() const { return state == State::Ended; }
@@ -91,6 +99,7 @@ private:
     Ends ends;
     FaultPlan &faults;
     LineJournal &journal;
+    const Gate &gate;
     LineStream up;
     LineStream down;
     State state = State::AwaitsRequest;

@@ -90,17 +90,14 @@ bool LineProxy::Listen(const QString &address, quint16 port)
         bind(made.Number(), reinterpret_cast<const sockaddr *>(&place), sizeof place) == 0 &&
         listen(made.Number(), lineBacklog) == 0;
     listener = listens ? std::move(made) : FileDescriptor();
+    listeningPort = listens ? PortOf(listener.Number()) : port;
     return listens;
-}
-
-quint16 LineProxy::Port() const
-{
-    return PortOf(listener.Number());
 }
 
 void LineProxy::Start(int serverPort)
 {
     portOfServer = serverPort;
+    isDown = false;
     stopEvent = FileDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     thread = std::thread([this] { Run(); });
 }
@@ -122,8 +119,11 @@ void LineProxy::Run()
         if (polled.front().revents != 0) {
             Accept();
         }
+        if (isDown) {
+            BreakAll();
+        }
     }
-    connections.clear();
+    BreakAll();
 }
 
 // False when the line is to stop.
@@ -161,6 +161,14 @@ void LineProxy::TurnConnections(const std::vector<pollfd> &polled)
     }
 }
 
+void LineProxy::BreakAll()
+{
+    for (LineConnection &connection : connections) {
+        connection.Break();
+    }
+    connections.clear();
+}
+
 void LineProxy::Accept()
 {
     sockaddr_in address = {};
@@ -178,6 +186,6 @@ void LineProxy::Accept()
     ends.server = ConnectToServer(portOfServer);
     ends.portTowardsServer = PortOf(ends.server.Number());
     if (ends.server.IsOpen()) {
-        connections.emplace_back(std::move(ends), faults, journal);
+        connections.emplace_back(std::move(ends), faults, journal, gate);
     }
 }
