@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr int statusDone = 200;
 constexpr int statusBusy = 408;
 constexpr int statusFailed = 500;
 

@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr int statusDone = 200;
 // What a device may send, so that a broken or hostile one costs neither memory nor time.
 constexpr int longestErrorPage = 64 << 10;
 

@@ -9,6 +9,9 @@
 class QIODevice;
 class QNetworkReply;
 
+/** What a device answers that has done what it was asked. */
+constexpr int statusDone = 200;
+
 /** One request on its way and the answer to it. */
 class Transfer
 {

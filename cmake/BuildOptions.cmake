@@ -21,6 +21,11 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
+# With a compiler cache, headers that were compiled before cost more than they save.
+if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "ccache|distcc|icecc")
+    set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
+endif()
+
 set(PARLOWEN_BUILD_TESTS OFF)
 if(PARLOWEN_IS_TOP_LEVEL)
     set(CMAKE_EXPORT_COMPILE_COMMANDS ON)

@@ -79,6 +79,7 @@ int ObservedClassicServing::Exchange(mg_connection *conn, RestServerRequestUri u
                                      RequestRecord *record)
 {
     ClassicPipeline &pipeline = ClassicPipeline::Instance();
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): the constructor made the mutex
     if (!pipeline.httpMutex->tryLock(ClassicPipeline::mutexWaitMs)) {
         NoteError(408, "Request timed out waiting on other requests", record);
         return RestServerModel::ReturnHttpMutexTimeout(conn);

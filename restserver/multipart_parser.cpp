@@ -8,6 +8,8 @@
 
 #include "multipart_scan.h"
 
+// NOLINTBEGIN(readability-identifier-naming): names of C, as its header has them.
+
 // One block of memory holds the record, the boundary with its terminator and behind that the bytes
 // that are held back while they may be the start of a delimiter: CR, LF and the boundary. They are
 // always the same ones, so they are written once.
@@ -45,8 +47,8 @@ enum State : uint8_t
     END
 };
 
-using multipart::CR;
-using multipart::LF;
+using Multipart::CR;
+using Multipart::LF;
 
 // A piece of the body, and how far it is taken.
 template <typename Scan>
@@ -333,11 +335,11 @@ size_t ExecutePiece(multipart_parser *parser, const char *buffer, size_t length)
 size_t ExecuteWithBestScan(multipart_parser *parser, const char *buffer, size_t length)
 {
 #if defined(MULTIPART_HAS_VECTOR_SCAN)
-    if (multipart::VectorScan::IsSupported()) {
-        return ExecutePiece<multipart::VectorScan>(parser, buffer, length);
+    if (Multipart::VectorScan::IsSupported()) {
+        return ExecutePiece<Multipart::VectorScan>(parser, buffer, length);
     }
 #endif
-    return ExecutePiece<multipart::PlainScan>(parser, buffer, length);
+    return ExecutePiece<Multipart::PlainScan>(parser, buffer, length);
 }
 
 } // namespace
@@ -390,3 +392,5 @@ size_t multipart_parser_execute(multipart_parser *parser, const char *buffer, si
     }
     return done;
 }
+
+// NOLINTEND(readability-identifier-naming)

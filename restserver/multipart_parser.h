@@ -42,7 +42,7 @@
 extern "C" {
 #endif
 
-// NOLINTBEGIN(modernize-use-using): C has no "using".
+// NOLINTBEGIN(modernize-use-using,readability-identifier-naming): C has no "using", and its names.
 
 typedef struct multipart_parser multipart_parser;
 
@@ -93,7 +93,7 @@ MULTIPART_PARSER_EXPORT void *multipart_parser_get_data(multipart_parser *parser
 MULTIPART_PARSER_EXPORT size_t multipart_parser_execute(multipart_parser *parser,
                                                         const char *buffer, size_t length);
 
-// NOLINTEND(modernize-use-using)
+// NOLINTEND(modernize-use-using,readability-identifier-naming)
 
 #ifdef __cplusplus
 }

@@ -21,7 +21,7 @@
 #include <immintrin.h>
 #endif
 
-namespace multipart {
+namespace Multipart {
 
 constexpr char CR = 13;
 constexpr char LF = 10;
@@ -232,6 +232,6 @@ private:
 
 #endif
 
-} // namespace multipart
+} // namespace Multipart
 
 #endif

@@ -212,6 +212,7 @@ SharedQueue<DataChunk *> *RestServerModel::ResponseChunkQueue()
 
 void RestServerModel::ServerUpdateTickHandler()
 {
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): the constructor made the queues
     while (ClassicPipeline::Instance().queues.requests->size() >= 1) {
         ServeOneRequest();
     }
@@ -220,6 +221,7 @@ void RestServerModel::ServerUpdateTickHandler()
 void RestServerModel::ServeOneRequest()
 {
     const RequestQueues &queues = ClassicPipeline::Instance().queues;
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): the constructor made the queues
     RestServerRequestObject *request = queues.requests->front();
     queues.requests->pop_front();
     RestServerResponseObject *response = requestProcessor->ProcessRequest(request);
@@ -328,6 +330,7 @@ int RestServerModel::HandleRequestAndSendResponse(mg_connection *conn, RestServe
 {
     ClassicPipeline &pipeline = ClassicPipeline::Instance();
     // Not a guard: an exception ends the process, and until then the mutex must keep others out.
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): the constructor made the mutex
     if (!pipeline.httpMutex->tryLock(ClassicPipeline::mutexWaitMs)) {
         return ReturnHttpMutexTimeout(conn);
     }

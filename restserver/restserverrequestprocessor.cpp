@@ -27,7 +27,7 @@ constexpr QLatin1String jobNotFound = "Job not found"_latin1;
 constexpr QLatin1String workOrderNotFound = "WorkOrder not found"_latin1;
 
 // Keys of the JSON objects that are read and written.
-namespace key {
+namespace Key {
 constexpr QLatin1String activeWorkOrderId = "activeWorkOrderId"_latin1;
 constexpr QLatin1String apiSupport = "apiSupport"_latin1;
 constexpr QLatin1String assetInfo = "assetInfo"_latin1;
@@ -47,7 +47,7 @@ constexpr QLatin1String versions = "versions"_latin1;
 constexpr QLatin1String workOrderId = "workOrderId"_latin1;
 constexpr QLatin1String workOrderIds = "workOrderIds"_latin1;
 constexpr QLatin1String workOrderInfo = "workOrderInfo"_latin1;
-} // namespace key
+} // namespace Key
 
 // The code is what the handler's thread tells the HTTP library. Clients see it only where the body
 // is empty; every answer with a body, an error's too, goes out as 200.
@@ -73,24 +73,24 @@ RestServerResponseObject *RespondJson(const QJsonObject &object)
 
 QJsonObject ApiFamily(const char *name, const QJsonArray &versions)
 {
-    return QJsonObject{{key::name, QLatin1String(name)}, {key::versions, versions}};
+    return QJsonObject{{Key::name, QLatin1String(name)}, {Key::versions, versions}};
 }
 
 // For a test that has result data.
 QJsonObject StripTestImage(const QJsonObject &test)
 {
-    QJsonObject results = test.value(key::results).toObject();
-    QJsonObject data = results.value(key::data).toObject();
-    data.remove(key::imageData);
-    results.insert(key::data, data);
+    QJsonObject results = test.value(Key::results).toObject();
+    QJsonObject data = results.value(Key::data).toObject();
+    data.remove(Key::imageData);
+    results.insert(Key::data, data);
     QJsonObject stripped = test;
-    stripped.insert(key::results, results);
+    stripped.insert(Key::results, results);
     return stripped;
 }
 
 bool HasResultData(const QJsonObject &test)
 {
-    return test.value(key::results).toObject().contains(key::data);
+    return test.value(Key::results).toObject().contains(Key::data);
 }
 
 enum class UriMatch
@@ -186,7 +186,7 @@ RestServerRequestProcessor::ProcessRequest(RestServerRequestObject *request)
 
 DataChunk *RestServerRequestProcessor::BuildErrorResponse(QString message)
 {
-    const QJsonObject body{{key::errorMessage, message}};
+    const QJsonObject body{{Key::errorMessage, message}};
     return new DataChunk(QJsonDocument(body).toJson(), true);
 }
 
@@ -257,9 +257,9 @@ RestServerRequestProcessor::ProcessInfoRequest(RestServerRequestObject *request)
     const QJsonArray families{ApiFamily("workflow", versionOne), ApiFamily("syncfiles", versionOne),
                               ApiFamily("filemgr", versionTwo), ApiFamily("techinfo", versionOne)};
     return RespondJson(
-        QJsonObject{{key::infoVersion, 1},
-                    {key::apiSupport, families},
-                    {key::assetInfo, applicationModel->AssetModel()->GetAssetInfo()}});
+        QJsonObject{{Key::infoVersion, 1},
+                    {Key::apiSupport, families},
+                    {Key::assetInfo, applicationModel->AssetModel()->GetAssetInfo()}});
 }
 
 RestServerResponseObject *
@@ -280,10 +280,10 @@ RestServerRequestProcessor::ProcessTechInfoRequest(RestServerRequestObject *requ
         return RespondError(400,
                             methodNotAllowed); // not the method is wrong, but clients know it so
     }
-    if (!document.object().contains(key::techId)) {
+    if (!document.object().contains(Key::techId)) {
         return RespondError(400, QStringLiteral("Missing techId"));
     }
-    const QString techId = document.object().value(key::techId).toString();
+    const QString techId = document.object().value(Key::techId).toString();
     // QRegExp's word characters are letters and digits of every script, QRegularExpression's are
     // not.
     if (!QRegExp(QStringLiteral("\\w{1,20}")).exactMatch(techId)) {
@@ -312,11 +312,11 @@ RestServerRequestProcessor::ProcessWorkflowListRequest(RestServerRequestObject *
     for (int i = 0; i < applicationModel->JobModel()->Jobs().size(); ++i) {
         Job *job = applicationModel->JobModel()->Jobs().at(i);
         // The "Z" is a letter of the format: the time is printed as the host gives it.
-        details.append(QJsonObject{{key::workOrderId, job->WorkOrderId()},
-                                   {key::modifiedTime, job->ModifiedTime().toString(QStringLiteral(
+        details.append(QJsonObject{{Key::workOrderId, job->WorkOrderId()},
+                                   {Key::modifiedTime, job->ModifiedTime().toString(QStringLiteral(
                                                            "yyyy-MM-ddThh:mm:ssZ"))}});
     }
-    return RespondJson(QJsonObject{{key::workOrderIds, ids}, {key::workOrderInfo, details}});
+    return RespondJson(QJsonObject{{Key::workOrderIds, ids}, {Key::workOrderInfo, details}});
 }
 
 RestServerResponseObject *
@@ -336,12 +336,12 @@ RestServerRequestProcessor::ProcessWorkflowWorkordersRequest(RestServerRequestOb
         qDebug() << "Got parse error: " << error.errorString();
         return RespondError(400, methodNotAllowed);
     }
-    if (!document.object().contains(key::cdm)) {
+    if (!document.object().contains(Key::cdm)) {
         qDebug() << "No cdm object found";
         return RespondError(400, QStringLiteral("No cdm property present"));
     }
     // A "cdm" of another type arrives as an empty array: what that means is the store's decision.
-    const QJsonArray workOrders = document.object().value(key::cdm).toArray();
+    const QJsonArray workOrders = document.object().value(Key::cdm).toArray();
     if (!applicationModel->WorkOrderStore()->UpdateWorkOrders(workOrders)) {
         Report(QStringLiteral("Failed to update jobs on filesystem"), __LINE__);
         return RespondError(500, errorInHandler);
@@ -394,7 +394,7 @@ RestServerRequestProcessor::ProcessWorkflowWorkorderByIdRequest(RestServerReques
         return RespondError(404, jobNotFound);
     }
     return RespondJson(
-        QJsonObject{{key::cdmVersion, QStringLiteral("2.1")}, {key::cdm, StripCdmImage(cdm)}});
+        QJsonObject{{Key::cdmVersion, QStringLiteral("2.1")}, {Key::cdm, StripCdmImage(cdm)}});
 }
 
 RestServerResponseObject *RestServerRequestProcessor::ProcessWorkflowWorkorderAttachmentByIdRequest(
@@ -415,14 +415,14 @@ RestServerResponseObject *RestServerRequestProcessor::ProcessWorkflowWorkorderAt
 
 QJsonObject RestServerRequestProcessor::StripCdmImage(QJsonObject cdm)
 {
-    QJsonArray tests = cdm.value(key::tests).toArray();
+    QJsonArray tests = cdm.value(Key::tests).toArray();
     for (int i = 0; i < tests.size(); ++i) {
         const QJsonObject test = tests.at(i).toObject();
         if (HasResultData(test)) {
             tests.replace(i, StripTestImage(test));
         }
     }
-    cdm.insert(key::tests, tests); // also where there was none: clients always find an array
+    cdm.insert(Key::tests, tests); // also where there was none: clients always find an array
     return cdm;
 }
 
@@ -452,7 +452,7 @@ RestServerRequestProcessor::ProcessWorkflowActiveRequest(RestServerRequestObject
     }
     Job *active = applicationModel->JobModel()->ActiveJob();
     const QString id = active != nullptr ? active->WorkOrderId() : QStringLiteral("");
-    return RespondJson(QJsonObject{{key::activeWorkOrderId, id}});
+    return RespondJson(QJsonObject{{Key::activeWorkOrderId, id}});
 }
 
 RestServerResponseObject *
@@ -462,7 +462,7 @@ RestServerRequestProcessor::SetActiveWorkOrder(RestServerRequestObject *request)
     const QJsonDocument document =
         QJsonDocument::fromJson(request->RequestDataChunk()->Data(), &error);
     const QVariantMap members = document.object().toVariantMap();
-    const auto wanted = members.constFind(key::activeWorkOrderId);
+    const auto wanted = members.constFind(Key::activeWorkOrderId);
     if (error.error != QJsonParseError::NoError || wanted == members.constEnd()) {
         return RespondError(404, workOrderNotFound);
     }
@@ -512,7 +512,7 @@ RestServerRequestProcessor::ProcessWorkflowTemplatesRequest(RestServerRequestObj
         AppendTemplatesInDirectory(storage->Directory(IStorageModel::GuardedTemplateDirectory),
                                    &templates);
     }
-    return RespondJson(QJsonObject{{key::templates, templates}});
+    return RespondJson(QJsonObject{{Key::templates, templates}});
 }
 
 void RestServerRequestProcessor::AppendTemplatesInDirectory(QDir directory, QJsonArray *templates)
@@ -531,7 +531,7 @@ void RestServerRequestProcessor::AppendTemplatesInDirectory(QDir directory, QJso
     for (const QString &name : names) {
         const QByteArray content = ReadTemplateFile(directory.absoluteFilePath(name));
         const QJsonObject document = QJsonDocument::fromJson(content).object();
-        const QJsonArray entries = document.value(key::cdm).toArray();
+        const QJsonArray entries = document.value(Key::cdm).toArray();
         for (const QJsonValue entry : entries) {
             templates->append(entry.toObject());
         }

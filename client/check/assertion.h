@@ -56,4 +56,11 @@ struct AssertionGroup
 /** Fails with `text` unless `holds`. */
 void Require(bool holds, const QString &text);
 
+/** A check of an assertion with its arguments, which are copied. */
+template <typename Check, typename... Arguments>
+std::function<void(CheckedDevice &)> With(Check check, Arguments... arguments)
+{
+    return [=](CheckedDevice &device) { check(device, arguments...); };
+}
+
 #endif

@@ -2,11 +2,11 @@
 #include "checkeddevice.h"
 #include "deviceconnection.h"
 #include "expectations.h"
+#include "filechecks.h"
 #include "routes.h"
 
 namespace {
 
-constexpr int filesLookedAt = 20;
 constexpr char notThere[] = "/parlowen-check-none";
 constexpr char otherFile[] = "/etc/passwd";
 
@@ -23,7 +23,7 @@ QJsonObject MetadataOf(CheckedDevice &device, const char *prefix, const QJsonObj
 void ForSomeFiles(CheckedDevice &device,
                   const std::function<void(const QJsonObject &file, const QJsonObject &)> &check)
 {
-    for (const QJsonObject &file : device.SomeFiles(filesLookedAt)) {
+    for (const QJsonObject &file : device.SomeFiles(FileChecks::filesLookedAt)) {
         check(file, MetadataOf(device, Routes::metadata, file));
     }
 }
@@ -71,7 +71,7 @@ void StaysTheSame(CheckedDevice &device)
 
 void KnowsListedFiles(CheckedDevice &device, const char *prefix)
 {
-    const QVector<QJsonObject> files = device.SomeFiles(filesLookedAt);
+    const QVector<QJsonObject> files = device.SomeFiles(FileChecks::filesLookedAt);
     for (const QJsonObject &file : files) {
         MetadataOf(device, prefix, file);
     }
@@ -161,12 +161,6 @@ void RefusesDots(CheckedDevice &device, const char *prefix, const char *message)
     const QString up = QString("/..").repeated(device.Folder().count('/'));
     const QString path = device.Folder() + up + otherFile;
     Expect::Error(device.Get(DeviceConnection::Route(prefix, path)), message);
-}
-
-template <typename Check, typename... Arguments>
-std::function<void(CheckedDevice &)> With(Check check, Arguments... arguments)
-{
-    return [=](CheckedDevice &device) { check(device, arguments...); };
 }
 
 } // namespace

@@ -26,7 +26,7 @@ target_sources(parlowenctl_objects PRIVATE
     check/htmlreport.cpp
     check/httpexchange.cpp
     check/interfacedescription.cpp
-    check/interruption.cpp
+    check/checkinterruption.cpp
     check/jobassertions.cpp
     check/loadassertions.cpp
     check/methodassertions.cpp

@@ -4,8 +4,8 @@
 #include <QJsonDocument>
 #include <QSaveFile>
 
+#include "checkinterruption.h"
 #include "clienterror.h"
-#include "interruption.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "assertions.h"
+#include "checkinterruption.h"
 #include "clienterror.h"
-#include "interruption.h"
 #include "routes.h"
 
 namespace {
@@ -53,7 +53,7 @@ CheckResult CheckRun::Run()
 {
     QElapsedTimer timer;
     timer.start();
-    const Interruption interruption;
+    const CheckInterruption interruption;
     RequireConnection(device);
     result.started = QDateTime::currentDateTime();
     result.wrote = settings.write;
@@ -64,7 +64,7 @@ CheckResult CheckRun::Run()
         device.RememberState();
         device.ProbeStorage(settings.write);
         RunAll(GroupsOfDevice());
-    } catch (const Interruption::Requested &) {
+    } catch (const CheckInterruption::Requested &) {
         result.interrupted = true;
     }
     PutBack();
@@ -76,7 +76,7 @@ CheckResult CheckRun::Run()
 
 void CheckRun::PutBack()
 {
-    Interruption::Acknowledge();
+    CheckInterruption::Acknowledge();
     try {
         device.PutBack();
         RunAll(GroupsOfTheEnd());

@@ -7,10 +7,10 @@
 #include <QSet>
 
 #include "assertion.h"
+#include "transfer.h"
 
 namespace {
 
-constexpr int statusDone = 200;
 constexpr char emptyFilePage[] = "Error 200: OK\n";
 
 QJsonDocument Json(const HttpAnswer &answer)

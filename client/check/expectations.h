@@ -13,6 +13,9 @@ class CheckedDevice;
 /** What an answer is to be. All of these throw the `Finding` "fail" when it is not. */
 namespace Expect {
 
+/** A time may be later than the clock of the device by as much. */
+constexpr int toleratedSeconds = 10;
+
 /** JSON under status 200 with the content type of JSON, and no error object. */
 QJsonObject Object(const HttpAnswer &answer);
 QJsonArray Array(const HttpAnswer &answer);

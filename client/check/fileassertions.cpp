@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr int filesLookedAt = 20;
 constexpr char notRead[] = "File read failure";
 constexpr qint64 largestFetched = 100'000'000;
 
@@ -28,7 +27,7 @@ void InTime(CheckedDevice &device)
     Expect::Prompt(answer, Expect::Object(answer).value("files").toArray().size());
 }
 
-void SameTwice(CheckedDevice &device)
+void ListsFilesTheSame(CheckedDevice &device)
 {
     const QJsonArray first = FileChecks::Listing(device);
     Require(first == FileChecks::Listing(device), "two listings differ");
@@ -49,7 +48,7 @@ void BelowOneFolder(CheckedDevice &device)
 void DownloadsListed(CheckedDevice &device)
 {
     int count = 0;
-    for (const QJsonObject &file : device.SomeFiles(filesLookedAt)) {
+    for (const QJsonObject &file : device.SomeFiles(FileChecks::filesLookedAt)) {
         const QString path = file.value("path").toString();
         const auto size = static_cast<qint64>(file.value("size").toDouble());
         if (size > 0 && size <= largestFetched) {
@@ -65,7 +64,7 @@ void DownloadsListed(CheckedDevice &device)
 
 void DigestsAreRight(CheckedDevice &device)
 {
-    for (const QJsonObject &file : device.SomeFiles(filesLookedAt)) {
+    for (const QJsonObject &file : device.SomeFiles(FileChecks::filesLookedAt)) {
         const QString path = file.value("path").toString();
         const QString digest = FileChecks::Metadata(device, path).value("sha256").toString();
         const double size = file.value("size").toDouble();
@@ -79,35 +78,35 @@ void DigestsAreRight(CheckedDevice &device)
     }
 }
 
-void Refuses(CheckedDevice &device, const QString &path)
+void FetchRefuses(CheckedDevice &device, const QString &path)
 {
     Expect::Error(FileChecks::Download(device, path), notRead);
 }
 
-void RefusesMissing(CheckedDevice &device)
+void FetchRefusesMissing(CheckedDevice &device)
 {
-    Refuses(device, device.Folder() + "/parlowen-check-none");
+    FetchRefuses(device, device.Folder() + "/parlowen-check-none");
 }
 
-void RefusesFolder(CheckedDevice &device)
+void FetchRefusesToFetchFolder(CheckedDevice &device)
 {
-    Refuses(device, device.Folder());
+    FetchRefuses(device, device.Folder());
 }
 
-void RefusesOutside(CheckedDevice &device)
+void FetchRefusesOutside(CheckedDevice &device)
 {
-    Refuses(device, "/etc/passwd");
+    FetchRefuses(device, "/etc/passwd");
 }
 
-void RefusesDots(CheckedDevice &device)
+void FetchRefusesDotsInPath(CheckedDevice &device)
 {
     const QString folder = device.Folder();
-    Refuses(device, folder + QString("/..").repeated(folder.count('/')) + "/etc/passwd");
+    FetchRefuses(device, folder + QString("/..").repeated(folder.count('/')) + "/etc/passwd");
 }
 
-void RefusesSibling(CheckedDevice &device)
+void FetchRefusesSibling(CheckedDevice &device)
 {
-    Refuses(device, device.Folder() + "2/parlowen-check-none");
+    FetchRefuses(device, device.Folder() + "2/parlowen-check-none");
 }
 
 void DeletesNoMissing(CheckedDevice &device)
@@ -149,7 +148,7 @@ void DeletesOnlyOne(CheckedDevice &device)
     FileChecks::RequireContent(device, other, "content");
 }
 
-void ListsStored(CheckedDevice &device)
+void ListsStoredFile(CheckedDevice &device)
 {
     const QString path = FileChecks::Store(device, "listed", "content");
     const QJsonObject record = ObjectWith(FileChecks::Listing(device), "path", path);
@@ -157,7 +156,7 @@ void ListsStored(CheckedDevice &device)
     Require(record.value("size") == 7, "the listing tells another size");
 }
 
-void TellsTimeOfStore(CheckedDevice &device)
+void TellsTimeOfFile(CheckedDevice &device)
 {
     constexpr int tolerated = 10;
     const QString path = FileChecks::Store(device, "time", "content");
@@ -193,7 +192,7 @@ QVector<Assertion> ReadingAssertions()
     return {
         {"files.sorted", "The listing is sorted by path, each file once.", list, Effect::Reads,
          Sorted},
-        {"files.same", "Two listings are the same.", list, Effect::Reads, SameTwice},
+        {"files.same", "Two listings are the same.", list, Effect::Reads, ListsFilesTheSame},
         {"files.plain-paths", "Every listed file lies below the folder of the user files.", list,
          Effect::Reads, BelowOneFolder},
         {"files.time-not-later", "No file changed after the time of the device.", time,
@@ -204,14 +203,15 @@ QVector<Assertion> ReadingAssertions()
         {"files.digest", "The digest of the metadata is that of the download.", read, Effect::Reads,
          DigestsAreRight},
         {"files.missing", "A missing file is answered \"File read failure\".", read, Effect::Reads,
-         RefusesMissing},
+         FetchRefusesMissing},
         {"files.folder", "A folder is answered \"File read failure\".", read, Effect::Reads,
-         RefusesFolder},
+         FetchRefusesToFetchFolder},
         {"files.outside", "No file outside of the user files is sent.", bounds, Effect::Reads,
-         RefusesOutside},
-        {"files.dots", "\"..\" leads to no other file.", bounds, Effect::Reads, RefusesDots},
+         FetchRefusesOutside},
+        {"files.dots", "\"..\" leads to no other file.", bounds, Effect::Reads,
+         FetchRefusesDotsInPath},
         {"files.sibling", "A folder whose name begins alike is another one.", bounds, Effect::Reads,
-         RefusesSibling},
+         FetchRefusesSibling},
     };
 }
 
@@ -223,9 +223,9 @@ QVector<Assertion> WritingAssertions()
         "IFileManagerModel::DeleteUserFile; http-api: Upload, fetch, confirm, delete";
     return {
         {"files.listed", "A stored file is listed with its size.", list, Effect::Writes,
-         ListsStored},
+         ListsStoredFile},
         {"files.time-of-store", "The listing tells when a file was stored, in UTC.", list,
-         Effect::Writes, TellsTimeOfStore},
+         Effect::Writes, TellsTimeOfFile},
         {"files.pieces", "A file of 12,345,678 bytes is sent in pieces.", read, Effect::Writes,
          SendsPieces},
         {"files.delete", "A deleted file is gone everywhere.", remove, Effect::Writes, Deletes},

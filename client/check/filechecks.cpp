@@ -6,12 +6,6 @@
 #include "expectations.h"
 #include "routes.h"
 
-namespace {
-
-constexpr int toleratedSeconds = 10;
-
-} // namespace
-
 QJsonArray FileChecks::Listing(CheckedDevice &device)
 {
     const QJsonValue files = Expect::Object(device.Get(Routes::userFiles)).value("files");
@@ -74,7 +68,7 @@ void FileChecks::RequireGone(CheckedDevice &device, const QString &path)
 
 void FileChecks::RequireNotLater(const HttpAnswer &answer, const QJsonArray &records)
 {
-    const QDateTime clock = Expect::Clock(answer).addSecs(toleratedSeconds);
+    const QDateTime clock = Expect::Clock(answer).addSecs(Expect::toleratedSeconds);
     for (const QJsonValue &record : records) {
         const QString time = record.toObject().value("modifiedTime").toString();
         Require(!(QDateTime::fromString(time, Qt::ISODate) > clock),

@@ -12,6 +12,9 @@ class CheckedDevice;
 /** What several families ask of files. All throw a `Finding` when the device does otherwise. */
 namespace FileChecks {
 
+/** Of a long listing as many files are looked at one by one. */
+constexpr int filesLookedAt = 20;
+
 QJsonArray Listing(CheckedDevice &device);
 QJsonArray Pending(CheckedDevice &device);
 QJsonArray AllPending(CheckedDevice &device);

@@ -91,7 +91,7 @@ QString Exchange(const LoggedExchange &exchange)
         .arg(Escaped(exchange.sent), Escaped(exchange.came));
 }
 
-QString Finding(const AssertionResult &one)
+QString Result(const AssertionResult &one)
 {
     QString text = QString("<article class=\"%1\">\n<h3>%2 %3</h3>\n<p class=\"why\">%4</p>\n"
                            "<p class=\"where\"><code>%5</code> · %6</p>\n")
@@ -110,7 +110,7 @@ QString Findings(const CheckResult &result, Verdict verdict, const QString &titl
 {
     QString text;
     for (const AssertionResult &one : result.results) {
-        text += one.verdict == verdict ? Finding(one) : QString();
+        text += one.verdict == verdict ? Result(one) : QString();
     }
     return text.isEmpty() ? QString() : QString("<h2>%1</h2>\n%2").arg(title, text);
 }

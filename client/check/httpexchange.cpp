@@ -2,7 +2,7 @@
 
 #include <QNetworkProxy>
 
-#include "interruption.h"
+#include "checkinterruption.h"
 
 namespace {
 
@@ -68,7 +68,7 @@ void HttpExchange::Send(const QByteArray &bytes)
     silence.start();
     while (socket.bytesToWrite() > 0 && socket.state() == QAbstractSocket::ConnectedState &&
            !silence.hasExpired(target.timeoutMs)) {
-        Interruption::ThrowIfRequested();
+        CheckInterruption::ThrowIfRequested();
         if (socket.waitForBytesWritten(sliceMs)) {
             silence.restart();
         }
@@ -79,7 +79,7 @@ void HttpExchange::ReceiveSome(qint64 bytes)
 {
     socket.setReadBufferSize(bytes);
     while (socket.bytesAvailable() < bytes && socket.waitForReadyRead(target.timeoutMs)) {
-        Interruption::ThrowIfRequested();
+        CheckInterruption::ThrowIfRequested();
     }
     received += socket.read(bytes);
 }
@@ -105,7 +105,7 @@ bool HttpExchange::AwaitMore()
     QElapsedTimer silence;
     silence.start();
     while (!silence.hasExpired(target.timeoutMs)) {
-        Interruption::ThrowIfRequested();
+        CheckInterruption::ThrowIfRequested();
         if (socket.bytesAvailable() > 0 || socket.waitForReadyRead(sliceMs)) {
             received += socket.readAll();
             return true;

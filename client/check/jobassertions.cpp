@@ -10,7 +10,6 @@
 namespace {
 
 constexpr char notFound[] = "WorkOrder not found";
-constexpr int toleratedSeconds = 10;
 
 QJsonObject List(CheckedDevice &device)
 {
@@ -45,7 +44,7 @@ void EachOnce(CheckedDevice &device)
     Expect::Unique(Ids(List(device)), "work order");
 }
 
-void SameTwice(CheckedDevice &device)
+void ListsJobsTheSame(CheckedDevice &device)
 {
     const QJsonObject first = List(device);
     Require(first == List(device), "two lists differ");
@@ -54,7 +53,7 @@ void SameTwice(CheckedDevice &device)
 void TimesAreNotLater(CheckedDevice &device)
 {
     const HttpAnswer answer = device.Get(Routes::workOrderList);
-    const QDateTime clock = Expect::Clock(answer).addSecs(toleratedSeconds);
+    const QDateTime clock = Expect::Clock(answer).addSecs(Expect::toleratedSeconds);
     const QJsonArray entries = Expect::Object(answer).value("workOrderInfo").toArray();
     for (const QJsonValue &entry : entries) {
         const QString time = entry.toObject().value("modifiedTime").toString();
@@ -159,7 +158,7 @@ void StaysActiveOverRefusal(CheckedDevice &device)
     Require(ActiveId(device) == CheckWorkOrders::first, "another work order is active now");
 }
 
-void ListsStored(CheckedDevice &device)
+void ListsStoredJob(CheckedDevice &device)
 {
     CheckWorkOrders::Store(device);
     const QStringList ids = Ids(List(device));
@@ -180,7 +179,7 @@ void KeepsOthers(CheckedDevice &device)
     }
 }
 
-void TellsTimeOfStore(CheckedDevice &device)
+void TellsTimeOfJob(CheckedDevice &device)
 {
     CheckWorkOrders::Store(device);
     const HttpAnswer answer = device.Get(Routes::workOrderList);
@@ -189,13 +188,13 @@ void TellsTimeOfStore(CheckedDevice &device)
         ObjectWith(entries, "workOrderId", CheckWorkOrders::first).value("modifiedTime").toString();
     const QDateTime stored = QDateTime::fromString(time, Qt::ISODate);
     const qint64 seconds = stored.secsTo(Expect::Clock(answer));
-    Require(stored.isValid() && qAbs(seconds) <= toleratedSeconds,
+    Require(stored.isValid() && qAbs(seconds) <= Expect::toleratedSeconds,
             QString("stored now, \"modifiedTime\" is %1, %2 s before the time of the device")
                 .arg(time)
                 .arg(seconds));
 }
 
-std::function<void(CheckedDevice &)> Refuses(const QByteArray &body)
+std::function<void(CheckedDevice &)> ActivationRefuses(const QByteArray &body)
 {
     return [body](CheckedDevice &device) { RefusesActive(device, body); };
 }
@@ -216,7 +215,7 @@ AssertionGroup Assertions::OfJobModel()
             {"jobs.order", "Both arrays of the list have one order.", jobs, Effect::Reads,
              SameOrder},
             {"jobs.once", "Every work order is listed once.", jobs, Effect::Reads, EachOnce},
-            {"jobs.same", "Two lists are the same.", jobs, Effect::Reads, SameTwice},
+            {"jobs.same", "Two lists are the same.", jobs, Effect::Reads, ListsJobsTheSame},
             {"jobs.in-time", "The list comes within a second.", jobs, Effect::Reads,
              ListComesInTime},
             {"jobs.time-not-later", "No work order was stored after the time of the device.", time,
@@ -224,29 +223,29 @@ AssertionGroup Assertions::OfJobModel()
             {"jobs.active-listed", "The active work order is a listed one.", active, Effect::Reads,
              ActiveIsListed},
             {"jobs.active.no-json", "A body that is no JSON makes nothing active.", set,
-             Effect::Reads, Refuses("json")},
+             Effect::Reads, ActivationRefuses("json")},
             {"jobs.active.no-body", "An empty body makes nothing active.", set, Effect::Reads,
-             Refuses("")},
+             ActivationRefuses("")},
             {"jobs.active.no-member", "An object without an id makes nothing active.", set,
-             Effect::Reads, Refuses("{}")},
+             Effect::Reads, ActivationRefuses("{}")},
             {"jobs.active.no-object", "An array makes nothing active.", set, Effect::Reads,
-             Refuses("[1]")},
+             ActivationRefuses("[1]")},
             {"jobs.active.unknown", "An unknown id makes nothing active.", set, Effect::Reads,
-             Refuses(R"({"activeWorkOrderId": "parlowen-check-none"})")},
+             ActivationRefuses(R"({"activeWorkOrderId": "parlowen-check-none"})")},
             {"jobs.active.empty", "An empty id makes nothing active.", set, Effect::Reads,
-             Refuses(R"({"activeWorkOrderId": ""})")},
+             ActivationRefuses(R"({"activeWorkOrderId": ""})")},
             {"jobs.active.null", "The id null makes nothing active.", set, Effect::Reads,
-             Refuses(R"({"activeWorkOrderId": null})")},
+             ActivationRefuses(R"({"activeWorkOrderId": null})")},
             {"jobs.attachment", "No work order takes an attachment.", jobs, Effect::Reads,
              KnowsAttachmentRoute},
             {"jobs.attachment.missing", "An attachment of an unknown work order is not found.",
              jobs, Effect::Reads, MissesAttachmentRoute},
             {"jobs.stored-once", "A stored work order is listed once, stored again too.", refresh,
-             Effect::Writes, ListsStored},
+             Effect::Writes, ListsStoredJob},
             {"jobs.others-stay", "Work orders that are not named stay.", refresh, Effect::Writes,
              KeepsOthers},
             {"jobs.time-of-store", "The list tells when a work order was stored, in UTC.", time,
-             Effect::Writes, TellsTimeOfStore},
+             Effect::Writes, TellsTimeOfJob},
             {"jobs.activate", "A work order becomes the active one, and the answer repeats it.",
              set, Effect::Writes, Activates},
             {"jobs.activate.beyond-ascii", "A work order with an id beyond ASCII becomes active.",

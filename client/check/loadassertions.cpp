@@ -5,11 +5,11 @@
 
 #include "assertions.h"
 #include "checkeddevice.h"
+#include "checkinterruption.h"
 #include "checkworkorders.h"
 #include "deviceconnection.h"
 #include "expectations.h"
 #include "filechecks.h"
-#include "interruption.h"
 #include "multipartform.h"
 #include "routes.h"
 
@@ -148,7 +148,7 @@ void Wait(qint64 milliseconds)
     QElapsedTimer timer;
     timer.start();
     while (!timer.hasExpired(milliseconds)) {
-        Interruption::ThrowIfRequested();
+        CheckInterruption::ThrowIfRequested();
         QThread::msleep(sliceMs);
     }
 }
@@ -194,12 +194,6 @@ void SurvivesWriter(CheckedDevice &device)
     exchange.Send(text.left(text.size() - 10));
     Wait(pauseMs);
     Expect::Object(device.Get(Routes::info));
-}
-
-template <typename Check, typename... Arguments>
-std::function<void(CheckedDevice &)> With(Check check, Arguments... arguments)
-{
-    return [=](CheckedDevice &device) { check(device, arguments...); };
 }
 
 } // namespace

@@ -31,7 +31,7 @@ void AreObjects(CheckedDevice &device)
     device.Note(QString("%1 templates").arg(templates.size()));
 }
 
-void SameTwice(CheckedDevice &device)
+void TellsStorageTheSame(CheckedDevice &device)
 {
     const QJsonArray first = Templates(device);
     Require(first == Templates(device), "two answers differ");
@@ -73,7 +73,7 @@ AssertionGroup Assertions::OfStorageModel()
             {"templates.objects", "Every template is an object.", templates, Effect::Reads,
              AreObjects},
             {"templates.same", "Two lists of the templates are the same.", guarded, Effect::Reads,
-             SameTwice},
+             TellsStorageTheSame},
             {"templates.content", "No template is empty.", templates, Effect::Reads,
              AreNoEmptyObjects},
             {"templates.in-time", "The templates come within a second.", templates, Effect::Reads,

@@ -68,7 +68,7 @@ void RefusesRead(CheckedDevice &device, const char *id, const char *message)
 }
 
 // The server may clean such a path, and then finds no route for it.
-void RefusesDots(CheckedDevice &device)
+void RefusesDotsAsId(CheckedDevice &device)
 {
     constexpr int noRoute = 404;
     const HttpAnswer answer = device.AskOnce(
@@ -217,12 +217,6 @@ void StoresLarge(CheckedDevice &device)
     Require(read.value("note") == note, "it is not read back as it was stored");
 }
 
-template <typename Check, typename... Arguments>
-std::function<void(CheckedDevice &)> With(Check check, Arguments... arguments)
-{
-    return [=](CheckedDevice &device) { check(device, arguments...); };
-}
-
 } // namespace
 
 AssertionGroup Assertions::OfWorkOrderStore()
@@ -250,7 +244,7 @@ AssertionGroup Assertions::OfWorkOrderStore()
             {"store.read.slash", "An id with a slash is answered \"Inavlid URI\".", odd,
              Effect::Reads, With(RefusesRead, "a/b", "Inavlid URI")},
             {"store.read.dots", "An id with \"..\" and an encoded slash reads no other file.", odd,
-             Effect::Reads, RefusesDots},
+             Effect::Reads, RefusesDotsAsId},
             {"store.read.case", "Capitals count in an id.", odd, Effect::Reads, RefusesOtherCase},
             {"store.batch.no-json", "A body that is no JSON is refused.", put, Effect::Reads,
              With(RefusesBatch, QByteArray("json"), "Method not allowed")},

@@ -54,17 +54,11 @@ void TakesContent(CheckedDevice &device, const QString &name, const QByteArray &
     FileChecks::RequireContent(device, FileChecks::Store(device, name, content), content);
 }
 
-void Replaces(CheckedDevice &device, const QByteArray &content)
+void ReplacesFile(CheckedDevice &device, const QByteArray &content)
 {
     const QString path = FileChecks::Store(device, "replaced", "some content in the middle");
     Expect::Done(device.Upload(path, content));
     FileChecks::RequireContent(device, path, content);
-}
-
-template <typename Check, typename... Arguments>
-std::function<void(CheckedDevice &)> With(Check check, Arguments... arguments)
-{
-    return [=](CheckedDevice &device) { check(device, arguments...); };
 }
 
 QVector<Assertion> SizeAssertions()
@@ -139,11 +133,11 @@ QVector<Assertion> ContentAssertions()
         {"stored.text", "Text in UTF-8 is sent byte for byte.", upload, Effect::Writes,
          With(TakesContent, QString("text.txt"), QByteArray("\xef\xbb\xbfPr\xc3\xbc\x66ung\r\n"))},
         {"stored.replace.shorter", "A shorter file replaces a longer one whole.", upload,
-         Effect::Writes, With(Replaces, QByteArray("short"))},
+         Effect::Writes, With(ReplacesFile, QByteArray("short"))},
         {"stored.replace.longer", "A longer file replaces a shorter one.", upload, Effect::Writes,
-         With(Replaces, QByteArray(100'000, 'l'))},
+         With(ReplacesFile, QByteArray(100'000, 'l'))},
         {"stored.replace.empty", "An empty file replaces another one.", upload, Effect::Writes,
-         With(Replaces, QByteArray())},
+         With(ReplacesFile, QByteArray())},
     };
 }
 

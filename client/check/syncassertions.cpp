@@ -3,36 +3,36 @@
 
 #include "assertions.h"
 #include "checkeddevice.h"
+#include "checkinterruption.h"
 #include "deviceconnection.h"
 #include "expectations.h"
 #include "filechecks.h"
-#include "interruption.h"
 #include "routes.h"
 
 namespace {
 
 constexpr int filesLookedAt = 20;
 constexpr qint64 largestWhole = 16'777'216;
-constexpr char notFound[] = "File not found";
+constexpr char fileNotFound[] = "File not found";
 
-void Sorted(CheckedDevice &device, const char *route)
+void PendingSorted(CheckedDevice &device, const char *route)
 {
     FileChecks::RequireSorted(Expect::Array(device.Get(route)));
 }
 
-void NotLater(CheckedDevice &device, const char *route)
+void PendingNotLater(CheckedDevice &device, const char *route)
 {
     const HttpAnswer answer = device.Get(route);
     FileChecks::RequireNotLater(answer, Expect::Array(answer));
 }
 
-void InTime(CheckedDevice &device, const char *route)
+void PendingInTime(CheckedDevice &device, const char *route)
 {
     const HttpAnswer answer = device.Get(route);
     Expect::Prompt(answer, Expect::Array(answer).size());
 }
 
-void TakesQuery(CheckedDevice &device)
+void PendingTakesQuery(CheckedDevice &device)
 {
     const QJsonArray plain = FileChecks::AllPending(device);
     const QByteArray route = Routes::allPendingFiles + QByteArray("?parlowen=check");
@@ -52,14 +52,14 @@ void AreAmongAll(CheckedDevice &device)
 void AreListed(CheckedDevice &device)
 {
     const QJsonArray pending = FileChecks::AllPending(device);
-    const QJsonArray listing = FileChecks::Listing(device);
+    const QJsonArray pendingListing = FileChecks::Listing(device);
     for (const QJsonValue &record : pending) {
         const QString path = record.toObject().value("path").toString();
-        const QJsonObject listed = ObjectWith(listing, "path", path);
+        const QJsonObject listed = ObjectWith(pendingListing, "path", path);
         Require(!listed.isEmpty(), path + " is pending and not listed");
         Require(listed.value("size") == record.toObject().value("size") &&
                     listed.value("modifiedTime") == record.toObject().value("modifiedTime"),
-                path + " has another size or time in the listing");
+                path + " has another size or time in the pendingListing");
     }
 }
 
@@ -84,35 +84,35 @@ void ReadsListedWhole(CheckedDevice &device)
     device.Note(QString("%1 files").arg(count));
 }
 
-void Refuses(CheckedDevice &device, const QString &path)
+void SyncRefuses(CheckedDevice &device, const QString &path)
 {
-    Expect::Error(FileChecks::Whole(device, path), notFound);
+    Expect::Error(FileChecks::Whole(device, path), fileNotFound);
 }
 
-void RefusesMissing(CheckedDevice &device)
+void SyncRefusesMissing(CheckedDevice &device)
 {
-    Refuses(device, "/parlowen-check-none");
+    SyncRefuses(device, "/parlowen-check-none");
 }
 
-void RefusesOutside(CheckedDevice &device)
+void SyncRefusesOutside(CheckedDevice &device)
 {
-    Refuses(device, "/etc/passwd");
+    SyncRefuses(device, "/etc/passwd");
 }
 
-void RefusesDots(CheckedDevice &device)
+void SyncRefusesDots(CheckedDevice &device)
 {
     const QString folder = device.Folder();
-    Refuses(device, folder + QString("/..").repeated(folder.count('/')) + "/etc/passwd");
+    SyncRefuses(device, folder + QString("/..").repeated(folder.count('/')) + "/etc/passwd");
 }
 
-void RefusesSibling(CheckedDevice &device)
+void SyncRefusesSibling(CheckedDevice &device)
 {
-    Refuses(device, device.Folder() + "2/parlowen-check-none");
+    SyncRefuses(device, device.Folder() + "2/parlowen-check-none");
 }
 
-void RefusesFolder(CheckedDevice &device)
+void SyncRefusesFolder(CheckedDevice &device)
 {
-    Refuses(device, device.Folder());
+    SyncRefuses(device, device.Folder());
 }
 
 HttpAnswer Confirm(CheckedDevice &device, const QString &path)
@@ -122,12 +122,12 @@ HttpAnswer Confirm(CheckedDevice &device, const QString &path)
 
 void ConfirmsNoMissing(CheckedDevice &device)
 {
-    Expect::Error(Confirm(device, "/parlowen-check-none"), notFound);
+    Expect::Error(Confirm(device, "/parlowen-check-none"), fileNotFound);
 }
 
 void ConfirmsNoOutside(CheckedDevice &device)
 {
-    Expect::Error(Confirm(device, "/etc/passwd"), notFound);
+    Expect::Error(Confirm(device, "/etc/passwd"), fileNotFound);
 }
 
 void StoresByVersion1(CheckedDevice &device)
@@ -169,7 +169,7 @@ void NewBecomesPending(CheckedDevice &device)
     waiting.start();
     while (!FileChecks::Has(FileChecks::Pending(device), path)) {
         Require(!waiting.hasExpired(longestMs), "a new file is not pending after 15 s");
-        Interruption::ThrowIfRequested();
+        CheckInterruption::ThrowIfRequested();
         QThread::msleep(pauseMs);
     }
     device.Note(QString("after %1 ms").arg(waiting.elapsed()));
@@ -218,16 +218,10 @@ void DeletedIsNotPending(CheckedDevice &device)
     const QString path = FileChecks::Store(device, "deleted-pending", "first");
     Expect::Done(device.Delete(DeviceConnection::Route(Routes::userFiles, path)));
     Require(!FileChecks::Has(FileChecks::AllPending(device), path), "a deleted file is pending");
-    Expect::Error(Confirm(device, path), notFound);
+    Expect::Error(Confirm(device, path), fileNotFound);
 }
 
-template <typename Check, typename... Arguments>
-std::function<void(CheckedDevice &)> With(Check check, Arguments... arguments)
-{
-    return [=](CheckedDevice &device) { check(device, arguments...); };
-}
-
-QVector<Assertion> ReadingAssertions()
+QVector<Assertion> SyncReadingAssertions()
 {
     const QString pending = "ISyncFilesModel::GetPendingFiles; http-api: Files";
     const QString all = "ISyncFilesModel::GetAllPendingFiles; http-api: Files";
@@ -235,37 +229,38 @@ QVector<Assertion> ReadingAssertions()
     const QString bounds = "ISyncFilesModel::GetFileData; http-api: Names";
     return {
         {"sync.pending.sorted", "Pending files are sorted by path, each once.", pending,
-         Effect::Reads, With(Sorted, Routes::pendingFiles)},
+         Effect::Reads, With(PendingSorted, Routes::pendingFiles)},
         {"sync.all.sorted", "All pending files are sorted by path, each once.", all, Effect::Reads,
-         With(Sorted, Routes::allPendingFiles)},
+         With(PendingSorted, Routes::allPendingFiles)},
         {"sync.pending.time-not-later", "No pending file changed after the time of the device.",
-         pending, Effect::Reads, With(NotLater, Routes::pendingFiles)},
+         pending, Effect::Reads, With(PendingNotLater, Routes::pendingFiles)},
         {"sync.all.time-not-later", "The same holds for all pending files.", all, Effect::Reads,
-         With(NotLater, Routes::allPendingFiles)},
+         With(PendingNotLater, Routes::allPendingFiles)},
         {"sync.pending.in-time", "The pending files come within a second.", pending, Effect::Reads,
-         With(InTime, Routes::pendingFiles)},
+         With(PendingInTime, Routes::pendingFiles)},
         {"sync.all.in-time", "All pending files come within a second.", all, Effect::Reads,
-         With(InTime, Routes::allPendingFiles)},
+         With(PendingInTime, Routes::allPendingFiles)},
         {"sync.pending.among-all", "Every pending file is among all pending files.", all,
          Effect::Reads, AreAmongAll},
         {"sync.pending.listed", "Every pending file is a listed one of this size and time.", all,
          Effect::Reads, AreListed},
-        {"sync.pending.query", "A query changes nothing.", all, Effect::Reads, TakesQuery},
+        {"sync.pending.query", "A query changes nothing.", all, Effect::Reads, PendingTakesQuery},
         {"sync.whole", "Every listed file of up to 16 MiB is read whole, with its bytes.", data,
          Effect::Reads, ReadsListedWhole},
         {"sync.whole.missing", "A missing file is answered \"File not found\".", data,
-         Effect::Reads, RefusesMissing},
+         Effect::Reads, SyncRefusesMissing},
         {"sync.whole.folder", "A folder is answered \"File not found\".", data, Effect::Reads,
-         RefusesFolder},
+         SyncRefusesFolder},
         {"sync.whole.outside", "No file outside of the user files is read.", bounds, Effect::Reads,
-         RefusesOutside},
-        {"sync.whole.dots", "\"..\" leads to no other file.", bounds, Effect::Reads, RefusesDots},
+         SyncRefusesOutside},
+        {"sync.whole.dots", "\"..\" leads to no other file.", bounds, Effect::Reads,
+         SyncRefusesDots},
         {"sync.whole.sibling", "A folder whose name begins alike is another one.", bounds,
-         Effect::Reads, RefusesSibling},
+         Effect::Reads, SyncRefusesSibling},
     };
 }
 
-QVector<Assertion> WritingAssertions()
+QVector<Assertion> SyncWritingAssertions()
 {
     const QString pending = "ISyncFilesModel::GetPendingFiles; http-api: Files";
     const QString all = "ISyncFilesModel::GetAllPendingFiles; http-api: Files";
@@ -302,5 +297,5 @@ QVector<Assertion> WritingAssertions()
 AssertionGroup Assertions::OfSyncFilesModel()
 {
     return {"ISyncFilesModel", "The files that wait to be fetched",
-            ReadingAssertions() + WritingAssertions()};
+            SyncReadingAssertions() + SyncWritingAssertions()};
 }

@@ -43,7 +43,7 @@ void Shows(CheckedDevice &device)
     Require(shown == "parlowen_check_2", "the device tells another technician");
 }
 
-std::function<void(CheckedDevice &)> Refuses(const QByteArray &body, const char *message)
+std::function<void(CheckedDevice &)> TechnicianRefuses(const QByteArray &body, const char *message)
 {
     return [body, message](CheckedDevice &device) {
         Expect::Error(device.Post(Routes::technician, body), message);
@@ -66,23 +66,23 @@ AssertionGroup Assertions::OfTechnician()
         "Who works with the device",
         {
             {"tech.no-json", "A body that is no JSON is answered \"Method not allowed\".", library,
-             Effect::Reads, Refuses("json", "Method not allowed")},
+             Effect::Reads, TechnicianRefuses("json", "Method not allowed")},
             {"tech.no-body", "An empty body is answered \"Method not allowed\".", library,
-             Effect::Reads, Refuses("", "Method not allowed")},
+             Effect::Reads, TechnicianRefuses("", "Method not allowed")},
             {"tech.no-member", "An object without \"techId\" is answered \"Missing techId\".",
-             library, Effect::Reads, Refuses("{}", "Missing techId")},
+             library, Effect::Reads, TechnicianRefuses("{}", "Missing techId")},
             {"tech.case", "Capitals count in \"techId\".", library, Effect::Reads,
-             Refuses(R"({"TechId": "A_1"})", "Missing techId")},
+             TechnicianRefuses(R"({"TechId": "A_1"})", "Missing techId")},
             {"tech.no-object", "An array is answered \"Missing techId\".", library, Effect::Reads,
-             Refuses(R"(["A_1"])", "Missing techId")},
+             TechnicianRefuses(R"(["A_1"])", "Missing techId")},
             {"tech.empty", "An empty id is refused.", library, Effect::Reads,
-             Refuses(R"({"techId": ""})", "Invalid techId")},
+             TechnicianRefuses(R"({"techId": ""})", "Invalid techId")},
             {"tech.dash", "An id with a dash is refused.", library, Effect::Reads,
-             Refuses(R"({"techId": "a-b"})", "Invalid techId")},
+             TechnicianRefuses(R"({"techId": "a-b"})", "Invalid techId")},
             {"tech.number", "A number is refused.", library, Effect::Reads,
-             Refuses(R"({"techId": 42})", "Invalid techId")},
+             TechnicianRefuses(R"({"techId": 42})", "Invalid techId")},
             {"tech.too-long", "An id of 21 characters is refused.", library, Effect::Reads,
-             Refuses(R"({"techId": "ABCDEFGHIJKLMNOPQRSTU"})", "Invalid techId")},
+             TechnicianRefuses(R"({"techId": "ABCDEFGHIJKLMNOPQRSTU"})", "Invalid techId")},
             {"tech.accepts", "An id of letters, digits and underscores is accepted.", model,
              Effect::Writes, AcceptsName("parlowen_check_1")},
             {"tech.longest", "An id of 20 characters is accepted.", model, Effect::Writes,

@@ -11,68 +11,70 @@ namespace {
 constexpr char failed[] = "Upload failed";
 
 // A form that stores nothing: refused, no file made, and the next upload goes well.
-void Refuses(CheckedDevice &device, const QVector<QByteArray> &parts, const QString &path)
+void UploadRefuses(CheckedDevice &device, const QVector<QByteArray> &parts, const QString &path)
 {
     Expect::Error(device.UploadForm(Routes::userFiles, MultipartForm::Of(parts)), failed);
     Require(!FileChecks::Has(FileChecks::Listing(device), path), "a file was made all the same");
 }
 
-void RefusesWrongOrder(CheckedDevice &device)
+void UploadRefusesWrongOrder(CheckedDevice &device)
 {
     const QString path = device.NewFile("order");
-    Refuses(device, {"content", MultipartForm::Description(path, 7)}, path);
+    UploadRefuses(device, {"content", MultipartForm::Description(path, 7)}, path);
 }
 
-void RefusesOnePart(CheckedDevice &device)
+void UploadRefusesOnePart(CheckedDevice &device)
 {
     const QString path = device.NewFile("one-part");
-    Refuses(device, {MultipartForm::Description(path, 7)}, path);
+    UploadRefuses(device, {MultipartForm::Description(path, 7)}, path);
 }
 
-void RefusesNoPart(CheckedDevice &device)
+void UploadRefusesNoPart(CheckedDevice &device)
 {
-    Refuses(device, {}, device.NewFile("no-part"));
+    UploadRefuses(device, {}, device.NewFile("no-part"));
 }
 
-void RefusesNoJson(CheckedDevice &device)
+void UploadRefusesNoJson(CheckedDevice &device)
 {
-    Refuses(device, {"no JSON", "content"}, device.NewFile("no-json"));
+    UploadRefuses(device, {"no JSON", "content"}, device.NewFile("no-json"));
 }
 
-void RefusesNoPath(CheckedDevice &device)
+void UploadRefusesNoPath(CheckedDevice &device)
 {
-    Refuses(device, {R"({"fileSize": 7})", "content"}, device.NewFile("no-path"));
+    UploadRefuses(device, {R"({"fileSize": 7})", "content"}, device.NewFile("no-path"));
 }
 
-void RefusesEmptyPath(CheckedDevice &device)
+void UploadRefusesEmptyPath(CheckedDevice &device)
 {
-    Refuses(device, {R"({"fileUri": "", "fileSize": 7})", "content"}, device.NewFile("empty"));
+    UploadRefuses(device, {R"({"fileUri": "", "fileSize": 7})", "content"},
+                  device.NewFile("empty"));
 }
 
-void RefusesNumber(CheckedDevice &device)
+void UploadRefusesNumber(CheckedDevice &device)
 {
-    Refuses(device, {R"({"fileUri": 5, "fileSize": 7})", "content"}, device.NewFile("number"));
+    UploadRefuses(device, {R"({"fileUri": 5, "fileSize": 7})", "content"},
+                  device.NewFile("number"));
 }
 
-void RefusesOutside(CheckedDevice &device)
+void UploadRefusesOutside(CheckedDevice &device)
 {
     const QString path = "/parlowen-check-outside";
-    Refuses(device, {MultipartForm::Description(path, 7), "content"}, path);
+    UploadRefuses(device, {MultipartForm::Description(path, 7), "content"}, path);
 }
 
-void RefusesMissingFolder(CheckedDevice &device)
+void UploadRefusesMissingFolder(CheckedDevice &device)
 {
     const QString path = device.NewFile("none") + "/file";
-    Refuses(device, {MultipartForm::Description(path, 7), "content"}, path);
+    UploadRefuses(device, {MultipartForm::Description(path, 7), "content"}, path);
 }
 
-void RefusesFolder(CheckedDevice &device)
+void UploadRefusesFolder(CheckedDevice &device)
 {
     const QString path = device.Folder();
-    Refuses(device, {MultipartForm::Description(path, 7), "content"}, path);
+    UploadRefuses(device, {MultipartForm::Description(path, 7), "content"}, path);
 }
 
-void RefusesPlainBody(CheckedDevice &device, const char *route, const QByteArray &body)
+void UploadRefusesPlainBody(CheckedDevice &device, const char *route, const QByteArray &body)
 {
     Expect::Error(device.Post(route, body), failed);
 }
@@ -155,12 +157,6 @@ void ReplacesHalfUpload(CheckedDevice &device)
     FileChecks::RequireContent(device, FileChecks::Store(device, "half", content), content);
 }
 
-template <typename Check, typename... Arguments>
-std::function<void(CheckedDevice &)> With(Check check, Arguments... arguments)
-{
-    return [=](CheckedDevice &device) { check(device, arguments...); };
-}
-
 } // namespace
 
 AssertionGroup Assertions::OfUploads()
@@ -174,31 +170,31 @@ AssertionGroup Assertions::OfUploads()
         "Forms that store a file, and forms that do not",
         {
             {"upload.no-form-v1", "Version 1 refuses a body that is not a form.", form,
-             Effect::Writes, With(RefusesPlainBody, Routes::syncFiles, text)},
+             Effect::Writes, With(UploadRefusesPlainBody, Routes::syncFiles, text)},
             {"upload.no-form-v2", "Version 2 refuses a body that is not a form.", form,
-             Effect::Writes, With(RefusesPlainBody, Routes::userFiles, text)},
+             Effect::Writes, With(UploadRefusesPlainBody, Routes::userFiles, text)},
             {"upload.no-body", "An empty body is refused.", form, Effect::Writes,
-             With(RefusesPlainBody, Routes::userFiles, QByteArray())},
+             With(UploadRefusesPlainBody, Routes::userFiles, QByteArray())},
             {"upload.order", "Two parts in the wrong order are refused.", form, Effect::Writes,
-             RefusesWrongOrder},
+             UploadRefusesWrongOrder},
             {"upload.one-part", "A description without a file is refused.", form, Effect::Writes,
-             RefusesOnePart},
+             UploadRefusesOnePart},
             {"upload.no-part", "A form without parts is refused.", form, Effect::Writes,
-             RefusesNoPart},
+             UploadRefusesNoPart},
             {"upload.no-json", "A description that is no JSON is refused.", form, Effect::Writes,
-             RefusesNoJson},
+             UploadRefusesNoJson},
             {"upload.no-path", "A description without a path is refused.", form, Effect::Writes,
-             RefusesNoPath},
+             UploadRefusesNoPath},
             {"upload.empty-path", "An empty path is refused.", path, Effect::Writes,
-             RefusesEmptyPath},
+             UploadRefusesEmptyPath},
             {"upload.path-number", "A number for a path is refused.", path, Effect::Writes,
-             RefusesNumber},
+             UploadRefusesNumber},
             {"upload.outside", "A path outside of the user files is refused.", path, Effect::Writes,
-             RefusesOutside},
+             UploadRefusesOutside},
             {"upload.missing-folder", "A path in a missing folder is refused.", path,
-             Effect::Writes, RefusesMissingFolder},
+             Effect::Writes, UploadRefusesMissingFolder},
             {"upload.folder", "A folder as the target is refused.", path, Effect::Writes,
-             RefusesFolder},
+             UploadRefusesFolder},
             {"upload.refused-keeps", "A refused upload leaves the file that was there.", form,
              Effect::Writes, LeavesRefusedTarget},
             {"upload.no-size", "A description without a size is accepted.",

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "clienterror.h"
+#include "transfer.h"
 
 namespace {
 
@@ -138,7 +139,6 @@ void ApiCommand::AddArguments(CLI::App &parser)
 
 ExitStatus ApiCommand::Run(DeviceConnection &connection, const Output &output)
 {
-    constexpr int statusDone = 200;
     const bool isMethod = !method.empty() && std::all_of(method.begin(), method.end(), [](char c) {
         return c >= 'A' && c <= 'Z';
     });

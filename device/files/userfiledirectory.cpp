@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int FolderFlags = O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr int folderFlags = O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 struct CloseFolder
 {
@@ -106,7 +106,7 @@ bool UserFileDirectory::Remove(const QString &clientPath, QString *error) const
         *error = DescribeFailure("delete", location->path);
         return false;
     }
-    const FileDescriptor folder(openat(location->folder.Number(), ".", O_RDONLY | FolderFlags));
+    const FileDescriptor folder(openat(location->folder.Number(), ".", O_RDONLY | folderFlags));
     if (!folder.IsOpen() || fsync(folder.Number()) != 0) {
         *error = DescribeFailure("flush the folder of", location->path);
     }
@@ -148,7 +148,7 @@ FileDescriptor UserFileDirectory::OpenFolder(const QByteArrayList &names) const
         if (!folder.IsOpen()) {
             break;
         }
-        folder = FileDescriptor(openat(folder.Number(), name.constData(), O_PATH | FolderFlags));
+        folder = FileDescriptor(openat(folder.Number(), name.constData(), O_PATH | folderFlags));
     }
     return folder;
 }
@@ -178,7 +178,7 @@ void UserFileDirectory::ListFolder(const QByteArray &folder, QByteArrayList *fol
                                    QVector<UserFile> *files) const
 {
     const FileDescriptor place = OpenFolder(ResolvedNames(folder));
-    FileDescriptor readable(openat(place.Number(), ".", O_RDONLY | FolderFlags));
+    FileDescriptor readable(openat(place.Number(), ".", O_RDONLY | folderFlags));
     const FolderStream stream(readable.IsOpen() ? fdopendir(readable.Number()) : nullptr);
     if (!stream) {
         return;

@@ -8,7 +8,7 @@
 namespace {
 
 // A QByteArray cannot hold more than 2 GiB; no caller asks for anything near.
-constexpr qint64 LargestPiece = qint64(1024) * 1024 * 1024;
+constexpr qint64 largestPiece = qint64(1024) * 1024 * 1024;
 
 } // namespace
 
@@ -58,7 +58,7 @@ QByteArray FileManagerModel::ReadPiece(const OpenUserFile &open, bool *ok, qint6
                                        qint64 maxLength, bool *lastChunk)
 {
     const qint64 rest = std::max<qint64>(0, open.file.status.size - offset);
-    const qint64 wanted = std::min({rest, maxLength, LargestPiece});
+    const qint64 wanted = std::min({rest, maxLength, largestPiece});
     QByteArray piece = TakePlace(static_cast<int>(wanted));
     const qint64 count = open.descriptor.Read(piece.data(), wanted, offset);
     if (count < 0) {

@@ -8,8 +8,8 @@
 namespace {
 
 // An answer is parsed to find its type, which takes ten times the memory of a JSON file.
-constexpr qint64 LargestFileData = qint64(16) * 1024 * 1024;
-constexpr std::chrono::seconds SettlingTime(2);
+constexpr qint64 largestFileData = qint64(16) * 1024 * 1024;
+constexpr std::chrono::seconds settlingTime(2);
 
 const QString techIdKey = QStringLiteral("techId");
 
@@ -66,7 +66,7 @@ QByteArray SyncFilesModel::GetFileData(QString path, bool *found)
     if (!open) {
         return QByteArray();
     }
-    if (open->file.status.size > LargestFileData) {
+    if (open->file.status.size > largestFileData) {
         errorReporter.ReportError(
             QStringLiteral("%1 is larger than 16 MiB: read it in pieces").arg(open->file.path),
             "syncfilesmodel", __LINE__);
@@ -176,5 +176,5 @@ bool SyncFilesModel::IsSettled(const UserFile &file) const
     }
     const std::chrono::nanoseconds age = now - std::chrono::seconds(status.modifiedSeconds) -
                                          std::chrono::nanoseconds(status.modifiedNanoseconds);
-    return age >= SettlingTime || age <= -SettlingTime;
+    return age >= settlingTime || age <= -settlingTime;
 }

@@ -14,7 +14,7 @@
 
 namespace {
 
-using namespace multipart;
+using namespace Multipart;
 
 // A few pages between two that cannot be touched.
 class FencedPages

@@ -1,4 +1,4 @@
-#include "interruption.h"
+#include "checkinterruption.h"
 
 #include <csignal>
 
@@ -15,7 +15,7 @@ void Remember(int /*number*/)
 
 } // namespace
 
-Interruption::Interruption()
+CheckInterruption::CheckInterruption()
 {
     requested = 0;
     struct sigaction action = {};
@@ -26,21 +26,21 @@ Interruption::Interruption()
     }
 }
 
-Interruption::~Interruption()
+CheckInterruption::~CheckInterruption()
 {
     for (const int number : signalsToEnd) {
         std::signal(number, SIG_DFL);
     }
 }
 
-void Interruption::ThrowIfRequested()
+void CheckInterruption::ThrowIfRequested()
 {
     if (requested != 0) {
         throw Requested();
     }
 }
 
-void Interruption::Acknowledge()
+void CheckInterruption::Acknowledge()
 {
     requested = 0;
 }

@@ -1,5 +1,5 @@
-#ifndef INTERRUPTION_H
-#define INTERRUPTION_H
+#ifndef CHECKINTERRUPTION_H
+#define CHECKINTERRUPTION_H
 
 #include <exception>
 
@@ -7,17 +7,17 @@
  * Ctrl-C and its kin, while an object lives: the first one is remembered so that the check can put
  * the device back, the second one ends the program.
  */
-class Interruption
+class CheckInterruption
 {
 public:
     /** Leaves a check that was interrupted. */
     class Requested : public std::exception
     {};
 
-    Interruption();
-    ~Interruption();
-    Interruption(const Interruption &) = delete;
-    Interruption &operator=(const Interruption &) = delete;
+    CheckInterruption();
+    ~CheckInterruption();
+    CheckInterruption(const CheckInterruption &) = delete;
+    CheckInterruption &operator=(const CheckInterruption &) = delete;
 
     /** Throws `Requested` after the first signal, until `Acknowledge`. */
     static void ThrowIfRequested();
