@@ -131,7 +131,7 @@ bool ReadCount(const QString &text, Fault *fault)
 
 QString Usage(const Row &row)
 {
-    const QString name = QLatin1String(row.name);
+    QString name = QLatin1String(row.name);
     const QString value = QStringLiteral("=") + QLatin1String(row.unit);
     switch (row.takes) {
     case Takes::Nothing:
