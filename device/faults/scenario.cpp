@@ -77,7 +77,7 @@ QString ReadFile(const QStringList &words, ScenarioEvent *event)
 
 QString ReadAction(const QStringList &words, ScenarioEvent *event)
 {
-    const QString action = words.first();
+    const QString &action = words.first();
     const QString text = words.mid(1).join(QLatin1Char(' '));
     if (action == QLatin1String("fault")) {
         return ReadFault(text, event);
