@@ -44,8 +44,10 @@ JournalPane::JournalPane(Panel &shownPanel, QWidget *parent)
     , table(new QTableView)
     , request(new QPlainTextEdit)
 {
-    AddAction(tr("Copy as &curl"), QKeySequence(tr("Ctrl+Shift+C")), &JournalPane::CopyAsCurl);
-    AddAction(tr("C&lear the journal"), QKeySequence(tr("Ctrl+L")), &JournalPane::Clear);
+    AddAction(tr("Copy as &curl"), QKeySequence(QStringLiteral("Ctrl+Shift+C")),
+              &JournalPane::CopyAsCurl);
+    AddAction(tr("C&lear the journal"), QKeySequence(QStringLiteral("Ctrl+L")),
+              &JournalPane::Clear);
     auto *layout = new QVBoxLayout(this);
     layout->addLayout(MakeFilterLine());
     MakeTable();

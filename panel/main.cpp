@@ -1,8 +1,10 @@
 #include <QApplication>
+#include <QLocale>
 #include <csignal>
 #include <memory>
 
 #include "deviceprogram.h"
+#include "language.h"
 #include "panel.h"
 #include "paneldevice.h"
 #include "panelwindow.h"
@@ -52,6 +54,7 @@ int main(int argc, char **argv)
     }
     const std::unique_ptr<QApplication> application = MakeApplication(argc, argv);
     Theme::Use(false);
+    Language::Use(QLocale::system());
     PanelDevice device(program.Options(), stdout);
     // Where fonts and their settings are found.
     const QStringList readable = {QStringLiteral("/etc/fonts"),

@@ -61,8 +61,8 @@ QWidget *PanelWindow::MakeInstrument()
 void PanelWindow::MakeMenus(const JournalPane &journal)
 {
     QMenu *instrument = menuBar()->addMenu(tr("&Instrument"));
-    measure =
-        instrument->addAction(tr("&Measure"), &panel, &Panel::Measure, QKeySequence(tr("Ctrl+M")));
+    measure = instrument->addAction(tr("&Measure"), &panel, &Panel::Measure,
+                                    QKeySequence(QStringLiteral("Ctrl+M")));
     measure->setObjectName(QStringLiteral("measure"));
     const auto allow = [this] { measure->setEnabled(panel.CanMeasure()); };
     connect(&panel, &Panel::Changed, measure, allow);
@@ -72,18 +72,19 @@ void PanelWindow::MakeMenus(const JournalPane &journal)
     again->setCheckable(true);
     again->setChecked(panel.IsMeasuring());
     connect(again, &QAction::toggled, &panel, &Panel::SetMeasuring);
-    instrument->addAction(tr("&Quit"), this, &QWidget::close, QKeySequence(tr("Ctrl+Q")));
+    instrument->addAction(tr("&Quit"), this, &QWidget::close,
+                          QKeySequence(QStringLiteral("Ctrl+Q")));
     QMenu *requests = menuBar()->addMenu(tr("&Requests"));
     requests->addActions(journal.Actions());
     QMenu *view = menuBar()->addMenu(tr("&View"));
     QAction *dark = view->addAction(tr("&Dark"));
     dark->setObjectName(QStringLiteral("dark"));
     dark->setCheckable(true);
-    dark->setShortcut(QKeySequence(tr("Ctrl+D")));
+    dark->setShortcut(QKeySequence(QStringLiteral("Ctrl+D")));
     connect(dark, &QAction::toggled, this, &Theme::Use);
     QAction *full = view->addAction(tr("&Full screen"));
     full->setCheckable(true);
-    full->setShortcut(QKeySequence(tr("F11")));
+    full->setShortcut(QKeySequence(QStringLiteral("F11")));
     connect(full, &QAction::toggled, this, &PanelWindow::ShowFullScreen);
 }
 

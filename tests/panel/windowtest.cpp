@@ -5,14 +5,17 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QTableView>
 #include <gtest/gtest.h>
 
+#include "language.h"
 #include "runningpanel.h"
 
 namespace {
@@ -219,6 +222,29 @@ TEST_F(PanelWindowTest, EveryPageIsReachedAndLeftByTheKeyboard)
         EXPECT_FALSE(running.Table(name)->tabKeyNavigation()) << name;
         EXPECT_NE(running.Table(name)->focusPolicy() & Qt::TabFocus, 0) << name;
     }
+}
+
+TEST(PanelLanguageTest, EveryTextIsThereInGerman)
+{
+    QFile texts(QStringLiteral(PARLOWEN_GERMAN_TEXTS));
+    ASSERT_TRUE(texts.open(QIODevice::ReadOnly));
+    const QByteArray content = texts.readAll();
+    EXPECT_TRUE(content.contains("<translation>"));
+    EXPECT_FALSE(content.contains("unfinished"));
+}
+
+TEST(PanelLanguageTest, TheWindowSpeaksGermanWhereTheMachineDoes)
+{
+    Language::Use(QLocale(QLocale::German));
+    {
+        const RunningPanel running;
+        EXPECT_EQ(running.Find<QTabWidget>("pages")->tabText(1), QStringLiteral("Dat&eien"));
+        EXPECT_EQ(running.Find<QLabel>("technician")->text(), QStringLiteral("keiner"));
+        EXPECT_EQ(running.panel->journal.headerData(0, Qt::Horizontal).toString(),
+                  QStringLiteral("Zeit"));
+        EXPECT_LE(running.window->minimumSizeHint().width(), 1024);
+    }
+    Language::Use(QLocale::c());
 }
 
 TEST_F(PanelWindowTest, FitsTheDisplayOfAnInstrument)
