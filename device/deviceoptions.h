@@ -24,29 +24,29 @@ struct DeviceOptions
     };
 
     Action action = Action::Refuse;
+    int mode = 0;
     QString message;    ///< the help, the version, or one line that names the bad argument
     QString dataFolder; ///< empty for a temporary one; otherwise absolute and free of "." and "..";
                         ///< symbolic links are kept
-    int mode = 0;
-    bool storageAvailable = true;
     int workOrderLimit = 10000;
+    bool storageAvailable = true;
     bool requireSandbox = false;
-    Faults faults;
-    bool faultsMayCome = false; ///< the program itself sets some while it serves
-    QString faultFile;          ///< absolute, clean and not below `dataFolder`; empty for none
     bool verbose = false;
+    bool faultsMayCome = false; ///< the program itself sets some while it serves
+    Faults faults;
+    QString faultFile; ///< absolute, clean and not below `dataFolder`; empty for none
 
     QVector<ScenarioEvent> scenario;
     std::optional<std::chrono::milliseconds> activity; ///< between measurements; none: no activity
-    quint32 seed = 1;                                  ///< of what is measured
 
     QString listenAddress = QStringLiteral("127.0.0.1"); ///< IPv4
+    quint32 seed = 1;                                    ///< of what is measured
     quint16 port = 8081;                                 ///< 0: a free one
-    RestServerOptions::Serving serving = RestServerOptions::Serving::Prompt;
-    QList<QByteArray> allowedOrigins;
-    RequestReport::Lines requestLines = RequestReport::Lines::None;
-
     bool temporary = false;
+    RestServerOptions::Serving serving = RestServerOptions::Serving::Prompt;
+    RequestReport::Lines requestLines = RequestReport::Lines::None;
+    QList<QByteArray> allowedOrigins;
+
     QString goldenFolder; ///< absolute; the device begins as a copy of it, where one is named
     SampleContent::Extent content = SampleContent::Extent::Whole;
 

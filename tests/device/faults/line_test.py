@@ -14,7 +14,7 @@ import time
 import unittest
 from urllib.parse import quote
 
-from simulator import by_path, error, upload_body
+from simulator import by_path, upload_body
 from simulatortest import PROGRAM, SimulatorTest
 
 CLIENT = os.path.abspath(sys.argv.pop(1))
@@ -433,6 +433,16 @@ class Page(Line):
         described = re.sub(r"\s+", " ", text).partition("several times: ")[2].partition(". --")[0]
         names = [re.match("[a-z0-9-]+", item)[0] for item in described.split(", ")]
         self.assertEqual([name for name, _ in page_rows()], names)
+
+    def test_every_option_of_the_help_is_here_and_in_the_manual_page(self):
+        text = subprocess.run([PROGRAM, "--help"], capture_output=True, text=True, check=True).stdout
+        options = set(re.findall(r"^  (--[a-z-]+)", text, re.MULTILINE))
+        self.assertGreater(len(options), 15)
+        manual = os.path.join(os.path.dirname(PAGE), "man", "parlowen-device.1.in")
+        for page in (PAGE, manual):
+            with open(page, encoding="utf-8") as file:
+                written = set(re.findall(r"--[a-z-]+", file.read().replace("\\-", "-")))
+            self.assertEqual(options - written, set(), page)
 
     def test_each_row_quotes_what_is_seen(self):
         rows = page_rows()
