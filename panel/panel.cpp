@@ -6,9 +6,6 @@
 
 namespace {
 
-// Listing many files takes long: one part in so many of the loop's time goes to it at most.
-constexpr qint64 fileListingShare = 20;
-
 constexpr std::chrono::seconds measuringInterval(5);
 
 QDateTime TimeOf(const FileStatus &status)
@@ -22,11 +19,13 @@ Panel::Panel(PanelDevice &panelDevice)
     : faults(panelDevice.Faults())
     , device(panelDevice)
     , reader(panelDevice)
+    , lister(panelDevice.Models().userFiles.Path())
 {
     clock.start();
     device.Faults().KeepBites();
     device.Watch(this);
     WatchDisplay();
+    connect(&lister, &FileLister::Listed, this, &Panel::ShowFiles);
     connect(&refreshTimer, &QTimer::timeout, this, &Panel::Refresh);
     refreshTimer.start(refreshMilliseconds);
     Refresh();
@@ -59,7 +58,7 @@ void Panel::Refresh()
 {
     state = reader.Read();
     ShowWorkOrders();
-    ShowFiles();
+    lister.Ask();
     faults.Refresh();
     emit Changed();
 }
@@ -72,7 +71,6 @@ bool Panel::CanMeasure() const
 void Panel::Measure()
 {
     device.Measuring().Measure();
-    filesDue = 0;
     Refresh();
 }
 
@@ -101,21 +99,16 @@ void Panel::ShowWorkOrders()
     workOrders.Show(rows);
 }
 
-void Panel::ShowFiles()
+void Panel::ShowFiles(const QVector<UserFile> &userFiles)
 {
-    const qint64 begin = clock.elapsed();
-    if (begin < filesDue) {
-        return;
-    }
     const DeviceModels &models = device.Models();
     QVector<FileRow> rows;
-    for (const UserFile &file : models.userFiles.Files()) {
+    rows.reserve(userFiles.size());
+    for (const UserFile &file : userFiles) {
         rows.append({models.userFiles.RelativePath(file), file.status.size, TimeOf(file.status),
                      models.syncFiles.IsKnownConfirmed(file)});
     }
     files.Show(rows);
-    const qint64 end = clock.elapsed();
-    filesDue = end + (end - begin) * fileListingShare;
 }
 
 void Panel::RequestServed(const RequestRecord &record)

@@ -7,6 +7,7 @@
 
 #include "faultlistmodel.h"
 #include "faultmarks.h"
+#include "filelister.h"
 #include "filelistmodel.h"
 #include "instrumentstate.h"
 #include "journalmodel.h"
@@ -82,16 +83,16 @@ private:
     void TransferMoved(const TransferProgress &progress) override;
     void WatchDisplay();
     void ShowWorkOrders();
-    void ShowFiles();
+    void ShowFiles(const QVector<UserFile> &userFiles);
 
     PanelDevice &device;
     InstrumentReader reader;
     InstrumentState state;
     DisplayEvents display;
+    FileLister lister;
     FaultMarks marks;
     QTimer refreshTimer;
     QElapsedTimer clock;
-    qint64 filesDue = 0; // when the files are listed again
 };
 
 #endif

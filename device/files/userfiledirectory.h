@@ -43,7 +43,7 @@ struct OpenUserFile
  * is not listed and cannot be reached.
  *
  * The directory need not exist; it is looked up anew at each call and may itself be reached through
- * symbolic links. Nothing stays open between calls. Main thread only.
+ * symbolic links. Nothing stays open between calls. One thread at a time.
  */
 class UserFileDirectory
 {

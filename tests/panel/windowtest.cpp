@@ -166,9 +166,12 @@ TEST_F(PanelWindowTest, MeasuringMakesAResultOfTheActiveWorkOrder)
                   QStringLiteral(R"({"activeWorkOrderId": "WO-1002"})")});
     ASSERT_TRUE(running.Await([&] { return measure->isEnabled(); }));
     measure->trigger();
-    const QStringList results =
-        running.Column("files", FileListModel::Name).filter(QStringLiteral("results/WO-1002-"));
-    ASSERT_EQ(results.size(), 1);
+    const auto resultNames = [this] {
+        return running.Column("files", FileListModel::Name)
+            .filter(QStringLiteral("results/WO-1002-"));
+    };
+    ASSERT_TRUE(running.Await([&] { return resultNames().size() == 1; }));
+    const QStringList results = resultNames();
     const int row = running.Column("files", FileListModel::Name).indexOf(results.first());
     EXPECT_EQ(running.Column("files", FileListModel::State).at(row), QStringLiteral("pending"));
 }
