@@ -66,6 +66,10 @@ class Simulator:
         output, _ = self.process.communicate(timeout=60)
         return self.process.returncode, output, self.errors()
 
+    def printed(self, count):
+        """The next lines of its output, so many. A line of a request may follow its answer."""
+        return [self.process.stdout.readline() for _ in range(count)]
+
     def kill(self):
         if self.process and self.process.poll() is None:
             self.process.kill()

@@ -84,8 +84,10 @@ class Line(SimulatorTest):
         path = self.device.path("b")
         return run, os.path.exists(path) and self.read(path) == CONTENT
 
-    def journal(self):
-        return [json.loads(line) for line in self.device.stop()[1].splitlines()]
+    def journal(self, count):
+        lines = self.device.printed(count)
+        self.assertEqual(self.device.stop()[1], "")
+        return [json.loads(line) for line in lines]
 
 
 class Curl(Line):
@@ -309,14 +311,14 @@ class Journal(Line):
             while connection.recv(65536):
                 pass
             name = "%s:%d" % connection.getsockname()
-        self.assertEqual([line["client"] for line in self.journal()], [name])
+        self.assertEqual([line["client"] for line in self.journal(1)], [name])
 
     def test_what_the_line_answers_itself_is_there_with_its_reason(self):
         self.faults("busy*1", "http-500*1")
         self.curl()
         self.curl()
         lines = [(line["method"], line["uri"], line["status"], line["reason"])
-                 for line in self.journal()]
+                 for line in self.journal(2)]
         self.assertEqual(lines, [("GET", "/info", 408, "fault busy"),
                                  ("GET", "/info", 500, "fault http-500")])
         self.assertEqual(self.device.errors().count("\n"), 2)
@@ -327,7 +329,7 @@ class Journal(Line):
                       "corrupt-download", "late-answer=1"):
             self.faults(fault + "*1")
             self.download(path, "-m", "1")
-        lines = self.journal()
+        lines = self.journal(5)
         self.assertEqual([line["reason"] for line in lines],
                          [f"fault drop-after={HALF}", f"fault stall-after={HALF}",
                           "fault throttle=1000000000", "fault corrupt-download",
@@ -339,7 +341,7 @@ class Journal(Line):
     def test_a_request_that_no_fault_concerns_has_no_reason(self):
         self.faults("busy@/api")
         self.curl()
-        self.assertNotIn("reason", self.journal()[0])
+        self.assertNotIn("reason", self.journal(1)[0])
 
 
 class Transparent(Line):

@@ -308,21 +308,24 @@ class Mistakes(SimulatorTest):
 class Requests(SimulatorTest):
     arguments = ("--port", "0", "--log-requests=json")
 
-    def lines(self):
-        return [json.loads(line) for line in self.device.stop()[1].splitlines()]
+    def lines(self, count):
+        lines = self.device.printed(count)
+        self.assertEqual(self.device.stop()[1], "")
+        return [json.loads(line) for line in lines]
 
     def test_each_request_has_a_line(self):
         self.ask("GET", "/info")
         self.ask("POST", "/api/v1/techinfo", '{"techId":"A_1"}')
-        lines = self.lines()
+        lines = self.lines(2)
         self.assertEqual([(line["method"], line["uri"], line["status"]) for line in lines],
                          [("GET", "/info", 200), ("POST", "/api/v1/techinfo", 200)])
         self.assertEqual(lines[1]["received"], 16)
 
     def test_a_failed_request_names_its_reason_in_the_line_and_once_on_standard_error(self):
         self.ask("GET", "/api/workflow/v1/workorder/none")
-        _, output, errors = self.device.stop()
-        self.assertEqual(json.loads(output)["error"], "Job not found")
+        lines = self.lines(1)
+        errors = self.device.errors()
+        self.assertEqual(lines[0]["error"], "Job not found")
         self.assertEqual(errors.count("\n"), 1, errors)
         self.assertIn("Job not found", errors)
 
