@@ -15,8 +15,7 @@ from clienttest import (DEVICE_REFUSED, DONE, LOCAL_FAILURE, SIMULATOR, TRANSFER
 # Serves a folder in a network of its own and prints the answers to the requests that it is given.
 ASK = """
 import json, subprocess, sys, urllib.request
-simulator = subprocess.Popen([sys.argv[1], "--data", sys.argv[2]], stdout=subprocess.PIPE,
-                             stderr=subprocess.DEVNULL)
+simulator = subprocess.Popen(sys.argv[1:], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
 assert b"listening" in simulator.stdout.readline()
 answers = {}
 for path in json.load(sys.stdin):
@@ -59,11 +58,11 @@ class Snapshot(ClientTest):
                     reply.read().decode(errors="replace"), self.user_files)
         return answers
 
-    def answers_of_the_copy(self):
-        copy = self.local / "kept"
+    def answers_of_the_copy(self, copy, *options):
+        """Serves the folder `copy`, with these options besides."""
         completed = subprocess.run(
             ["unshare", "--net", "sh", "-c", 'ip link set lo up; exec "$@"', "sh", sys.executable,
-             "-c", ASK, SIMULATOR, str(copy)], cwd=self.local, capture_output=True, check=False,
+             "-c", ASK, SIMULATOR, "--data", str(copy), *map(str, options)], cwd=self.local, capture_output=True, check=False,
             input=json.dumps(self.paths(copy / "storage/userfiles")).encode())
         self.assertEqual(completed.returncode, 0, completed.stderr)
         answers = json.loads(completed.stdout)
@@ -75,18 +74,32 @@ class Snapshot(ClientTest):
     def relative(text, root):
         return text.replace(str(root), "ROOT").replace(urllib.parse.quote(str(root)), "ROOT")
 
-    def test_every_answer_is_alike_when_it_is_served_again(self):
+    def fill_and_take(self):
         self.here("orders.json", json.dumps([{"workOrderId": "Ü %?#", "tests": []},
                                              {"workOrderId": ".x", "a": [1, {"b": None}]}]).encode())
         self.expect(DONE, "workorders", "put", "orders.json")
         self.expect(DONE, "workorders", "active", ".x")
         self.expect(DONE, "files", "confirm", "a.txt")
         self.assertIn("3 files", self.take().out)
-        before, after = self.answers_of_the_device(), self.answers_of_the_copy()
+
+    def expect_alike(self, before, after):
         self.assertEqual(set(before), set(after))
         for path, answer in before.items():
             with self.subTest(path=path):
                 self.assertEqual(self.plain(after[path]), self.plain(answer))
+
+    def test_every_answer_is_alike_when_it_is_served_again(self):
+        self.fill_and_take()
+        self.expect_alike(self.answers_of_the_device(),
+                          self.answers_of_the_copy(self.local / "kept"))
+
+    def test_every_answer_is_alike_when_another_device_begins_with_it(self):
+        self.fill_and_take()
+        kept = self.tree("kept")
+        self.expect_alike(
+            self.answers_of_the_device(),
+            self.answers_of_the_copy(self.local / "other", "--from", self.local / "kept"))
+        self.assertEqual(self.tree("kept"), kept)
 
     @staticmethod
     def plain(answer):
