@@ -12,9 +12,9 @@
 
 namespace {
 
-constexpr char listing[] = "/api/filemgr/v2/userfiles";
-constexpr char content[] = "/api/filemgr/v2/userfiles";
-constexpr char metadata[] = "/api/syncfiles/v1/metadata";
+constexpr char listingRoute[] = "/api/filemgr/v2/userfiles";
+constexpr char contentRoute[] = "/api/filemgr/v2/userfiles";
+constexpr char metadataRoute[] = "/api/syncfiles/v1/metadata";
 constexpr char confirmation[] = "/api/syncfiles/v1/userfiles";
 constexpr char pendingFiles[] = "/api/syncfiles/v1/pendingfiles";
 constexpr char allPendingFiles[] = "/api/syncfiles/v1/pendingfiles/all";
@@ -72,7 +72,7 @@ UserFiles::UserFiles(DeviceConnection &deviceConnection)
 
 QVector<FileRecord> UserFiles::List()
 {
-    const QJsonValue files = connection.Get(listing).object().value("files");
+    const QJsonValue files = connection.Get(listingRoute).object().value("files");
     if (!files.isArray()) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no list of files"));
@@ -146,7 +146,8 @@ qint64 UserFiles::SizeOf(const QVector<QString> &chosen) const
 
 FileRecord UserFiles::Metadata(const QString &path)
 {
-    FileRecord record = FileRecord::FromMetadata(connection.Get(RouteTo(metadata, path)).object());
+    FileRecord record =
+        FileRecord::FromMetadata(connection.Get(RouteTo(metadataRoute, path)).object());
     // A request that was corrupted on its way asks for another file, and gets a good answer.
     if (DevicePaths::Cleaned(record.path) != DevicePaths::Cleaned(path)) {
         throw ClientError(ExitStatus::TransferCorrupt,
@@ -194,7 +195,7 @@ bool UserFiles::TryFetch(const FileRecord &expected, const QString &target, cons
     StagedFile staged(target, staging);
     // The device cannot send an empty file: its server makes an error page of it.
     if (expected.size > 0) {
-        connection.Download(RouteTo(content, expected.path), staged.Device(), expected.size,
+        connection.Download(RouteTo(contentRoute, expected.path), staged.Device(), expected.size,
                             progress);
     }
     if (!expected.Describes(staged.Device().Count(), staged.Device().Digest())) {
@@ -209,10 +210,10 @@ FileRecord UserFiles::Store(const QString &localFile, const QString &path, const
 {
     HashingFile source(localFile);
     OpenForReading(source);
-    RouteTo(metadata, path);
+    RouteTo(metadataRoute, path);
     const QJsonObject description{{"fileUri", path}, {"fileSize", source.size()}};
     try {
-        connection.Upload(listing, description, source, progress);
+        connection.Upload(listingRoute, description, source, progress);
     } catch (const Interrupted &stop) {
         const DeviceConnection::Hurry hurry(connection);
         throw Interrupted(stop.SignalNumber(), WhatIsThere(path, source.size()));
@@ -254,7 +255,7 @@ void UserFiles::Remove(const QString &path)
 {
     Metadata(path);
     try {
-        connection.DeleteForEmptyAnswer(RouteTo(content, path));
+        connection.DeleteForEmptyAnswer(RouteTo(contentRoute, path));
     } catch (const ClientError &) {
         // The answer may belong to a second sending of a request that was served the first time.
         if (Find(path)) {

@@ -121,7 +121,7 @@ void Expect::Prompt(const HttpAnswer &answer, int entries)
     }
 }
 
-QByteArray Sha256(const QByteArray &content)
+QByteArray DigestOf(const QByteArray &content)
 {
     return QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex();
 }

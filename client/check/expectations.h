@@ -40,7 +40,7 @@ void Prompt(const HttpAnswer &answer, int entries);
 
 } // namespace Expect
 
-QByteArray Sha256(const QByteArray &content);
+QByteArray DigestOf(const QByteArray &content);
 QByteArray CompactJson(const QJsonObject &object);
 QStringList Members(const QJsonArray &objects, const QString &name);
 

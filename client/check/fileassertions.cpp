@@ -72,7 +72,7 @@ void DigestsAreRight(CheckedDevice &device)
             NotTested("the metadata have no digest");
         }
         if (size > 0 && size <= static_cast<double>(largestFetched)) {
-            Require(QString(Sha256(FileChecks::Download(device, path).body)) == digest,
+            Require(QString(DigestOf(FileChecks::Download(device, path).body)) == digest,
                     path + ": the digest is not that of the content");
         }
     }

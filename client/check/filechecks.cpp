@@ -52,7 +52,7 @@ void FileChecks::RequireContent(CheckedDevice &device, const QString &path,
     const QJsonObject metadata = Metadata(device, path);
     Require(metadata.value("size") == content.size(), "the metadata tell another size");
     Require(!metadata.contains("sha256") ||
-                metadata.value("sha256").toString() == QString(Sha256(content)),
+                metadata.value("sha256").toString() == QString(DigestOf(content)),
             "the metadata tell another digest");
     Expect::Content(Download(device, path), content);
     Expect::Content(Whole(device, path), content);

@@ -7,7 +7,7 @@
 namespace {
 
 // So often is looked whether the user wants to stop.
-constexpr int sliceMs = 100;
+constexpr int readSliceMs = 100;
 constexpr int usualPort = 8081;
 
 int StatusOf(const QByteArray &head)
@@ -69,7 +69,7 @@ void HttpExchange::Send(const QByteArray &bytes)
     while (socket.bytesToWrite() > 0 && socket.state() == QAbstractSocket::ConnectedState &&
            !silence.hasExpired(target.timeoutMs)) {
         CheckInterruption::ThrowIfRequested();
-        if (socket.waitForBytesWritten(sliceMs)) {
+        if (socket.waitForBytesWritten(readSliceMs)) {
             silence.restart();
         }
     }
@@ -106,7 +106,7 @@ bool HttpExchange::AwaitMore()
     silence.start();
     while (!silence.hasExpired(target.timeoutMs)) {
         CheckInterruption::ThrowIfRequested();
-        if (socket.bytesAvailable() > 0 || socket.waitForReadyRead(sliceMs)) {
+        if (socket.bytesAvailable() > 0 || socket.waitForReadyRead(readSliceMs)) {
             received += socket.readAll();
             return true;
         }

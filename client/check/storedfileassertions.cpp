@@ -21,7 +21,7 @@ void TellsSizeAndDigest(CheckedDevice &device, int size)
     if (!metadata.contains("sha256")) {
         Warn("the metadata have no digest");
     }
-    Require(metadata.value("sha256").toString() == QString(Sha256(Bytes(size))),
+    Require(metadata.value("sha256").toString() == QString(DigestOf(Bytes(size))),
             "the metadata tell another digest");
 }
 
