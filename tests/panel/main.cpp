@@ -22,7 +22,9 @@ std::unique_ptr<QApplication> MakeApplication(int &argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
     const std::unique_ptr<QApplication> application = MakeApplication(argc, argv);
     QLocale::setDefault(QLocale::c());
     testing::InitGoogleTest(&argc, argv);

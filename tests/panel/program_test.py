@@ -1,4 +1,7 @@
-"""The front panel as a process: program_test.py PROGRAM [XVFB]. With XVFB it has a display."""
+"""The front panel as a process: program_test.py PROGRAM WINDOW_TESTS [XVFB].
+
+With XVFB it has a display, and so have the tests of the window, which otherwise nobody sees.
+"""
 import os
 import signal
 import subprocess
@@ -8,7 +11,8 @@ import unittest
 from simulator import Simulator
 
 PROGRAM = sys.argv[1]
-XVFB = sys.argv[2] if len(sys.argv) > 2 and os.path.exists(sys.argv[2]) else None
+WINDOW_TESTS = sys.argv[2]
+XVFB = sys.argv[3] if len(sys.argv) > 3 and os.path.exists(sys.argv[3]) else None
 ENVIRONMENT = dict(os.environ)
 
 
@@ -58,6 +62,11 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual(result.returncode, 0, result.stderr)
         for option in ("--data", "--port", "--mode", "--fault", "--serving", "--temporary"):
             self.assertIn(option, result.stdout)
+
+    def test_the_window_shows_on_a_display_what_a_client_does(self):
+        result = subprocess.run([WINDOW_TESTS], env=ENVIRONMENT, capture_output=True, text=True,
+                                timeout=300, check=False)
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
 
     def test_an_unknown_option_is_refused_with_status_2(self):
         result = run("--colour")
