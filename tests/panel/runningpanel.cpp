@@ -62,8 +62,10 @@ QByteArray RunningPanel::Upload(const QString &name, qint64 size)
         QJsonDocument(QJsonObject{{QStringLiteral("fileUri"), UserFile(name)},
                                   {QStringLiteral("fileSize"), size}})
             .toJson(QJsonDocument::Compact);
+    // A transfer is told of four times a second: a large one lasts longer than that.
     return Curl(QStringLiteral("/api/filemgr/v2/userfiles"),
-                {QStringLiteral("--form-string"), QLatin1String("metadata=") + metadata,
+                {QStringLiteral("--limit-rate"), QStringLiteral("100M"),
+                 QStringLiteral("--form-string"), QLatin1String("metadata=") + metadata,
                  QStringLiteral("--form"), QLatin1String("file=@") + content.fileName()});
 }
 
