@@ -40,8 +40,16 @@ void ObservedClassicServing::StartFailed()
 
 void ObservedClassicServing::Stop(mg_context *context)
 {
-    Abandon(context);
+    ClassicServing::Stop(context);
+    calls->Stop();
     processor->Rewire(applicationModel);
+}
+
+void ObservedClassicServing::LeaveHost()
+{
+    if (observation) {
+        observation->TellRest();
+    }
 }
 
 void ObservedClassicServing::Abandon(mg_context *context)

@@ -26,6 +26,7 @@ public:
     RouteHandler Handler(RestServerRequestUri uri, RouteHandler classic) override;
     void StartFailed() override;
     void Stop(mg_context *context) override;
+    void LeaveHost() override;
     void Abandon(mg_context *context) override;
 
 private:

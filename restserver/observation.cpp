@@ -3,6 +3,7 @@
 #include <QDebug>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QScopedValueRollback>
 #include <atomic>
 #include <civetweb.h>
 
@@ -73,6 +74,7 @@ void Observation::Deliver()
     if (missing > 0) {
         qWarning("%lld requests were served that the observer was not told of", missing);
     }
+    const QScopedValueRollback<bool> inObserver(telling, true);
     for (const Note &note : delivered) {
         if (observer == nullptr) {
             return; // it stopped the server
@@ -83,6 +85,15 @@ void Observation::Deliver()
             observer->RequestServed(note.record);
         }
     }
+}
+
+// A client that has its answer may end the server before the thread that answered made its note.
+void Observation::TellRest()
+{
+    if (!telling) {
+        Deliver();
+    }
+    Stop();
 }
 
 void Observation::Stop()

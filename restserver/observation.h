@@ -25,6 +25,12 @@ public:
     void Served(const RequestRecord &record);
     void Moved(const TransferProgress &progress);
 
+    /**
+     * Tells what was noted until now, unless the observer is being told something at the moment,
+     * and stops. For when nobody notes any more. On the thread of the model.
+     */
+    void TellRest();
+
     /** The observer is not called again. On the thread of the model. */
     void Stop();
 
@@ -40,6 +46,7 @@ private:
     void Deliver();
 
     IRequestObserver *observer; // thread of the model; null once stopped
+    bool telling = false;       // thread of the model
     std::shared_ptr<ModelCalls> calls;
     std::mutex mutex;
     std::deque<Note> notes;  // guarded by mutex

@@ -82,11 +82,14 @@ void PromptServing::Begin(const QVector<ProcessSocket> &listeningSockets)
 
 void PromptServing::Stop(mg_context *context)
 {
-    Abandon(context);
+    EndThreads(context);
 }
 
 void PromptServing::LeaveHost()
 {
+    if (services.observation) {
+        services.observation->TellRest();
+    }
     services.host->Storage().EndAll();
 }
 
@@ -101,14 +104,19 @@ int PromptServing::KeepMessage(const mg_connection *conn, const char *message)
     return RestServerModel::LogMessage(conn, message);
 }
 
-// Whoever waits is woken up first; then no thread of the embedded server has anything to wait for.
 void PromptServing::Abandon(mg_context *context)
 {
-    services.calls->Stop();
-    services.memory->Stop();
+    EndThreads(context);
     if (services.observation) {
         services.observation->Stop();
     }
+}
+
+// Whoever waits is woken up first; then no thread of the embedded server has anything to wait for.
+void PromptServing::EndThreads(mg_context *context)
+{
+    services.calls->Stop();
+    services.memory->Stop();
     watch.ShutDownAll();
     mg_stop(context);
     watch.End();

@@ -39,6 +39,8 @@ private:
 
     static constexpr size_t routeCount = static_cast<size_t>(RestServerRequestUri::Test) + 1;
 
+    void EndThreads(mg_context *context);
+
     static int Serve(mg_connection *conn, void *data);
     static int KeepMessage(const mg_connection *conn, const char *message);
     static int ConnectionBegins(const mg_connection *conn, void **data);

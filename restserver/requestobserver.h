@@ -34,8 +34,9 @@ struct TransferProgress
 };
 
 /**
- * Is told what the server does. All calls come on the thread of the model, between two turns of its
- * event loop, and never after `RestServerModel::Stop`. It may call `Stop`.
+ * Is told what the server does. All calls come on the thread of the model, in turns of its event loop
+ * and, for what was served last, in `RestServerModel::Stop`; never after that. It may call `Stop`, and
+ * is then told nothing more.
  */
 class IRequestObserver
 {

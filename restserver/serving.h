@@ -52,8 +52,8 @@ public:
     virtual void Stop(mg_context *context) = 0;
 
     /**
-     * The last of a stop, when the model has stopped: ends what the host still counts on. The host
-     * may start the model again, or destroy it.
+     * The last of a stop, when the model has stopped: ends what the host still counts on, and tells
+     * the observer what was served last. The host may start the model again, or destroy it.
      */
     virtual void LeaveHost() {}
 

@@ -130,6 +130,29 @@ TEST_F(ObservationTest, NothingIsToldAfterStop)
     EXPECT_EQ(observer.served, 0);
 }
 
+TEST_F(ObservationTest, WhatWasServedLastIsToldBeforeItStops)
+{
+    Serve("/info");
+    observation->TellRest();
+    EXPECT_EQ(observer.lastUri, "/info");
+}
+
+TEST_F(ObservationTest, NothingIsToldAfterTheRest)
+{
+    observation->TellRest();
+    Serve("/info");
+    QCoreApplication::sendPostedEvents();
+    EXPECT_EQ(observer.served, 0);
+}
+
+TEST_F(ObservationTest, AnObserverThatIsBeingToldIsNotToldTheRestMeanwhile)
+{
+    observer.whenServed = [this] { observation->TellRest(); };
+    Serve("/info");
+    QCoreApplication::sendPostedEvents();
+    EXPECT_EQ(observer.served, 1);
+}
+
 TEST_F(ObservationTest, AnObserverThatStopsIsToldNoMore)
 {
     observer.whenServed = [this] { observation->Stop(); };

@@ -241,6 +241,14 @@ TEST_F(ObserverTest, MayStopTheServer)
     EXPECT_FALSE(server.Running());
 }
 
+TEST_F(ObserverTest, IsToldInStopOfWhatWasServedLast)
+{
+    Ask(Request("GET", pending));
+    server.Stop();
+    ASSERT_EQ(observer.records.size(), 1u);
+    EXPECT_EQ(observer.records.front().uri, pending.c_str());
+}
+
 TEST_F(ObserverTest, IsNotToldOfAnythingAfterStop)
 {
     Ask(Request("GET", pending));
