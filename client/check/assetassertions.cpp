@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "assertions.h"
 #include "checkeddevice.h"
 #include "deviceconnection.h"
@@ -108,6 +110,32 @@ void HasDigest(CheckedDevice &device)
     });
 }
 
+qint64 MillisecondsOfMetadata(CheckedDevice &device, const QString &path)
+{
+    const HttpAnswer answer = device.Get(DeviceConnection::Route(Routes::metadata, path));
+    Expect::Object(answer);
+    return answer.milliseconds;
+}
+
+// Summing up a file of some gigabytes takes longer than a client is kept waiting.
+void KeepsDigest(CheckedDevice &device)
+{
+    constexpr int size = 10'000'000;
+    constexpr int attempts = 5;
+    constexpr qint64 notable = 20;
+    const QString path = FileChecks::Store(device, "digest-kept", Bytes(size));
+    const qint64 first = MillisecondsOfMetadata(device, path);
+    qint64 later = first;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        later = std::min(later, MillisecondsOfMetadata(device, path));
+    }
+    if (first >= notable && later > first / 2) {
+        Warn(QString("the metadata of 10 MB take %1 ms each time: those of a large file come too "
+                     "late, unless its digest is kept")
+                 .arg(later));
+    }
+}
+
 void VersionsAgree(CheckedDevice &device)
 {
     ForSomeFiles(device, [&device](const QJsonObject &file, const QJsonObject &metadata) {
@@ -198,6 +226,9 @@ AssertionGroup Assertions::OfAssetModel()
              With(AgreesWithListing, "modifiedTime")},
             {"asset.metadata.digest", "Metadata tell the SHA-256 of the content.", metadata,
              Effect::Reads, HasDigest},
+            {"asset.metadata.digest-kept",
+             "The digest of a file is not summed up anew for each request.", metadata,
+             Effect::Writes, KeepsDigest},
             {"asset.metadata.encoded-slash", "A slash in a path may be percent-encoded.", metadata,
              Effect::Reads, TakesEncodedSlash},
             {"asset.metadata.query", "A query is not part of the path.", metadata, Effect::Reads,

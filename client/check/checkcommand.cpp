@@ -1,6 +1,7 @@
 #include "checkcommand.h"
 
 #include <CLI/CLI.hpp>
+#include <QHash>
 #include <QJsonDocument>
 #include <QSaveFile>
 
@@ -34,10 +35,35 @@ void PrintFinding(const Output &output, const AssertionResult &one)
     }
 }
 
-// What was not tested for want of an option needs no line for each.
-bool IsWorthALine(const AssertionResult &one)
+void PrintUntested(const Output &output, const QVector<AssertionResult> &ofOneReason)
 {
-    return one.verdict != Verdict::Pass && !one.text.contains(": needs --");
+    if (ofOneReason.size() == 1) {
+        PrintFinding(output, ofOneReason.first());
+        return;
+    }
+    output.Line(QString("%1  %2 assertions, such as %3")
+                    .arg(CheckReport::Name(Verdict::NotTested), -10)
+                    .arg(ofOneReason.size())
+                    .arg(ofOneReason.first().id));
+    output.Line("            " + ofOneReason.first().text);
+}
+
+void PrintFindings(const Output &output, const QVector<AssertionResult> &results)
+{
+    QStringList reasons;
+    QHash<QString, QVector<AssertionResult>> untested;
+    for (const AssertionResult &one : results) {
+        if (one.verdict == Verdict::NotTested) {
+            reasons.append(one.text);
+            untested[one.text].append(one);
+        } else if (one.verdict != Verdict::Pass) {
+            PrintFinding(output, one);
+        }
+    }
+    reasons.removeDuplicates();
+    for (const QString &reason : qAsConst(reasons)) {
+        PrintUntested(output, untested.value(reason));
+    }
 }
 
 } // namespace
@@ -92,11 +118,7 @@ QVector<QRegularExpression> CheckCommand::Only() const
 
 void CheckCommand::PrintResult(const Output &output, const CheckResult &result) const
 {
-    for (const AssertionResult &one : CheckReport::WorstFirst(result)) {
-        if (IsWorthALine(one)) {
-            PrintFinding(output, one);
-        }
-    }
+    PrintFindings(output, CheckReport::WorstFirst(result));
     for (const QString &what : result.leftBehind) {
         output.Line("left on the device: " + what);
     }

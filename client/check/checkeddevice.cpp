@@ -239,8 +239,8 @@ void CheckedDevice::RequireStorage() const
 QString CheckedDevice::Folder() const
 {
     if (folder.isEmpty()) {
-        NotTested("the device lists no file, so nothing tells where its user files lie: give "
-                  "--folder");
+        NotTested("the device lists no file, so nothing tells where its user files lie: put one "
+                  "there first, or give --folder");
     }
     return folder;
 }
@@ -255,7 +255,7 @@ QString CheckedDevice::NewFile(const QString &name)
 QVector<QJsonObject> CheckedDevice::SomeFiles(int most) const
 {
     if (before.files.isEmpty()) {
-        NotTested("the device lists no file");
+        NotTested("the device lists no file: put one there first");
     }
     return Spread<QJsonObject>(before.files, most);
 }
@@ -263,7 +263,7 @@ QVector<QJsonObject> CheckedDevice::SomeFiles(int most) const
 QStringList CheckedDevice::SomeWorkOrders(int most) const
 {
     if (before.workOrders.isEmpty()) {
-        NotTested("the device has no work orders");
+        NotTested("the device has no work orders: store one first");
     }
     QStringList ids;
     for (const QJsonObject &workOrder : Spread<QJsonObject>(before.workOrders, most)) {

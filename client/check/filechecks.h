@@ -37,7 +37,7 @@ void RequireGone(CheckedDevice &device, const QString &path);
 /** No record is later than the clock of the device when it answered. */
 void RequireNotLater(const HttpAnswer &answer, const QJsonArray &records);
 
-/** Records sorted by path, each once. */
+/** Each record once; warns unless they are sorted by path. */
 void RequireSorted(const QJsonArray &records);
 
 bool Has(const QJsonArray &records, const QString &path);

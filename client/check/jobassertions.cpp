@@ -106,7 +106,7 @@ void RequireActive(CheckedDevice &device)
 {
     if (device.Before().active.isEmpty()) {
         NotTested("no work order is active, and the interface could not restore that: make one "
-                  "active first");
+                  "active first, with \"parlowenctl workorders active ID\"");
     }
 }
 

@@ -8,7 +8,7 @@ namespace {
 void IsAvailable(CheckedDevice &device)
 {
     if (device.Before().files.isEmpty() && !device.StorageIsAway()) {
-        NotTested("the device lists no file");
+        NotTested("the device lists no file: put one there first");
     }
     Require(!device.StorageIsAway(),
             "no file can be moved: the guarded storage is away, or the listing names other paths "
@@ -41,7 +41,7 @@ void AreNoEmptyObjects(CheckedDevice &device)
 {
     const QJsonArray templates = Templates(device);
     if (templates.isEmpty()) {
-        NotTested("the device has no templates");
+        NotTested("the device has no templates: put one there first");
     }
     for (const QJsonValue &entry : templates) {
         if (entry.toObject().isEmpty()) {

@@ -35,7 +35,8 @@ void Accepts(CheckedDevice &device, const QString &name)
 void Shows(CheckedDevice &device)
 {
     if (!Technician(device).isString()) {
-        NotTested("the device does not tell its technician in \"assetInfo\".\"techId\"");
+        NotTested("the device does not tell its technician in \"assetInfo\".\"techId\", and "
+                  "need not");
     }
     device.Post(Routes::technician, CompactJson({{"techId", "parlowen_check_2"}}));
     const QJsonValue shown = Technician(device);

@@ -128,7 +128,8 @@ void StaysInFolder(CheckedDevice &device, const QString &way)
         return;
     }
     device.LeavesBehind(path);
-    Warn("an upload is written outside of the folder of the user files: confine the uploads");
+    Warn("an upload is written outside of the folder of the user files: confine the threads that "
+         "write them, or the process");
 }
 
 void StaysBelowDots(CheckedDevice &device)

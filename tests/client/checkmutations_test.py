@@ -2,7 +2,7 @@
 
 import unittest
 
-from checksupport import CheckedDevice, check, failures
+from checksupport import CheckedDevice, check, failures, verdict
 from mutationproxy import Mutation, MutationProxy
 from mutations import all_mutations
 
@@ -17,15 +17,14 @@ class WrongDevices(unittest.TestCase):
     def tearDownClass(cls):
         cls.device.__exit__()
 
-    def failures(self, mutation, *options):
+    def report(self, mutation, *options):
         with MutationProxy(mutation) as proxy:
             status, report = check("--write", "--host", proxy.host, *options)
-        found = failures(report)
-        self.assertEqual(status, 1 if found else 0)
-        return found
+        self.assertEqual(status, 1 if failures(report) else 0)
+        return report
 
     def test_right_device_passes_through_the_proxy(self):
-        self.assertEqual(self.failures(Mutation()), {})
+        self.assertEqual(failures(self.report(Mutation())), {})
 
     def test_wrong_devices_are_noticed(self):
         for kind in all_mutations():
@@ -33,7 +32,8 @@ class WrongDevices(unittest.TestCase):
                 # Those that only the description shows need the answers to the others.
                 only = (kind.noticed_by, "asset.metadata.v2", "asset.metadata.path")
                 options = [word for name in only for word in ("--only", name)]
-                self.assertIn(kind.noticed_by, self.failures(kind(), *options), kind.__doc__)
+                self.assertEqual(verdict(self.report(kind(), *options), kind.noticed_by),
+                                 kind.noticed_as, kind.__doc__)
 
     def test_there_are_many_ways_to_be_wrong(self):
         self.assertGreaterEqual(len(all_mutations()), 40)

@@ -77,6 +77,8 @@ class Answer:
 class Mutation:
     """A right device; what inherits changes one thing."""
 
+    noticed_as = "FAIL"
+
     def before(self, request):
         """May change the request, or return an answer in the device's place."""
         return None

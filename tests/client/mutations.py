@@ -203,6 +203,7 @@ class ListingIsNotSorted(ChangesListing):
     """The listing is in reverse order."""
 
     noticed_by = "files.sorted"
+    noticed_as = "WARN"
 
     def change_files(self, files):
         return files[::-1]
