@@ -8,11 +8,12 @@
  * `RestServerModel`, hands its model to `RestServerModel::Construct` and then calls `Start`. From
  * there on the library calls these interfaces to answer HTTP requests.
  *
- * Threads: every operation that the application implements is called on its Qt main thread, from
- * the event loop, one call at a time. Implementations need no locks for the library's sake. While
- * an operation runs, the client waits, for 10 s at most; then it is told of an internal time-out.
- * Served classically, the late answer goes to the next client; served promptly, it is dropped. The
- * pieces of a transfer have 10 s each.
+ * Threads: every operation that the application implements is called on the thread that made the
+ * server and called `Start`, most often the Qt main thread, and "main thread" stands for it here.
+ * It is called from the event loop, one call at a time; implementations need no locks for the
+ * library's sake. While an operation runs, the client waits, for 10 s at most; then it is told of
+ * an internal time-out. Served classically, the late answer goes to the next client; served
+ * promptly, it is dropped. The pieces of a transfer have 10 s each.
  *
  * Ownership: the application owns the objects behind these interfaces and the library deletes none
  * of them; the pointers that the accessors return must not be null and must stay valid
@@ -281,7 +282,7 @@ public:
     /**
      * The files that a client is to fetch now: those that nobody has confirmed as they are, without
      * those that may still be written to, as an upload that is on its way. Each element is
-     * {"path", "size", "modifiedTime"}.
+     * {"path", "size", "modifiedTime"}; sorted by path.
      */
     virtual QJsonArray GetPendingFiles() = 0;
 
@@ -313,7 +314,9 @@ class IFileManagerModel
 public:
     /**
      * The listing: {"files": [{"path", "size", "modifiedTime"}]}, with the files of all folders
-     * below the user-files directory.
+     * below the user-files directory, each once and sorted by path. Leave hidden files out, here
+     * and among the pending ones: on a file system that cannot hold files without a name, as FAT,
+     * an upload that is on its way is one, ".parlowen-upload-...".
      */
     virtual QJsonObject GetUserFiles() = 0;
 
@@ -347,10 +350,17 @@ public:
      * The metadata of a file: {"path", "size", "modifiedTime", "sha256"}, the digest in lower-case
      * hexadecimal, by which clients verify what they moved. Must set `*found` on every call; the
      * result counts only when that is true. `fileName` is the path that the client sent, unchecked.
+     * Keep each digest with the size and time of its file: to sum up 3 GB takes more than the 10 s
+     * of an operation, in which nobody else is served. Where that happens, answer without "sha256"
+     * and sum up outside, until the digest is known.
      */
     virtual QJsonObject GetFileMetadata(QString fileName, bool *found) = 0;
 
-    /** The description of the device, sent as it is. */
+    /**
+     * The description of the device, sent as it is. All members are the application's choice.
+     * Clients show "model", "serialNumber" and "firmwareVersion", texts; with "techId", the
+     * technician, they can tell who was set.
+     */
     virtual QJsonObject GetAssetInfo() = 0;
 
 protected:

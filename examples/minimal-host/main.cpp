@@ -173,7 +173,7 @@ public:
     }
     QJsonObject GetAssetInfo() override
     {
-        return {{"name", "minimal host"}, {"serialNumber", "MH-1"}, {"techId", technician}};
+        return {{"model", "minimal host"}, {"serialNumber", "MH-1"}, {"techId", technician}};
     }
 
 private:

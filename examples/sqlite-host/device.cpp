@@ -186,7 +186,7 @@ QJsonObject Device::GetFileMetadata(QString fileName, bool *found)
 
 QJsonObject Device::GetAssetInfo()
 {
-    return {{"name", "SQLite host"},
+    return {{"model", "SQLite host"},
             {"serialNumber", "SQ-1"},
             {"techId", database.Setting(technicianSetting)}};
 }

@@ -55,7 +55,7 @@ check_minimal_host() {
 
     information=$(ask http://127.0.0.1:8081/info)
     case $information in
-    *'"name": "minimal host"'*) ;;
+    *'"model": "minimal host"'*) ;;
     *) fail "/info answered $information" ;;
     esac
 
