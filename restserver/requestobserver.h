@@ -34,9 +34,9 @@ struct TransferProgress
 };
 
 /**
- * Is told what the server does. All calls come on the thread of the model, in turns of its event loop
- * and, for what was served last, in `RestServerModel::Stop`; never after that. It may call `Stop`, and
- * is then told nothing more.
+ * Is told what the server does. All calls come on the thread of the model, in turns of its event
+ * loop and, for what was served last, in `RestServerModel::Stop`; never after that. It may call
+ * `Stop`, and is then told nothing more.
  */
 class IRequestObserver
 {
