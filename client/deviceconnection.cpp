@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr int statusBusy = 408;
 constexpr int statusFailed = 500;
 
 // The first part of an error page, on one line and without its mark-up.

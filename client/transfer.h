@@ -9,8 +9,9 @@
 class QIODevice;
 class QNetworkReply;
 
-/** What a device answers that has done what it was asked. */
+/** What a device answers: it has done what it was asked, or another request keeps it busy. */
 constexpr int statusDone = 200;
+constexpr int statusBusy = 408;
 
 /** One request on its way and the answer to it. */
 class Transfer

@@ -10,7 +10,7 @@ namespace {
 // Set before any other thread exists and only read after that.
 Verbosity wanted = Verbosity::Normal;
 
-const char *NameOf(QtMsgType type)
+const char *NameOfType(QtMsgType type)
 {
     switch (type) {
     case QtDebugMsg:
@@ -39,6 +39,6 @@ void DeviceLog::Print(QtMsgType type, const QMessageLogContext &context, const Q
 {
     Q_UNUSED(context)
     if (type != QtDebugMsg || wanted == Verbosity::Debug) {
-        PrintLogLine(stderr, NameOf(type), message);
+        PrintLogLine(stderr, NameOfType(type), message);
     }
 }

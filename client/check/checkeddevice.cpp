@@ -13,9 +13,7 @@
 
 namespace {
 
-constexpr int statusBusy = 408;
-
-QString Excerpt(const QByteArray &bytes)
+QString ShortBody(const QByteArray &bytes)
 {
     constexpr int longest = 600;
     QString text = QString::fromUtf8(bytes.left(longest));
@@ -137,7 +135,7 @@ void CheckedDevice::Log(const HttpRequest &request, const HttpAnswer &answer)
     LoggedExchange exchange;
     exchange.sent = QString("%1 %2").arg(request.method, request.route);
     if (!request.body.isEmpty()) {
-        exchange.sent += "\n\n" + Excerpt(request.body);
+        exchange.sent += "\n\n" + ShortBody(request.body);
     }
     exchange.came = answer.problem.isEmpty() ? QString() : answer.problem + "\n";
     exchange.came += QString("status %1, %2, %3 ms")
@@ -145,7 +143,7 @@ void CheckedDevice::Log(const HttpRequest &request, const HttpAnswer &answer)
                          .arg(QString(answer.Header("content-type")))
                          .arg(answer.milliseconds);
     if (!answer.body.isEmpty()) {
-        exchange.came += "\n\n" + Excerpt(answer.body);
+        exchange.came += "\n\n" + ShortBody(answer.body);
     }
     exchanges.append(exchange);
     if (exchanges.size() > longest) {

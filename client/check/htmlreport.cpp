@@ -4,7 +4,7 @@
 
 namespace {
 
-QString Escaped(const QString &text)
+QString InHtml(const QString &text)
 {
     return text.toHtmlEscaped();
 }
@@ -29,7 +29,7 @@ QString Badge(Verdict verdict)
 
 QString Row(const QString &name, const QString &value)
 {
-    return QString("<tr><th>%1</th><td>%2</td></tr>\n").arg(Escaped(name), Escaped(value));
+    return QString("<tr><th>%1</th><td>%2</td></tr>\n").arg(InHtml(name), InHtml(value));
 }
 
 QString AssetText(const CheckResult &result, const QString &member)
@@ -88,15 +88,15 @@ QString Counts(const CheckResult &result)
 QString Exchange(const LoggedExchange &exchange)
 {
     return QString("<div class=\"exchange\"><pre>%1</pre><pre>%2</pre></div>\n")
-        .arg(Escaped(exchange.sent), Escaped(exchange.came));
+        .arg(InHtml(exchange.sent), InHtml(exchange.came));
 }
 
 QString Result(const AssertionResult &one)
 {
     QString text = QString("<article class=\"%1\">\n<h3>%2 %3</h3>\n<p class=\"why\">%4</p>\n"
                            "<p class=\"where\"><code>%5</code> · %6</p>\n")
-                       .arg(ClassOf(one.verdict), Badge(one.verdict), Escaped(one.sentence),
-                            Escaped(one.text), Escaped(one.id), Escaped(one.reference));
+                       .arg(ClassOf(one.verdict), Badge(one.verdict), InHtml(one.sentence),
+                            InHtml(one.text), InHtml(one.id), InHtml(one.reference));
     if (!one.exchanges.isEmpty()) {
         text += "<p class=\"columns\"><span>Sent</span><span>Came</span></p>\n";
     }
@@ -119,7 +119,7 @@ QString LeftBehind(const CheckResult &result)
 {
     QString items;
     for (const QString &what : result.leftBehind) {
-        items += "<li>" + Escaped(what) + "</li>\n";
+        items += "<li>" + InHtml(what) + "</li>\n";
     }
     return items.isEmpty() ? QString() : "<h2>Left on the device</h2>\n<ul>\n" + items + "</ul>\n";
 }
@@ -131,13 +131,13 @@ QString TableRow(const AssertionResult &one)
         evidence += Exchange(exchange);
     }
     const QString sentence = evidence.isEmpty()
-                                 ? Escaped(one.sentence)
+                                 ? InHtml(one.sentence)
                                  : QString("<details><summary>%1</summary>%2</details>")
-                                       .arg(Escaped(one.sentence), evidence);
+                                       .arg(InHtml(one.sentence), evidence);
     const QString remark =
-        one.text.isEmpty() ? QString() : "<div class=\"remark\">" + Escaped(one.text) + "</div>";
+        one.text.isEmpty() ? QString() : "<div class=\"remark\">" + InHtml(one.text) + "</div>";
     return QString("<tr><td>%1</td><td>%2%3</td><td><code>%4</code></td></tr>\n")
-        .arg(Badge(one.verdict), sentence, remark, Escaped(one.id));
+        .arg(Badge(one.verdict), sentence, remark, InHtml(one.id));
 }
 
 QString GroupTable(const CheckResult &result, const AssertionGroup &group)
@@ -149,7 +149,7 @@ QString GroupTable(const CheckResult &result, const AssertionGroup &group)
     return rows.isEmpty() ? QString()
                           : QString("<h3>%1 <small>%2</small></h3>\n<table class=\"assertions\">%3"
                                     "</table>\n")
-                                .arg(Escaped(group.name), Escaped(group.purpose), rows);
+                                .arg(InHtml(group.name), InHtml(group.purpose), rows);
 }
 
 constexpr char signatures[] =
@@ -162,7 +162,7 @@ QByteArray CheckReport::Html(const CheckResult &result)
 {
     QString page = "<!DOCTYPE html>\n<html lang=\"en\">\n<head><meta charset=\"utf-8\">\n"
                    "<title>Interface check of " +
-                   Escaped(AssetText(result, "serialNumber")) + "</title>\n<style>\n" + Style() +
+                   InHtml(AssetText(result, "serialNumber")) + "</title>\n<style>\n" + Style() +
                    "</style></head>\n<body>\n<header><h1>Interface check</h1>" + Outcome(result) +
                    "</header>\n" + Counts(result) + Particulars(result);
     page += Findings(result, Verdict::Fail, "Failures");

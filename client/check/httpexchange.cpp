@@ -10,7 +10,7 @@ namespace {
 constexpr int readSliceMs = 100;
 constexpr int usualPort = 8081;
 
-int StatusOf(const QByteArray &head)
+int StatusIn(const QByteArray &head)
 {
     const QList<QByteArray> words = head.left(head.indexOf("\r\n")).split(' ');
     return words.size() > 1 && words.first().startsWith("HTTP/1.") ? words.at(1).toInt() : 0;
@@ -130,7 +130,7 @@ bool HttpExchange::ReceiveHead(HttpAnswer &answer)
         end = received.indexOf("\r\n\r\n");
     }
     answer.head = received.left(end + 2);
-    answer.status = StatusOf(answer.head);
+    answer.status = StatusIn(answer.head);
     received.remove(0, end + 4);
     if (answer.status == 0) {
         answer.problem = QStringLiteral("the answer does not begin with a status line");

@@ -34,7 +34,7 @@ QString Text(const QJsonValue &value)
     return value.toVariant().toString();
 }
 
-QByteArray ContentOf(const std::string &name)
+QByteArray BodyIn(const std::string &name)
 {
     QFile file(QString::fromStdString(name));
     const bool open =
@@ -146,7 +146,7 @@ ExitStatus ApiCommand::Run(DeviceConnection &connection, const Output &output)
         throw ClientError(ExitStatus::Usage,
                           QStringLiteral("METHOD is in capital letters, and PATH begins with /"));
     }
-    const QByteArray body = bodyFile.empty() ? QByteArray() : ContentOf(bodyFile);
+    const QByteArray body = bodyFile.empty() ? QByteArray() : BodyIn(bodyFile);
     const QByteArray route =
         QUrl::toPercentEncoding(QString::fromStdString(path), "/%?&=+:,;@!$'()*~");
     const Transfer::Answer answer = connection.Any(QByteArray::fromStdString(method), route, body);

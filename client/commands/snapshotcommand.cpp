@@ -24,7 +24,7 @@ ClientError LocalFailure(const QString &problem)
     return {ExitStatus::LocalFailure, problem};
 }
 
-void Write(const QString &path, const QByteArray &content)
+void Store(const QString &path, const QByteArray &content)
 {
     FileSystem fileSystem;
     QString error;
@@ -102,12 +102,12 @@ void SnapshotCommand::TakeDocuments(DeviceConnection &connection) const
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no device information"));
     }
-    Write(Inside("asset.json"), QJsonDocument(info.value("assetInfo").toObject()).toJson());
+    Store(Inside("asset.json"), QJsonDocument(info.value("assetInfo").toObject()).toJson());
     const QJsonValue templates =
         connection.Get("/api/workflow/v1/templates").object().value("templates");
-    Write(Inside("templates/templates.json"),
+    Store(Inside("templates/templates.json"),
           QJsonDocument(QJsonObject{{"cdm", templates.toArray()}}).toJson());
-    Write(Inside("state/active-work-order.json"),
+    Store(Inside("state/active-work-order.json"),
           QJsonDocument(QJsonObject{{"activeWorkOrderId", WorkOrders(connection).Active()}})
               .toJson());
 }
@@ -119,7 +119,7 @@ int SnapshotCommand::TakeWorkOrders(DeviceConnection &connection) const
     int number = 0;
     for (auto order = times.begin(); order != times.end(); ++order) {
         const QString path = Inside("workorders/") + FileNameFor(order.key(), ++number);
-        Write(path, QJsonDocument(orders.Get(order.key()).value("cdm").toObject()).toJson());
+        Store(path, QJsonDocument(orders.Get(order.key()).value("cdm").toObject()).toJson());
         SetTime(path, order.value());
     }
     return number;
@@ -181,7 +181,7 @@ void SnapshotCommand::TakeConfirmations(const QVector<FileRecord> &taken,
             lines += QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
         }
     }
-    Write(Inside("state/confirmed-files.jsonl"), lines);
+    Store(Inside("state/confirmed-files.jsonl"), lines);
 }
 
 QString SnapshotCommand::Inside(const char *part) const

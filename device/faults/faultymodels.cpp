@@ -2,7 +2,7 @@
 
 namespace {
 
-constexpr const char *source = "faultymodels";
+constexpr const char *reportSource = "faultymodels";
 
 /** Whether the reading of a file up to `end` runs into the fault, which is then reported. */
 bool ReadingFails(FaultPlan &faults, IErrorReporter &errors, const QString &path, qint64 end)
@@ -13,7 +13,7 @@ bool ReadingFails(FaultPlan &faults, IErrorReporter &errors, const QString &path
     }
     faults.Count(FaultKind::ReadFails);
     errors.ReportError(QStringLiteral("fault: cannot read %1 at %2").arg(path).arg(*position),
-                       source, __LINE__);
+                       reportSource, __LINE__);
     return true;
 }
 
@@ -128,7 +128,7 @@ FaultyWorkOrderStore::FaultyWorkOrderStore(IWorkOrderStore &workOrderStore, Faul
 bool FaultyWorkOrderStore::UpdateWorkOrders(QJsonArray workOrders)
 {
     if (faults.Bites(FaultKind::StoreFails)) {
-        errorReporter.ReportError(QStringLiteral("fault: cannot store work orders"), source,
+        errorReporter.ReportError(QStringLiteral("fault: cannot store work orders"), reportSource,
                                   __LINE__);
         return false;
     }

@@ -22,7 +22,7 @@ constexpr milliseconds acceptPause(100);
 constexpr int lineBacklog = 200;           // as the server's own
 constexpr std::size_t firstConnection = 2; // after the listener and the stop event
 
-QByteArray NameOf(const sockaddr_in &address)
+QByteArray NameOfAddress(const sockaddr_in &address)
 {
     char text[INET_ADDRSTRLEN] = "";
     inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
@@ -182,7 +182,7 @@ void LineProxy::Accept()
         return;
     }
     SendAtOnce(ends.client.Number());
-    ends.clientName = NameOf(address);
+    ends.clientName = NameOfAddress(address);
     ends.server = ConnectToServer(portOfServer);
     ends.portTowardsServer = PortOf(ends.server.Number());
     if (ends.server.IsOpen()) {

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "durablefile.h"
+#include "filestatus.h"
 #include "statefile.h"
 
 namespace {
@@ -22,12 +23,6 @@ bool IsFolder(const QString &path)
 {
     const QFileInfo file(path);
     return file.isDir() && !file.isSymLink();
-}
-
-bool IsTaken(const QString &path)
-{
-    const QFileInfo file(path);
-    return file.exists() || file.isSymLink();
 }
 
 QString Join(const QString &folder, const QString &fileName)

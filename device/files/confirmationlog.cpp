@@ -36,7 +36,7 @@ QByteArray Line(const QString &name, const Confirmation &confirmation)
     return QJsonDocument(entry).toJson(QJsonDocument::Compact) + '\n';
 }
 
-bool IsUsable(const QJsonObject &entry)
+bool IsConfirmation(const QJsonObject &entry)
 {
     bool inode = false;
     entry.value(inodeKey).toString().toULongLong(&inode);
@@ -139,7 +139,7 @@ bool ConfirmationLog::TakeLine(const QByteArray &line)
         confirmations.remove(entry.value(pathKey).toString());
         return true;
     }
-    if (!IsUsable(entry)) {
+    if (!IsConfirmation(entry)) {
         return false;
     }
     confirmations.insert(entry.value(pathKey).toString(),

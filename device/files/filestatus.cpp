@@ -1,6 +1,7 @@
 #include "filestatus.h"
 
 #include <QDateTime>
+#include <QFileInfo>
 #include <QHash>
 #include <algorithm>
 #include <sys/stat.h>
@@ -50,4 +51,10 @@ uint qHash(const FileStatus &status, uint seed)
 {
     return qHash(status.inode, seed) ^ qHash(status.size, seed + 1) ^
            qHash(status.modifiedSeconds, seed + 2) ^ qHash(status.modifiedNanoseconds, seed + 3);
+}
+
+bool IsTaken(const QString &path)
+{
+    const QFileInfo file(path);
+    return file.exists() || file.isSymLink();
 }

@@ -28,4 +28,7 @@ bool operator==(const FileStatus &left, const FileStatus &right);
 bool operator!=(const FileStatus &left, const FileStatus &right);
 uint qHash(const FileStatus &status, uint seed = 0);
 
+/** Whether anything has this path, even a link that leads nowhere. */
+bool IsTaken(const QString &path);
+
 #endif

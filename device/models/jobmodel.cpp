@@ -10,7 +10,7 @@ const QString &ActiveKey()
     return key;
 }
 
-bool IsUsable(const QJsonObject &state)
+bool IsActiveWorkOrder(const QJsonObject &state)
 {
     return state.value(ActiveKey()).isString();
 }
@@ -36,7 +36,7 @@ JobModel::JobModel(const WorkOrderStore &workOrders, FileSystem &fileSystem,
                    const QString &stateFolder, IErrorReporter &errors)
     : store(workOrders)
     , state(fileSystem, stateFolder + QLatin1String("/active-work-order.json"), errors)
-    , activeId(state.Load(IsUsable).value(ActiveKey()).toString())
+    , activeId(state.Load(IsActiveWorkOrder).value(ActiveKey()).toString())
 {
     JobModel::RefreshJobs();
 }

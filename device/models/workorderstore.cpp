@@ -8,6 +8,7 @@
 
 #include "clienttext.h"
 #include "documentfile.h"
+#include "filestatus.h"
 #include "workorderid.h"
 
 namespace {
@@ -23,12 +24,6 @@ QStringList DocumentsIn(const QString &folder)
 QDateTime FolderTime(const QString &folder)
 {
     return QFileInfo(folder).lastModified();
-}
-
-bool IsTaken(const QString &path)
-{
-    const QFileInfo file(path);
-    return file.exists() || file.isSymLink();
 }
 
 } // namespace
