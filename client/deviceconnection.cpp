@@ -48,6 +48,16 @@ QString Shortened(const QByteArray &body)
     return body.size() > longest ? QString("%1 ... (%2 bytes)").arg(text).arg(body.size()) : text;
 }
 
+// Leaves the choice to the proxy of the application.
+class ApplicationProxy : public QNetworkProxyFactory
+{
+public:
+    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &) override
+    {
+        return {QNetworkProxy(QNetworkProxy::DefaultProxy)};
+    }
+};
+
 QHttpPart FormPart(const char *disposition, const char *contentType)
 {
     QHttpPart part;
@@ -61,7 +71,10 @@ QHttpPart FormPart(const char *disposition, const char *contentType)
 DeviceConnection::DeviceConnection(Settings connectionSettings)
     : settings(std::move(connectionSettings))
 {
-    manager.setProxy(QNetworkProxy::NoProxy);
+    // Directly, and in large pieces: with NoProxy here Qt reads a head byte by byte from the
+    // socket.
+    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
+    manager.setProxyFactory(new ApplicationProxy);
 }
 
 const DeviceConnection::Settings &DeviceConnection::ItsSettings() const
@@ -222,14 +235,11 @@ Transfer::Answer DeviceConnection::Try(const Request &request, const Start &star
                                        const Transfer::Sink &sink, const Progress &progress)
 {
     Interruption::ThrowIfAny();
-    // The device closes each connection. One that Qt has not seen closed yet would take the next
-    // request and send it twice.
-    manager.clearConnectionCache();
     if (progress) {
         progress(0);
     }
     if (!settings.trace) {
-        return Transfer(start(), sink, progress).Await();
+        return Once(start, sink, progress);
     }
     settings.trace("> " + request.method + ' ' + settings.device.toEncoded() + request.route);
     if (!request.body.isEmpty()) {
@@ -238,7 +248,7 @@ Transfer::Answer DeviceConnection::Try(const Request &request, const Start &star
     QElapsedTimer clock;
     clock.start();
     try {
-        Transfer::Answer answer = Transfer(start(), sink, progress).Await();
+        Transfer::Answer answer = Once(start, sink, progress);
         settings.trace(QString("< status %1 after %2 ms").arg(answer.status).arg(clock.elapsed()));
         settings.trace("< " + (sink.device != nullptr && answer.body.isEmpty()
                                    ? QString("%1 bytes of a file").arg(sink.device->pos())
@@ -247,6 +257,26 @@ Transfer::Answer DeviceConnection::Try(const Request &request, const Start &star
     } catch (const ClientError &error) {
         settings.trace(QString("! %1 after %2 ms").arg(error.Message()).arg(clock.elapsed()));
         throw;
+    }
+}
+
+Transfer::Answer DeviceConnection::Once(const Start &start, const Transfer::Sink &sink,
+                                        const Progress &progress)
+{
+    ForgetConnection();
+    connectionMayBeOpen = true;
+    Transfer::Answer answer = Transfer(start(), sink, progress).Await();
+    connectionMayBeOpen = !answer.closesConnection;
+    return answer;
+}
+
+// A connection that the device closes and Qt has not seen closed yet would take the next request
+// and send it twice. After an answer that says so Qt closes it by itself; forgetting it always
+// would cost a thread for each request.
+void DeviceConnection::ForgetConnection()
+{
+    if (connectionMayBeOpen) {
+        manager.clearConnectionCache();
     }
 }
 

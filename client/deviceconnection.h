@@ -117,12 +117,16 @@ private:
                               const Transfer::Sink &sink, const Progress &progress);
     Transfer::Answer Try(const Request &request, const Start &start, const Transfer::Sink &sink,
                          const Progress &progress);
+    Transfer::Answer Once(const Start &start, const Transfer::Sink &sink, const Progress &progress);
     QJsonDocument Json(const Transfer::Answer &answer) const;
     void ExpectEmptyObject(const Transfer::Answer &answer) const;
     void Pause(int attempt, const QString &reason) const;
 
+    void ForgetConnection();
+
     Settings settings;
     QNetworkAccessManager manager;
+    bool connectionMayBeOpen = false; // that of the last request
 };
 
 #endif // DEVICECONNECTION_H

@@ -147,6 +147,7 @@ Transfer::Answer Transfer::Await()
         throw TransportFailure(*reply, bytesPassed, distrust);
     }
     answer.status = StatusOf(*reply);
+    answer.closesConnection = !enough && reply->rawHeader("Connection").toLower() == "close";
     return answer;
 }
 

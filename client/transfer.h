@@ -20,7 +20,8 @@ public:
     struct Answer
     {
         int status = 0;
-        QByteArray body; ///< empty when it went to the sink
+        QByteArray body;               ///< empty when it went to the sink
+        bool closesConnection = false; ///< it came to its end, and says that it is the last one
     };
 
     /** Where the body of a success goes as it arrives. Nothing of it is written beyond `announced`
