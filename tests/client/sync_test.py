@@ -8,8 +8,9 @@ import subprocess
 import time
 import unittest
 
-from clienttest import (CLIENT, DONE, LOCAL_FAILURE, SEVERAL_PIECES, TRANSFER_CORRUPT, ClientTest,
-                        content)
+from clienttest import (CLIENT, DONE, LOCAL_FAILURE, SEVERAL_PIECES, SIMULATOR, TRANSFER_CORRUPT,
+                        ClientTest, content)
+from faultproxy import FaultProxy
 
 FILES = {
     "readme.txt": b"read me\n",
@@ -21,12 +22,35 @@ FILES = {
 }
 DOWNLOAD = rb"^GET /api/filemgr/v2/userfiles/"
 CONFIRMATION = rb"^PUT "
+UPLOAD = rb"^POST "
 
 
 def answer(document):
     body = json.dumps(document).encode()
     return (b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\nConnection: close\r\n\r\n%s"
             % (len(body), body))
+
+
+class LoggingDevice:
+    """A simulator of its own that tells when it is done with a request."""
+
+    def __init__(self, folder):
+        self.user_files = folder / "storage" / "userfiles"
+        self.process = subprocess.Popen(
+            [SIMULATOR, "--data", str(folder), "--port", "0", "--empty", "--log-requests=json"],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self.port = int(self.process.stdout.readline().rsplit(b":", 1)[1])
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exception):
+        self.process.terminate()
+        self.process.communicate()
+
+    def await_request(self, method):
+        while json.loads(self.process.stdout.readline())["method"] != method:
+            pass
 
 
 class Sync(ClientTest):
@@ -96,6 +120,21 @@ class Sync(ClientTest):
         self.fill()
         self.killed_when(signal.SIGINT, request=DOWNLOAD + rb".*large", body=True, at=7_000_000)
         self.assertNotIn(".parlowenctl.part", self.tree("out"))
+
+    def test_upload_that_broke_off_is_not_fetched_as_a_file(self):
+        self.here("f.bin", content(SEVERAL_PIECES))
+        with LoggingDevice(self.local / "device") as device:
+            proxy = FaultProxy(("127.0.0.1", device.port))
+            for at in (400, 1_000_000, 7_000_000):
+                with self.subTest(at=at):
+                    proxy.faults.clear()
+                    proxy.add("cut", "up", request=UPLOAD, body=True, at=at)
+                    self.expect(TRANSFER_CORRUPT, "files", "put", "f.bin", device.user_files,
+                                "--retries", 0, host=proxy.host)
+                    device.await_request("POST")
+                    self.expect(DONE, "sync", "out", "--recent", host=proxy.host)
+                    self.assertEqual(list(self.tree("out")), [])
+            proxy.close()
 
     def test_corrupted_download_is_not_confirmed(self):
         for at in (0, 3, 500):
