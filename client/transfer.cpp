@@ -101,6 +101,15 @@ ClientError TransportFailure(const QNetworkReply &reply, bool bytesPassed, const
             QString("the transfer with %1 broke off: %2").arg(device, Reason(reply))};
 }
 
+ClientError HeadTooLong(const QNetworkReply &reply)
+{
+    return {ExitStatus::TransferCorrupt,
+            QString("the head of the answer is longer than %1 KiB, which no device sends: is %2 "
+                    "the address of the device?")
+                .arg(HeadWatch::longestHead >> 10)
+                .arg(reply.url().authority())};
+}
+
 } // namespace
 
 Transfer::Transfer(QNetworkReply *startedReply, const Sink &bodySink,
@@ -108,6 +117,7 @@ Transfer::Transfer(QNetworkReply *startedReply, const Sink &bodySink,
     : reply(startedReply)
     , sink(bodySink)
     , progress(progressOfBody)
+    , headWatch(startedReply->url().port(), [this] { GiveUpHead(); })
 {
     // How much Qt reads ahead of us: enough for speed, and what bounds the memory of a transfer.
     constexpr qint64 readAhead = 4 << 20;
@@ -119,6 +129,7 @@ Transfer::Transfer(QNetworkReply *startedReply, const Sink &bodySink,
                      [this](const QList<QSslError> &errors) {
                          distrust = TlsOptions::Explain(errors.first(), reply->url().host());
                      });
+    QObject::connect(source, &QNetworkReply::metaDataChanged, source, [this] { headWatch.End(); });
     source->setReadBufferSize(readAhead);
 }
 
@@ -134,7 +145,11 @@ Transfer::Answer Transfer::Await()
         reply->abort();
     });
     loop.exec();
+    headWatch.End();
     Interruption::ThrowIfAny();
+    if (headTooLong) {
+        throw HeadTooLong(*reply);
+    }
     if (!sinkFailed && !enough) {
         Take();
     }
@@ -195,6 +210,12 @@ void Transfer::StopReading()
     if (reply->isRunning()) {
         reply->abort();
     }
+}
+
+void Transfer::GiveUpHead()
+{
+    headTooLong = true;
+    reply->abort();
 }
 
 void Transfer::TellSent(qint64 sent)

@@ -6,6 +6,8 @@
 #include <functional>
 #include <memory>
 
+#include "headwatch.h"
+
 class QIODevice;
 class QNetworkReply;
 
@@ -64,6 +66,7 @@ private:
     void Keep(const QByteArray &bytes);
     void WriteToSink(const QByteArray &bytes);
     void StopReading();
+    void GiveUpHead();
     void TellSent(qint64 sent);
 
     std::unique_ptr<QNetworkReply> reply;
@@ -76,6 +79,8 @@ private:
     bool bytesPassed = false; ///< in either direction
     bool sinkFailed = false;
     bool enough = false; ///< the rest is of no use
+    bool headTooLong = false;
+    HeadWatch headWatch;
 };
 
 #endif // TRANSFER_H

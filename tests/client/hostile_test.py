@@ -1,6 +1,7 @@
 """A device that means ill: what it sends costs no memory, no disk, and steers no terminal."""
 
 import contextlib
+import hashlib
 import http.server
 import json
 import os
@@ -14,7 +15,8 @@ import tempfile
 import threading
 import unittest
 
-from clienttest import CLIENT, DEVICE_REFUSED, LOCAL_FAILURE, TRANSFER_CORRUPT, USAGE, Result
+from clienttest import (CLIENT, DEVICE_REFUSED, DONE, LOCAL_FAILURE, TRANSFER_CORRUPT, USAGE,
+                        Result)
 
 MEMORY_BOUND = 64 << 20
 PIECE = b"x" * (1 << 20)
@@ -39,13 +41,16 @@ class Device(socketserver.ThreadingTCPServer):
 class Handler(http.server.BaseHTTPRequestHandler):
     def handle_one_request(self):
         line = self.rfile.readline().decode("latin-1").split()
+        if not line:
+            self.close_connection = True
+            return
         while self.rfile.readline().strip():
             pass
         self.server.asked.append(" ".join(line[:2]))
         answer = self.server.answers.get(line[1], head("404 Not Found"))
         with contextlib.suppress(OSError):
             answer(self.wfile) if callable(answer) else self.wfile.write(answer)
-        self.close_connection = True
+        self.close_connection = callable(answer) or b"Content-Length" not in answer
 
 
 def head(status="200 OK", *headers):
@@ -133,6 +138,34 @@ class Hostile(unittest.TestCase):
         self.assertEqual(result.status, TRANSFER_CORRUPT, result)
         self.assertIn("longer than 64 MiB", result.err)
         self.assertLess(result.memory, 4 * MEMORY_BOUND)
+
+    def test_endless_head_of_an_answer(self):
+        done, wait = b"HTTP/1.1 200 OK\r\n", b"HTTP/1.1 100 Continue\r\n\r\n"
+        for start, piece in ((done, b"X-Again: " + b"x" * 10_000 + b"\r\n"), (done, b"x" * 10_000),
+                             (done, b"a:b\r\n" * 1000), (wait, wait * 1000)):
+            for command in (["info"], ["files", "get", "/u/userfiles/f"]):
+                with self.subTest(start=start, piece=piece[:10], command=command):
+                    self.serve_small_file(endless(start, piece))
+                    self.device.answers["/info"] = endless(start, piece)
+                    result = self.expect(TRANSFER_CORRUPT, *command)
+                    self.assertIn("the head of the answer is longer than 256 KiB", result.err)
+
+    def test_long_head_that_ends(self):
+        self.device.answers["/info"] = (head("200 OK", *["a: b"] * 10_000)
+                                        + b'{"apiSupport": [], "assetInfo": {}, "infoVersion": 1}')
+        self.expect(DONE, "info")
+
+    def test_connections_that_stay_open_do_not_count_into_the_next_head(self):
+        content = b"x" * (9 << 20)
+        record = {**SMALL, "size": len(content), "sha256": hashlib.sha256(content).hexdigest()}
+        kept_alive = b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n"
+        names = ["/u/userfiles/%d" % number for number in range(3)]
+        for name in names:
+            self.device.answers["/api/syncfiles/v1/metadata" + name] = document(
+                {**record, "path": name})
+            self.device.answers["/api/filemgr/v2/userfiles" + name] = (
+                kept_alive % len(content) + content)
+        self.expect(DONE, "files", "get", *names)
 
     def test_deep_document(self):
         for text in (b"[" * 1_000_000, b'{"a":' * 1_000_000):
