@@ -15,8 +15,10 @@ install(TARGETS ParlowenRestAPI ParlowenHostSupport EXPORT ParlowenRestAPITarget
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
 install(FILES
     hostsupport/filesystemsandbox.h
+    hostsupport/filesystemuser.h
     hostsupport/processsettings.h
     hostsupport/requestlog.h
+    hostsupport/servicewatchdog.h
     restserver/datachunk.h
     restserver/hostmodel.h
     restserver/multipart_parser.h

@@ -37,10 +37,14 @@ Service::Service(const QDir &folder)
     if (device.Problem().isEmpty()) {
         server.Start();
     }
+    if (server.Running()) {
+        watchdog = std::make_unique<ServiceWatchdog>();
+    }
 }
 
 Service::~Service()
 {
+    watchdog.reset();
     if (server.Running()) {
         server.Stop();
     }

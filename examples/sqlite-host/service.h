@@ -2,7 +2,9 @@
 #define SERVICE_H
 
 #include <filesystemsandbox.h>
+#include <memory>
 #include <restservermodel.h>
+#include <servicewatchdog.h>
 
 #include "device.h"
 
@@ -25,6 +27,7 @@ private:
     RestServerModel server;
     Device device;
     FileSystemSandbox::Domain uploads;
+    std::unique_ptr<ServiceWatchdog> watchdog; // while the server runs
 };
 
 #endif

@@ -5,6 +5,7 @@ import os
 import pathlib
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import unittest
@@ -20,8 +21,9 @@ FILES = "/api/filemgr/v2/userfiles"
 class Host:
     """A host with one work order, which is active, and one file."""
 
-    def __init__(self, program, *options):
+    def __init__(self, program, *options, environment=None):
         self.command = [program, *options]
+        self.environment = {**os.environ, **(environment or {})}
         self.folder = pathlib.Path(tempfile.mkdtemp(dir=os.getcwd())).resolve()
         self.device = self.folder / "device"
         self.device.mkdir()
@@ -44,7 +46,8 @@ class Host:
     def start(self):
         program, *options = self.command
         self.process = subprocess.Popen([program, str(self.device), *options], cwd=self.folder,
-                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+                                        env=self.environment, stdout=subprocess.PIPE,
+                                        stderr=subprocess.DEVNULL)
         if b"listening" not in self.process.stdout.readline():
             raise RuntimeError("the host does not start")
 
@@ -138,6 +141,20 @@ class SqliteHost(HostTest, unittest.TestCase):
             self.assertEqual(host.ask("/api/workflow/v1/list")["workOrderIds"], ["WO-1"])
             self.assertEqual(host.ask("/api/syncfiles/v1/pendingfiles/all"), [])
             self.assertEqual(host.ask("/info")["assetInfo"]["techId"], "A_1")
+
+
+    def test_tells_the_service_manager_that_its_loop_turns(self):
+        """The test takes the manager's place."""
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+            manager.bind("\0parlowen-hosts-%d" % os.getpid())
+            manager.settimeout(60)
+            told = {"NOTIFY_SOCKET": "@parlowen-hosts-%d" % os.getpid(), "WATCHDOG_USEC": "100000"}
+            with Host(*self.command, environment=told):
+                words = [manager.recv(100) for _ in range(4)]
+            self.assertEqual(words, [b"READY=1"] + [b"WATCHDOG=1"] * 3)
+            while (word := manager.recv(100)) == b"WATCHDOG=1":
+                pass
+            self.assertEqual(word, b"STOPPING=1")
 
 
 class SqliteHostInOneThread(HostTest, unittest.TestCase):

@@ -28,6 +28,7 @@ public:
     struct Script
     {
         std::function<QJsonObject()> assetInfo = [] { return QJsonObject{{"serial", "S1"}}; };
+        std::function<bool()> isStorageAvailable = [] { return true; };
         std::function<void()> storageEntered = [] {};
         std::function<void()> storageLeft = [] {};
         std::function<bool(qint64)> hasFreeSpace = [](qint64) { return true; };
@@ -63,7 +64,7 @@ public:
     void ResetJobView() override {}
 
     QDir Directory(int) override { return QDir(directory.path()); }
-    bool IsStorageAvailable() override { return true; }
+    bool IsStorageAvailable() override { return script.isStorageAvailable(); }
     void BeginStorageAccess() override { script.storageEntered(); }
     void EndStorageAccess() override { script.storageLeft(); }
     bool HasFreeSpace(qint64 bytes) override { return script.hasFreeSpace(bytes); }

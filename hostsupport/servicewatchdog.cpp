@@ -7,8 +7,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "filedescriptor.h"
-
 namespace {
 
 // How long the manager waits for a sign of this process; 0 when it does not.
@@ -50,8 +48,11 @@ void ServiceWatchdog::Tell(const QByteArray &state) const
     if (address.sun_path[0] == '@') {
         address.sun_path[0] = '\0';
     }
-    const FileDescriptor messages(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    sendto(messages.Number(), state.constData(), static_cast<size_t>(state.size()),
+    const int messages = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sendto(messages, state.constData(), static_cast<size_t>(state.size()),
            MSG_NOSIGNAL | MSG_DONTWAIT, reinterpret_cast<const sockaddr *>(&address),
            static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));
+    if (messages >= 0) {
+        close(messages);
+    }
 }

@@ -9,7 +9,13 @@
  * still turns, twice within the time that the manager waits. A loop that is held up says nothing,
  * and the manager then starts the program again. Without a manager nothing happens.
  *
- * From the first served moment to the end of the service; main thread only.
+ *     server.Start();
+ *     if (server.Running()) {
+ *         watchdog = std::make_unique<ServiceWatchdog>();
+ *     }
+ *
+ * Made and destroyed in the thread that serves, so that it is this thread's loop that is watched.
+ * Its unit has "Type=notify" and "WatchdogSec=30".
  */
 class ServiceWatchdog
 {
