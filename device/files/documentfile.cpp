@@ -1,8 +1,12 @@
 #include "documentfile.h"
 
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QLocale>
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -13,6 +17,75 @@ namespace {
 QString Reason(int number)
 {
     return number == ENOENT ? QString() : qt_error_string(number);
+}
+
+qint64 LineLength(int depth)
+{
+    constexpr int indentation = 4;
+    constexpr int commaAndLineEnd = 2;
+    return qint64{indentation} * depth + commaAndLineEnd;
+}
+
+// At most: what may have to be escaped counts as "\\u0000".
+qint64 QuotedLength(const QString &text)
+{
+    constexpr int quotes = 2;
+    constexpr int escape = 5;
+    const auto isEscaped = [](QChar character) {
+        return character < QLatin1Char(' ') || character == QLatin1Char('"') ||
+               character == QLatin1Char('\\') || character == QChar(0x7f);
+    };
+    return text.toUtf8().size() + quotes +
+           escape * std::count_if(text.cbegin(), text.cend(), isEscaped);
+}
+
+qint64 NumberLength(double number)
+{
+    constexpr double longestWhole = 1e18;
+    return (std::abs(number) < longestWhole && number == std::trunc(number)
+                ? QByteArray::number(static_cast<qint64>(number))
+                : QByteArray::number(number, 'g', QLocale::FloatingPointShortest))
+        .size();
+}
+
+qint64 LengthOf(const QJsonValue &value, int depth);
+
+qint64 LengthOf(const QJsonArray &array, int depth)
+{
+    qint64 length = LineLength(depth);
+    for (const QJsonValue element : array) {
+        length += LineLength(depth + 1) + LengthOf(element, depth + 1);
+    }
+    return length;
+}
+
+qint64 LengthOf(const QJsonObject &object, int depth)
+{
+    constexpr int colonAndBlank = 2;
+    qint64 length = LineLength(depth);
+    for (auto member = object.constBegin(); member != object.constEnd(); ++member) {
+        length += LineLength(depth + 1) + QuotedLength(member.key()) + colonAndBlank +
+                  LengthOf(member.value(), depth + 1);
+    }
+    return length;
+}
+
+// The parser lets no document be nested deeper than 1,024 levels.
+qint64 LengthOf(const QJsonValue &value, int depth)
+{
+    constexpr int longestWord = 5;
+    switch (value.type()) {
+    case QJsonValue::Array:
+        return LengthOf(value.toArray(), depth);
+    case QJsonValue::Object:
+        return LengthOf(value.toObject(), depth);
+    case QJsonValue::String:
+        return QuotedLength(value.toString());
+    case QJsonValue::Double:
+        return NumberLength(value.toDouble());
+    default:
+        return longestWord;
+    }
 }
 
 } // namespace
@@ -43,6 +116,11 @@ std::optional<QByteArray> DocumentFile::Read(const QString &path, QString *probl
     }
     content.truncate(static_cast<int>(count));
     return content;
+}
+
+qint64 DocumentFile::IndentedLength(const QJsonObject &document)
+{
+    return LengthOf(document, 0);
 }
 
 std::optional<QJsonObject> DocumentFile::ReadObject(const QString &path, QString *problem)

@@ -21,7 +21,13 @@ constexpr qint64 largest = qint64{16} * 1024 * 1024;
  */
 std::optional<QByteArray> Read(const QString &path, QString *problem, qint64 limit = largest);
 
-/** The same for a file that holds one JSON object. */
+/**
+ * How many bytes the document has at most when it is written, indented. Found without writing it,
+ * since a few megabytes of JSON that is nested deeply make gigabytes of blanks.
+ */
+qint64 IndentedLength(const QJsonObject &document);
+
+/** As `Read`, for a file that holds one JSON object. */
 std::optional<QJsonObject> ReadObject(const QString &path, QString *problem);
 
 } // namespace DocumentFile

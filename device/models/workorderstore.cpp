@@ -14,6 +14,7 @@
 namespace {
 
 constexpr const char *source = "workorderstore";
+constexpr qint64 largestBatch = qint64{64} * 1024 * 1024;
 
 QStringList DocumentsIn(const QString &folder)
 {
@@ -108,6 +109,7 @@ bool WorkOrderStore::UpdateWorkOrders(QJsonArray workOrders)
     Documents documents;
     QString error;
     const bool stored = Collect(workOrders, &documents, &error) && FitsLimit(documents, &error) &&
+                        CanBeReadAgain(documents, &error) &&
                         (documents.empty() || StoreBatch(documents, &error));
     if (!error.isEmpty()) {
         errorReporter.ReportError(error, source, __LINE__);
@@ -147,6 +149,23 @@ bool WorkOrderStore::FitsLimit(const Documents &documents, QString *error) const
                  .arg(index.size())
                  .arg(mostWorkOrders);
     return false;
+}
+
+// Files are written with line ends and indentation, which can be a thousand times what was sent.
+bool WorkOrderStore::CanBeReadAgain(const Documents &documents, QString *error)
+{
+    qint64 all = 0;
+    for (const auto &[id, document] : documents) {
+        const qint64 length = DocumentFile::IndentedLength(document);
+        all += length;
+        if (length > DocumentFile::largest || all > largestBatch) {
+            *error = QStringLiteral("stored nothing: written out, the work order %1 is larger than "
+                                    "16 MiB, or those up to it are larger than 64 MiB")
+                         .arg(id);
+            return false;
+        }
+    }
+    return true;
 }
 
 bool WorkOrderStore::StoreBatch(const Documents &documents, QString *error)

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "documentfile.h"
 #include "storefolder.h"
 
 namespace {
@@ -64,6 +65,69 @@ TEST_F(WorkOrderStoreTest, AFileThatComesOrGoesWhileTheProgramRunsIsNoticed)
     ASSERT_TRUE(QFile::remove(folder.WorkOrders() + "/a.json"));
     EXPECT_TRUE(open.store.LoadIfChanged());
     EXPECT_EQ(IdsOf(open.store), QStringList("B"));
+}
+
+QJsonArray Nested(int levels, int elements)
+{
+    QJsonArray array;
+    for (int element = 0; element < elements; ++element) {
+        array.append(1);
+    }
+    for (int level = 1; level < levels; ++level) {
+        QJsonArray outer;
+        outer.append(array);
+        array = outer;
+    }
+    return array;
+}
+
+QJsonObject WorkOrderWith(const QJsonValue &value)
+{
+    return {{"workOrderId", "A"}, {"revision", 1}, {"x", value}};
+}
+
+TEST_F(WorkOrderStoreTest, NoneIsTakenThatCouldNotBeReadAgain)
+{
+    OpenStore open(folder);
+    EXPECT_FALSE(open.store.UpdateWorkOrders({WorkOrderWith(Nested(500, 10'000))}));
+    EXPECT_FALSE(open.store.UpdateWorkOrders({WorkOrderWith(Nested(1, 2'000'000))}));
+    EXPECT_EQ(open.errors.messages.size(), 2);
+    EXPECT_TRUE(open.store.Entries().empty());
+}
+
+TEST_F(WorkOrderStoreTest, OneThatIsLargeIsReadAgain)
+{
+    OpenStore open(folder);
+    const QJsonObject large = WorkOrderWith(Nested(20, 100'000));
+    ASSERT_TRUE(open.store.UpdateWorkOrders({large}));
+    bool found = false;
+    EXPECT_EQ(open.store.GetWorkOrder("A", &found), large);
+    EXPECT_TRUE(found);
+}
+
+TEST_F(WorkOrderStoreTest, ABatchIsRefusedWhoseWorkOrdersAreLargeTogether)
+{
+    QJsonArray batch;
+    for (int number = 0; number < 5; ++number) {
+        QJsonObject large = WorkOrderWith(Nested(500, 7'500));
+        large.insert("workOrderId", QString::number(number));
+        batch.append(large);
+    }
+    OpenStore open(folder);
+    EXPECT_FALSE(open.store.UpdateWorkOrders(batch));
+    EXPECT_TRUE(open.store.Entries().empty());
+}
+
+TEST_F(WorkOrderStoreTest, TheLengthOfADocumentIsFoundWithoutWritingIt)
+{
+    const QJsonObject document{
+        {"texts", QJsonArray{"", "plain", QString::fromUtf8("\xc3\xa9\xe2\x82\xac")}},
+        {"numbers", QJsonArray{0, -1, 1.5, 1e17, 1e18, 1e300, -1e-300, 123456789.123}},
+        {"words", QJsonArray{true, false, QJsonValue::Null, QJsonArray(), QJsonObject()}},
+        {"escaped", "\"\\\n\t\x01\x7f"}};
+    const qint64 written = QJsonDocument(document).toJson().size();
+    EXPECT_GE(DocumentFile::IndentedLength(document), written);
+    EXPECT_LE(DocumentFile::IndentedLength(document), written + 60);
 }
 
 TEST_F(WorkOrderStoreTest, ABatchIsNoChangeByOthers)
