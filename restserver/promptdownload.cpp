@@ -1,18 +1,48 @@
 #include "promptdownload.h"
 
+#include <utility>
+
 #include "promptexchange.h"
 #include "requestexchange.h"
 
+WatchedFile::WatchedFile(const RestServerFileDownloadContext &rest, QByteArray pathOfFile,
+                         const std::optional<FileIdentity> &before)
+    : RestServerFileDownloadContext(rest)
+    , name(std::move(pathOfFile))
+    , identity(before)
+{}
+
+// Asked after the piece was read: a file that is replaced in between counts as replaced before.
+std::unique_ptr<DataChunk> WatchedFile::ReadPieceOfSame(qint64 position, bool *lastChunk) const
+{
+    std::unique_ptr<DataChunk> piece = ReadPiece(position, lastChunk);
+    const bool same = !identity || FileIdentity::At(name) == identity;
+    return same ? std::move(piece) : nullptr;
+}
+
+// The path comes from a URI, with one character for each of its bytes.
+bool PromptDownloads::ProcessFileDownloadRequest(QString path, DataChunk **chunk,
+                                                 IDownloadContext **context)
+{
+    const QByteArray name = path.toLatin1();
+    const std::optional<FileIdentity> before = FileIdentity::At(name);
+    const bool found = RestServerFileProcessor::ProcessFileDownloadRequest(path, chunk, context);
+    const std::unique_ptr<IDownloadContext> rest(*context);
+    if (const auto *pieces = dynamic_cast<RestServerFileDownloadContext *>(rest.get())) {
+        *context = new WatchedFile(*pieces, name, before);
+    }
+    return found;
+}
+
 PromptDownload::PromptDownload(const PromptServices &promptServices, mg_connection *conn,
-                               const RestServerFileDownloadContext &fileContext,
-                               RequestRecord *requestRecord)
+                               const WatchedFile &file, RequestRecord *requestRecord)
     : services(promptServices)
     , connection(conn)
-    , context(std::make_shared<RestServerFileDownloadContext>(fileContext))
+    , context(std::make_shared<WatchedFile>(file))
     , record(requestRecord)
     , report(promptServices.observation.get(), *requestRecord, false, -1)
     , lastChunk(std::make_shared<bool>(true))
-    , position(fileContext.FirstOffset())
+    , position(file.FirstOffset())
 {}
 
 void PromptDownload::Send(std::unique_ptr<RestServerResponseObject> response)
@@ -41,7 +71,7 @@ void PromptDownload::ReadAhead()
     ahead.piece = std::make_shared<Piece>();
     ahead.call = services.calls->Post(
         [file = context, from = position, last = lastChunk, piece = ahead.piece,
-         host = services.host] { *piece = file->ReadPiece(from, last.get()); });
+         host = services.host] { *piece = file->ReadPieceOfSame(from, last.get()); });
     position += RestServerFileDownloadContext::pieceSize;
 }
 
@@ -60,6 +90,10 @@ PromptDownload::Piece PromptDownload::Take()
         return nullptr;
     }
     Piece piece = std::move(*ahead.piece);
+    if (!piece) {
+        BreakOff(QStringLiteral("the file was replaced or deleted meanwhile"));
+        return nullptr;
+    }
     if (piece->Data().isEmpty() && !piece->LastChunk()) {
         BreakOff(QStringLiteral("the file does not end"));
         return nullptr;

@@ -3,12 +3,43 @@
 
 #include <memory>
 
+#include "fileidentity.h"
 #include "modelcalls.h"
 #include "observation.h"
 #include "restserverfiledownloadcontext.h"
+#include "restserverfileprocessor.h"
 
 struct PromptServices;
 struct mg_connection;
+
+/**
+ * The rest of a file that another one may take the place of while it is sent: uploads and deletions
+ * go on beside downloads.
+ */
+class WatchedFile : public RestServerFileDownloadContext
+{
+public:
+    /** `before` is what `pathOfFile` named before the first piece was read. */
+    WatchedFile(const RestServerFileDownloadContext &rest, QByteArray pathOfFile,
+                const std::optional<FileIdentity> &before);
+
+    /** As `ReadPiece`; null when the path names another file by now, or none. */
+    std::unique_ptr<DataChunk> ReadPieceOfSame(qint64 position, bool *lastChunk) const;
+
+private:
+    QByteArray name;
+    std::optional<FileIdentity> identity; // none when the path is not one of the file system
+};
+
+/** Reads files for downloads that run beside uploads. Thread of the model. */
+class PromptDownloads : public RestServerFileProcessor
+{
+public:
+    explicit PromptDownloads(IApplicationModel *host) { KeepModel(host); }
+
+    bool ProcessFileDownloadRequest(QString path, DataChunk **chunk,
+                                    IDownloadContext **context) override;
+};
 
 /**
  * Sends a file of several pieces on the HTTP thread of its connection. The host reads each piece on
@@ -20,8 +51,8 @@ class PromptDownload
 {
 public:
     /** `services` and `record` outlive it. */
-    PromptDownload(const PromptServices &services, mg_connection *conn,
-                   const RestServerFileDownloadContext &context, RequestRecord *record);
+    PromptDownload(const PromptServices &services, mg_connection *conn, const WatchedFile &file,
+                   RequestRecord *record);
 
     /** Sends the head and the first piece, which the response holds, and all that follows. */
     void Send(std::unique_ptr<RestServerResponseObject> response);
@@ -44,7 +75,7 @@ private:
 
     const PromptServices &services;
     mg_connection *connection;
-    std::shared_ptr<const RestServerFileDownloadContext> context;
+    std::shared_ptr<const WatchedFile> context;
     RequestRecord *record;
     TransferReport report;
     std::shared_ptr<bool> lastChunk; // thread of the model only

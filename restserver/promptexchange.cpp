@@ -184,7 +184,7 @@ int PromptExchange::Send(std::unique_ptr<RestServerResponseObject> response)
 void PromptExchange::SendDownload(std::unique_ptr<RestServerResponseObject> response)
 {
     const std::unique_ptr<IDownloadContext> owned = response->TakeDownloadContext();
-    if (const auto *context = dynamic_cast<RestServerFileDownloadContext *>(owned.get())) {
+    if (const auto *context = dynamic_cast<WatchedFile *>(owned.get())) {
         PromptDownload(services, connection, *context, &record).Send(std::move(response));
     }
 }

@@ -8,6 +8,7 @@
 #include "connectionwatch.h"
 #include "modelcalls.h"
 #include "observation.h"
+#include "promptdownload.h"
 #include "prompthost.h"
 #include "requestbody.h"
 #include "restserverfileprocessor.h"
@@ -24,14 +25,7 @@ public:
     }
 
 private:
-    // Reads files; uploads come by another way.
-    class Downloads : public RestServerFileProcessor
-    {
-    public:
-        explicit Downloads(IApplicationModel *host) { KeepModel(host); }
-    };
-
-    Downloads files;
+    PromptDownloads files; // uploads come by another way
 };
 
 /** What all exchanges of one run of the server share. */

@@ -129,6 +129,11 @@ bool ReplacingFile::FindTarget()
             Fail("the path");
             return false;
         }
+        if (last.startsWith(hiddenPrefix)) { // it would be taken for one left behind
+            errno = EPERM;
+            Fail("the path");
+            return false;
+        }
         target = folder + '/' + last;
         const QByteArray link = LinkText(target);
         if (link.isEmpty()) {

@@ -49,7 +49,8 @@ public:
      * the caller's new context for the rest, or null when there is no rest. On failure both are
      * null. A null `chunk` is reported, and nothing is set; `context` must not be null.
      */
-    bool ProcessFileDownloadRequest(QString path, DataChunk **chunk, IDownloadContext **context);
+    virtual bool ProcessFileDownloadRequest(QString path, DataChunk **chunk,
+                                            IDownloadContext **context);
 
     // The callbacks that the parser gets. All return 0: an upload never stops its parser.
     static int MultipartReceiveUnusedDataCallback(multipart_parser *parser, const char *data,

@@ -230,6 +230,15 @@ TEST_P(ReplacingFileTest, AMissingFolderIsRefused)
     EXPECT_FALSE(file->Commit());
 }
 
+// It would be removed with what killed processes leave behind.
+TEST_P(ReplacingFileTest, ANameAsOfAHiddenFileIsRefused)
+{
+    for (const char *name : {".parlowen-upload-passing", ".parlowen-upload-1-1"}) {
+        EXPECT_FALSE(NewFile(name)->Open());
+    }
+    EXPECT_EQ(Names(), QStringList());
+}
+
 TEST_P(ReplacingFileTest, SlicesOfAPieceComeInOrder)
 {
     const auto file = NewFile("file");

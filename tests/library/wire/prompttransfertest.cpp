@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "restserverfiledownloadcontext.h"
 #include "wiretest.h"
 
 // How files move when serving promptly.
@@ -43,6 +44,21 @@ protected:
             .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
     }
 
+    // What a client gets of a file when something happens before its second piece is read.
+    std::string DownloadWhile(const std::function<void()> &happens)
+    {
+        Write("file", RandomBytes(12000000));
+        const auto read = host.script.readFileChunk;
+        host.script.readFileChunk = [happens, read](QString path, bool *ok, qint64 offset,
+                                                    qint64 maxLength, bool *lastChunk) {
+            if (offset == RestServerFileDownloadContext::pieceSize) {
+                happens();
+            }
+            return read(path, ok, offset, maxLength, lastChunk);
+        };
+        return AskBody(Request("GET", uploads + host.Path("file").toStdString()));
+    }
+
     // An upload of which half has come.
     std::unique_ptr<RawClient> HalfUpload(const QString &path, const std::string &content)
     {
@@ -61,6 +77,12 @@ private:
         }
     }
 };
+
+// Whether a client takes the body for one that came to its end.
+bool HasEnd(const std::string &chunks)
+{
+    return chunks.find("\r\n0\r\n\r\n") != std::string::npos;
+}
 
 // A form with so many empty parts behind the first two.
 std::string FormWithParts(const QString &target, int parts)
@@ -350,6 +372,38 @@ TEST_F(PromptTransferTest, AFileThatNeverEndsIsVisiblyBroken)
     const std::string reply = Ask(Request("GET", uploads + host.Path("file").toStdString()));
     EXPECT_EQ(DecodeChunks(BodyOf(reply)), "broken");
     EXPECT_EQ(BodyOf(reply), "6\r\nfirst!\r\n");
+}
+
+TEST_F(PromptTransferTest, AFileThatIsReplacedOnTheWayIsVisiblyBroken)
+{
+    Write("new", RandomBytes(12000000));
+    const std::string body = DownloadWhile(
+        [this] { rename(qPrintable(host.Path("new")), qPrintable(host.Path("file"))); });
+    EXPECT_FALSE(HasEnd(body));
+}
+
+TEST_F(PromptTransferTest, AFileThatIsDeletedOnTheWayIsVisiblyBroken)
+{
+    EXPECT_FALSE(HasEnd(DownloadWhile([this] { QFile::remove(host.Path("file")); })));
+}
+
+TEST_F(PromptTransferTest, AFileThatIsMadeAnewOnTheWayIsVisiblyBroken)
+{
+    const std::string body = DownloadWhile([this] {
+        QFile::remove(host.Path("file"));
+        Write("file", RandomBytes(12000000));
+    });
+    EXPECT_FALSE(HasEnd(body));
+}
+
+TEST_F(PromptTransferTest, AFileThatGrowsOnTheWayComesWhole)
+{
+    const std::string body = DownloadWhile([this] {
+        QFile file(host.Path("file"));
+        ASSERT_TRUE(file.open(QIODevice::Append));
+        file.write("more");
+    });
+    EXPECT_TRUE(DecodeChunks(body) == FileContent(host.Path("file")));
 }
 
 TEST_F(PromptTransferTest, AClientThatReadsNothingKeepsNobodyOut)
