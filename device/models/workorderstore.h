@@ -61,9 +61,9 @@ public:
      * the later one counts. True once all of them are on the disk, also when there are none.
      *
      * False, with a report and with nothing stored, when an element is no object or has no valid
-     * id, when there would be more work orders than the limit allows, when one is larger than can be
-     * read again or all together have more than 64 MiB, when the file name of a new work order is
-     * taken by a file that is not its own, when a write fails before the batch is committed, and
+     * id, when there would be more work orders than the limit allows, when one is larger than can
+     * be read again or all together have more than 64 MiB, when the file name of a new work order
+     * is taken by a file that is not its own, when a write fails before the batch is committed, and
      * while an earlier batch cannot be finished. A failure after the commit is
      * reported; the batch counts, and is finished later.
      */
