@@ -4,6 +4,7 @@
 #include <malloc.h>
 #include <strings.h>
 
+#include "jsonlength.h"
 #include "promptdownload.h"
 #include "promptreply.h"
 #include "promptupload.h"
@@ -13,6 +14,7 @@
 namespace {
 
 constexpr int largeAnswer = 1024 * 1024; // whose memory is given back at once
+constexpr qint64 largestEcho = qint64(16) * 1024 * 1024;
 
 // The host and port of an address such as "http://device:8081".
 QByteArray Authority(const QByteArray &origin)
@@ -61,6 +63,10 @@ int PromptExchange::Answer()
     RequestBody body(connection, services.memory, services.watch);
     if (body.ReadFirst() == RequestBody::NoMemory) {
         return SendTimeout();
+    }
+    if (AnswerWouldBeHuge(body)) {
+        body.DropRest();
+        return SendError(413, "The request is nested too deeply to be answered");
     }
     return IsUpload() ? AnswerUpload(&body) : AnswerByHandlers(&body);
 }
@@ -115,6 +121,13 @@ bool PromptExchange::IsUpload() const
             route == RestServerRequestUri::FilemgrUserFiles);
 }
 
+// Whoever sets the active work order gets back all that was sent, indented.
+bool PromptExchange::AnswerWouldBeHuge(const RequestBody &body) const
+{
+    return route == RestServerRequestUri::WorkflowActive &&
+           IndentedJsonLength(body.First()) > largestEcho;
+}
+
 std::unique_ptr<RestServerRequestObject> PromptExchange::MakeRequest(const RequestBody &body) const
 {
     return std::make_unique<RestServerRequestObject>(
@@ -131,7 +144,7 @@ int PromptExchange::AnswerByHandlers(RequestBody *body)
     const ModelCalls::Outcome outcome =
         services.calls->Run([question, handlers = services.handlers, host = services.host] {
             host->Reporter().TakeNotes(); // of uploads, which keep their own
-            question->response.reset(handlers->ProcessRequest(question->request.get()));
+            question->response.reset(handlers->Answer(question->request.get()));
             question->reports = host->Reporter().TakeNotes();
             question->request.reset();
         });

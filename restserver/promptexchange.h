@@ -8,25 +8,9 @@
 #include "connectionwatch.h"
 #include "modelcalls.h"
 #include "observation.h"
-#include "promptdownload.h"
+#include "prompthandlers.h"
 #include "prompthost.h"
 #include "requestbody.h"
-#include "restserverfileprocessor.h"
-#include "restserverrequestprocessor.h"
-
-/** The shared request handlers in front of the host. On the thread of the model. */
-class PromptHandlers final : public RestServerRequestProcessor
-{
-public:
-    explicit PromptHandlers(PromptHost *host)
-        : files(host)
-    {
-        Wire(host, &files);
-    }
-
-private:
-    PromptDownloads files; // uploads come by another way
-};
 
 /** What all exchanges of one run of the server share. */
 struct PromptServices
@@ -64,6 +48,7 @@ private:
     bool AsksForLeave() const;
     int GrantLeave();
     bool IsUpload() const;
+    bool AnswerWouldBeHuge(const RequestBody &body) const;
     int AnswerByHandlers(RequestBody *body);
     int AnswerUpload(RequestBody *body);
     std::unique_ptr<RestServerRequestObject> MakeRequest(const RequestBody &body) const;

@@ -540,6 +540,10 @@ void RestServerRequestProcessor::AppendTemplatesInDirectory(QDir directory, QJso
 
 QByteArray RestServerRequestProcessor::ReadTemplateFile(const QString &path)
 {
+    QByteArray content;
+    if (templateReader && templateReader(path, &content)) {
+        return content;
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         qDebug() << "Template file: " << path;

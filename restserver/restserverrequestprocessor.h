@@ -5,6 +5,8 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
+#include <functional>
+#include <utility>
 
 #include "hostmodel.h"
 #include "restserverfileprocessor.h"
@@ -93,6 +95,12 @@ protected:
         fileProcessor = files;
     }
 
+    /** Reads a template file; false when it cannot be opened, which is reported then. */
+    using TemplateReader = std::function<bool(const QString &path, QByteArray *content)>;
+
+    /** Reads template files otherwise than whole. */
+    void ReadTemplatesWith(TemplateReader reader) { templateReader = std::move(reader); }
+
 private:
     void Report(const QString &message, int line);
     void ReportNullRequest(int line);
@@ -113,6 +121,7 @@ private:
 
     RestServerFileProcessor *fileProcessor;
     IApplicationModel *applicationModel;
+    TemplateReader templateReader;
 };
 
 #endif

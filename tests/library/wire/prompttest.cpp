@@ -37,6 +37,18 @@ const std::string refused =
 
 } // namespace
 
+TEST_F(PromptTest, AnActiveWorkOrderThatIsNestedTooDeeplyToBeEchoedIsRefused)
+{
+    std::string body(500, '[');
+    for (int element = 0; element < 10'000; ++element) {
+        body += "1,";
+    }
+    body += "1" + std::string(500, ']');
+    const std::string reply = WithoutDate(Ask(Request("PUT", "/api/workflow/v1/active", body)));
+    EXPECT_EQ(reply, ErrorReply("413 Request Entity Too Large",
+                                "The request is nested too deeply to be answered"));
+}
+
 // The thread of the model
 
 TEST_F(PromptTest, NoTimerRuns)

@@ -1,0 +1,13 @@
+#ifndef JSONLENGTH_H
+#define JSONLENGTH_H
+
+#include <QByteArray>
+
+/**
+ * How many bytes a JSON text has, about, when it is written in the indented form of answers. A text
+ * of 5 MB that is nested deeply becomes one of 10 GB, which no process survives, so this is asked
+ * before. Too little only for numbers that are written out, such as 1e18: a fifth of it at worst.
+ */
+qint64 IndentedJsonLength(const QByteArray &json);
+
+#endif

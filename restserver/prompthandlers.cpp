@@ -1,0 +1,48 @@
+#include "prompthandlers.h"
+
+#include <QFile>
+
+#include "jsonlength.h"
+
+PromptHandlers::PromptHandlers(PromptHost *promptHost)
+    : host(promptHost)
+    , files(promptHost)
+{
+    Wire(promptHost, &files);
+    ReadTemplatesWith(
+        [this](const QString &path, QByteArray *content) { return ReadTemplate(path, content); });
+}
+
+RestServerResponseObject *PromptHandlers::Answer(RestServerRequestObject *request)
+{
+    templateRoom = 4 * largestTemplate;
+    return ProcessRequest(request);
+}
+
+// One that is too large is left out: clients may be able to place it there.
+bool PromptHandlers::ReadTemplate(const QString &path, QByteArray *content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    *content = file.read(largestTemplate + 1);
+    if (!FitsAnswer(*content)) {
+        content->clear();
+        host->ErrorReporter()->ReportError(
+            QStringLiteral("Left out the template file %1: it is too large for an answer")
+                .arg(path),
+            "prompthandlers", __LINE__);
+    }
+    return true;
+}
+
+bool PromptHandlers::FitsAnswer(const QByteArray &content)
+{
+    const qint64 length = IndentedJsonLength(content);
+    if (length > qMin(largestTemplate, templateRoom)) {
+        return false;
+    }
+    templateRoom -= length;
+    return true;
+}
