@@ -11,6 +11,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds longestCall(10);
+constexpr std::chrono::seconds betweenQuestions(1);
 
 } // namespace
 
@@ -142,8 +143,7 @@ void ModelCalls::RunNext()
     call->changed.notify_one();
 }
 
-// The first call that may begin. What a call waits for changes only while calls run, each of which
-// looks here again when it ends.
+// The first call that may begin.
 ModelCalls::Ticket ModelCalls::TakeNext()
 {
     const auto ready = std::find_if(queue.begin(), queue.end(), [](const Ticket &call) {
@@ -182,7 +182,7 @@ ModelCalls::Outcome ModelCalls::WaitFor(const Ticket &call, bool withdraw)
         }
         const auto deadline = call->since + longestCall;
         if (Clock::now() < deadline) {
-            call->changed.wait_until(lock, deadline);
+            WaitUntil(deadline, call, &lock);
         } else if (call->state == Call::Begun) {
             return TooLong;
         } else {
@@ -192,6 +192,18 @@ ModelCalls::Outcome ModelCalls::WaitFor(const Ticket &call, bool withdraw)
             return NotBegun;
         }
     }
+}
+
+// What a call waits for may come true by time alone, so the event loop is made to look again.
+void ModelCalls::WaitUntil(std::chrono::steady_clock::time_point deadline, const Ticket &call,
+                           Lock *lock)
+{
+    if (call->state != Call::Queued || !call->mayBegin) {
+        call->changed.wait_until(*lock, deadline);
+        return;
+    }
+    call->changed.wait_until(*lock, std::min(deadline, Clock::now() + betweenQuestions));
+    Wake();
 }
 
 void ModelCalls::Withdraw(const Ticket &call)

@@ -20,7 +20,8 @@ class QObject;
  *
  * Calls run in the order in which they were posted, one in each turn of the event loop, at low
  * priority, so that the application's own events come first. While one runs no other begins, also
- * when it runs an event loop of its own. Nothing of it ticks or spins.
+ * when it runs an event loop of its own. Nothing of it ticks or spins
+ * while no call waits for a condition.
  *
  * A call outlives whoever waits for it when it takes too long. What it uses must therefore belong
  * to it: capture by value or by shared pointer, never the stack of the HTTP thread.
@@ -45,7 +46,10 @@ public:
     static std::shared_ptr<ModelCalls> Create();
     ~ModelCalls();
 
-    /** Queues a call; it waits for its turn and until `mayBegin`, where there is one, is true. */
+    /**
+     * Queues a call; it waits for its turn and until `mayBegin`, where there is one, is true: that
+     * is asked whenever a call ends, and each second while somebody waits.
+     */
     Ticket Post(Work work, Condition mayBegin = Condition());
 
     /** Waits for the end of a call. HTTP threads only. */
@@ -72,6 +76,7 @@ private:
     void RunNext();
     Ticket TakeNext();
     Outcome WaitFor(const Ticket &call, bool withdraw);
+    void WaitUntil(std::chrono::steady_clock::time_point deadline, const Ticket &call, Lock *lock);
     void Withdraw(const Ticket &call);
 
     std::mutex mutex;

@@ -3,6 +3,7 @@
 namespace {
 
 constexpr std::chrono::seconds longestBracket(10);
+constexpr std::chrono::seconds longestWaitForItsEnd(5);
 
 } // namespace
 
@@ -36,9 +37,10 @@ bool CountedStorage::HasFreeSpace(qint64 bytes)
     return host->StorageModel()->HasFreeSpace(bytes);
 }
 
-bool CountedStorage::TakesTransfers() const
+bool CountedStorage::TakesTransfers(std::chrono::steady_clock::duration waited) const
 {
-    return depth == 0 || std::chrono::steady_clock::now() - begun < longestBracket;
+    return depth == 0 || waited >= longestWaitForItsEnd ||
+           std::chrono::steady_clock::now() - begun < longestBracket;
 }
 
 void CountedStorage::EndAll()

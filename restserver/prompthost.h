@@ -24,9 +24,10 @@ public:
 
     /**
      * False once the bracket has been open for 10 s, until it was closed: uploads that overlap
-     * would keep it open for ever, and the host could never take its storage away.
+     * would keep it open for ever, and the host could never take its storage away. A transfer that
+     * has waited for 5 s is taken all the same, or one slow client could keep all others out.
      */
-    bool TakesTransfers() const;
+    bool TakesTransfers(std::chrono::steady_clock::duration waited = {}) const;
 
     /** Ends the bracket, whoever is in it. No transfer begins after that. */
     void EndAll();

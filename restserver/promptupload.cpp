@@ -38,6 +38,8 @@ Answer ForwardedHost::Ask(std::function<Answer(PromptHost *)> question, Answer r
 
 bool ForwardedHost::Enter()
 {
+    using Clock = std::chrono::steady_clock;
+    const auto begun = Clock::now();
     return Ask<bool>(
         [noted = entered](PromptHost *model) {
             // The host may stop the server while it is asked.
@@ -47,7 +49,8 @@ bool ForwardedHost::Enter()
             }
             return *noted;
         },
-        false, [kept = host] { return kept->Storage().TakesTransfers(); });
+        false,
+        [kept = host, begun] { return kept->Storage().TakesTransfers(Clock::now() - begun); });
 }
 
 // Posted behind a call of `Enter` that may still run, so that the bracket closes in any case.

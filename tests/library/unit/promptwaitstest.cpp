@@ -88,3 +88,22 @@ TEST(LongWaitTest, AStorageThatWasEnteredLongAgoTakesTransfersOnceItWasLeft)
     storage.EndStorageAccess();
     EXPECT_TRUE(storage.TakesTransfers());
 }
+
+// One slow upload would otherwise keep all others out for as long as it likes.
+TEST(LongWaitTest, AnUploadWaitsFiveSecondsForAStorageThatIsNotLeft)
+{
+    FakeHost host;
+    const auto promptHost = std::make_shared<PromptHost>(&host);
+    promptHost->Storage().BeginStorageAccess();
+    while (promptHost->Storage().TakesTransfers()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ForwardedHost upload(ModelCalls::Create(), promptHost);
+    const auto begun = std::chrono::steady_clock::now();
+    auto entered = std::async(std::launch::async, [&upload] { return upload.Enter(); });
+    while (entered.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
+        QCoreApplication::processEvents();
+    }
+    EXPECT_TRUE(entered.get());
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::seconds(5));
+}
