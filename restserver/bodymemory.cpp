@@ -6,6 +6,7 @@ namespace {
 
 constexpr size_t allBodies = size_t(64) * 1024 * 1024;
 constexpr std::chrono::seconds longestWait(10);
+constexpr std::chrono::seconds scarceAfter(2);
 
 } // namespace
 
@@ -18,6 +19,12 @@ void BodyMemory::Stop()
     const std::lock_guard<std::mutex> lock(mutex);
     stopped = true;
     changed.notify_all();
+}
+
+bool BodyMemory::IsScarce()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return waiting > 0 && std::chrono::steady_clock::now() - waitingSince >= scarceAfter;
 }
 
 // The body that began first has memory of its own in store, so it never waits for the others.
@@ -48,9 +55,13 @@ bool BodyMemory::Share::GrowTo(size_t bytes)
     }
     const size_t wanted = bytes - alwaysGranted;
     std::unique_lock<std::mutex> lock(memory->mutex);
+    if (memory->waiting++ == 0) {
+        memory->waitingSince = std::chrono::steady_clock::now();
+    }
     const bool granted = memory->changed.wait_for(lock, longestWait, [this, wanted] {
         return memory->stopped || memory->MayHold(*this, wanted);
     });
+    --memory->waiting;
     if (!granted || memory->stopped) {
         return false;
     }

@@ -50,6 +50,9 @@ public:
     /** Refuses every wait from now on. */
     void Stop();
 
+    /** Whether some body has had to wait at all times of the last 2 s. */
+    bool IsScarce();
+
 private:
     bool MayHold(const Share &share, size_t bytes) const;
 
@@ -59,6 +62,8 @@ private:
     size_t held = 0;           // guarded by mutex: the sum over all shares
     size_t room;               // what they may hold besides what the first of them may
     bool stopped = false;      // guarded by mutex
+    int waiting = 0;           // guarded by mutex: bodies
+    std::chrono::steady_clock::time_point waitingSince; // guarded by mutex: all the time
 };
 
 #endif

@@ -1,6 +1,7 @@
 #include "connectionwatch.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -15,6 +16,7 @@ constexpr seconds slowWindow(10);
 constexpr qint64 slowBytes = 10000;
 constexpr seconds longestRest(2);
 constexpr seconds slowestWindow(2);
+constexpr qint64 slowHolderBytes = 200000; // in that window
 
 } // namespace
 
@@ -25,6 +27,11 @@ ConnectionWatch::ConnectionWatch(size_t httpThreads)
 ConnectionWatch::~ConnectionWatch()
 {
     End();
+}
+
+void ConnectionWatch::SetScarcity(Memory memory, std::function<bool()> isScarce)
+{
+    scarcities[memory] = std::move(isScarce);
 }
 
 void ConnectionWatch::Start(const QVector<ProcessSocket> &listeningSockets)
@@ -76,6 +83,12 @@ void ConnectionWatch::Identify(const QByteArray &peer)
     connection.peer = peer;
     connection.phase = Working;
     connection.since = Clock::now();
+}
+
+void ConnectionWatch::Holds(Memory memory)
+{
+    const Lock lock(mutex);
+    connections[std::this_thread::get_id()].memory = memory;
 }
 
 void ConnectionWatch::Answered()
@@ -168,6 +181,11 @@ void ConnectionWatch::Look()
         }
     }
     ShutDownSlowest(now);
+    for (const auto &[memory, isScarce] : scarcities) {
+        if (isScarce()) {
+            ShutDownSlowestThatHolds(memory, now);
+        }
+    }
 }
 
 void ConnectionWatch::Follow(const QVector<ProcessSocket> &sockets, Clock::time_point now)
@@ -193,6 +211,7 @@ void ConnectionWatch::Read(Track *track, Clock::time_point now)
         track->phase = connection.phase;
         track->since = connection.since;
     }
+    track->memory = connection.memory;
     track->unread = HasUnreadBytes(track->socket);
     if (!track->WaitsForClient()) {
         track->waitsSince = now;
@@ -276,5 +295,21 @@ void ConnectionWatch::ShutDownSlowest(Clock::time_point now)
         if (now - slow->waitsSince >= slowestWindow) {
             ShutDown(slow->socket);
         }
+    }
+}
+
+// One in each look, since what it gives back may be enough.
+void ConnectionWatch::ShutDownSlowestThatHolds(Memory memory, Clock::time_point now)
+{
+    const auto from = now - slowestWindow;
+    const Track *slowest = nullptr;
+    for (const auto &[identity, track] : tracks) {
+        if (track.memory == memory && track.WaitsForClient() && track.waitsSince <= from &&
+            (slowest == nullptr || track.MovedSince(from) < slowest->MovedSince(from))) {
+            slowest = &track;
+        }
+    }
+    if (slowest != nullptr && slowest->MovedSince(from) < slowHolderBytes) {
+        ShutDown(slowest->socket);
     }
 }

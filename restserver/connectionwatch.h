@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -23,7 +24,9 @@
  *   head of its request as well;
  * - one that keeps sending for 2 s after its answer;
  * - while more than half of the HTTP threads wait for clients, the one that moved least in the last
- *   2 s, but none that is younger than that.
+ *   2 s, but none that is younger than that;
+ * - while others wait for memory, the one that holds some of it and moved least in the last 2 s, if
+ *   that was less than 200,000 bytes.
  *
  * A shut down socket makes the blocked call of the HTTP thread return. `Enter`, `Leave` and the
  * phases are called by HTTP threads, each for its one connection.
@@ -33,6 +36,17 @@ class ConnectionWatch
 public:
     explicit ConnectionWatch(size_t httpThreads);
     ~ConnectionWatch();
+
+    /** What connections may hold while others wait for it. */
+    enum Memory
+    {
+        None,
+        OfBodies,
+        OfAnswers
+    };
+
+    /** `isScarce` tells, on any thread, whether others wait for such memory. Before `Start`. */
+    void SetScarcity(Memory memory, std::function<bool()> isScarce);
 
     /** Watches the connections of these ports, on a thread of its own. */
     void Start(const QVector<ProcessSocket> &listeningSockets);
@@ -48,6 +62,9 @@ public:
 
     /** The request of the thread's connection has come to its route. */
     void Identify(const QByteArray &peer);
+
+    /** What the connection holds from now on, instead of what it held. */
+    void Holds(Memory memory);
 
     /** The answer is out; what the client still sends is of no interest. */
     void Answered();
@@ -84,6 +101,7 @@ private:
     {
         QByteArray peer; // empty until the request came to its route
         Phase phase = ReadingHead;
+        Memory memory = None;
         Clock::time_point begun = Clock::now();
         Clock::time_point since = begun; // of its phase
     };
@@ -99,6 +117,7 @@ private:
     {
         ProcessSocket socket;
         Phase phase = ReadingHead;
+        Memory memory = None;
         Clock::time_point since;      // of its phase
         Clock::time_point waitsSince; // the first look from which on all saw it wait for its client
         bool unread = false;          // bytes came that the server has yet to read
@@ -115,6 +134,7 @@ private:
     void Read(Track *track, Clock::time_point now);
     Connection ConnectionOf(const Track &track);
     void ShutDownSlowest(Clock::time_point now);
+    void ShutDownSlowestThatHolds(Memory memory, Clock::time_point now);
     size_t ThreadsThatWait();
     static bool HoldsUp(const Track &track, Clock::time_point now);
 
@@ -122,6 +142,7 @@ private:
     QVector<ProcessSocket> listening;
     QVector<int> ports;
     std::map<ino_t, Track> tracks; // watching thread
+    std::map<Memory, std::function<bool()>> scarcities;
 
     std::mutex mutex;
     std::condition_variable changed;

@@ -16,6 +16,13 @@ namespace {
 constexpr int largeAnswer = 1024 * 1024; // whose memory is given back at once
 constexpr qint64 largestEcho = qint64(16) * 1024 * 1024;
 
+// A download has one piece on its way and the next one at hand.
+qint64 MemoryOf(const RestServerResponseObject &response)
+{
+    return IsDownload(response) ? qint64(2) * RestServerFileDownloadContext::pieceSize
+                                : response.ResponseDataChunk()->Data().size();
+}
+
 // The host and port of an address such as "http://device:8081".
 QByteArray Authority(const QByteArray &origin)
 {
@@ -128,6 +135,15 @@ bool PromptExchange::AnswerWouldBeHuge(const RequestBody &body) const
            IndentedJsonLength(body.First()) > largestEcho;
 }
 
+// The others have short answers, and go on whatever slow clients hold.
+bool PromptExchange::MayHaveLargeAnswer() const
+{
+    return method == RestServerRequestMethod::Get && route != RestServerRequestUri::Info &&
+           route != RestServerRequestUri::WorkflowActive &&
+           route != RestServerRequestUri::SyncfilesMetadata &&
+           route != RestServerRequestUri::FilemgrUserMetadata;
+}
+
 std::unique_ptr<RestServerRequestObject> PromptExchange::MakeRequest(const RequestBody &body) const
 {
     return std::make_unique<RestServerRequestObject>(
@@ -136,18 +152,24 @@ std::unique_ptr<RestServerRequestObject> PromptExchange::MakeRequest(const Reque
 
 int PromptExchange::AnswerByHandlers(RequestBody *body)
 {
-    const auto question = std::make_shared<Question>();
+    const auto question = std::make_shared<Question>(services.answers);
     question->request = MakeRequest(*body);
     question->body = body->Memory();
     body->DropRest();
     record.received = body->Received();
-    const ModelCalls::Outcome outcome =
-        services.calls->Run([question, handlers = services.handlers, host = services.host] {
+    ModelCalls::Condition mayBegin;
+    if (MayHaveLargeAnswer()) {
+        mayBegin = [answers = services.answers] { return answers->HasRoom(); };
+    }
+    const ModelCalls::Outcome outcome = services.calls->Wait(services.calls->Post(
+        [question, handlers = services.handlers, host = services.host] {
             host->Reporter().TakeNotes(); // of uploads, which keep their own
             question->response.reset(handlers->Answer(question->request.get()));
+            question->answer.Hold(MemoryOf(*question->response));
             question->reports = host->Reporter().TakeNotes();
             question->request.reset();
-        });
+        },
+        std::move(mayBegin)));
     if (outcome != ModelCalls::Done) {
         return SendFailure(outcome);
     }
@@ -178,6 +200,7 @@ int PromptExchange::Send(std::unique_ptr<RestServerResponseObject> response)
     if (services.observation) {
         NoteAnswer(*response, &record);
     }
+    services.watch->Holds(ConnectionWatch::OfAnswers);
     if (IsDownload(*response)) {
         SendDownload(std::move(response));
         return code;

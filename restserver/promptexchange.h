@@ -4,6 +4,7 @@
 #include <chrono>
 #include <memory>
 
+#include "answermemory.h"
 #include "bodymemory.h"
 #include "connectionwatch.h"
 #include "modelcalls.h"
@@ -20,6 +21,7 @@ struct PromptServices
     std::shared_ptr<PromptHost> host;         // thread of the model only
     std::shared_ptr<PromptHandlers> handlers; // thread of the model only
     std::shared_ptr<BodyMemory> memory;
+    std::shared_ptr<AnswerMemory> answers;
     std::shared_ptr<Observation> observation; // null when nobody observes
     ConnectionWatch *watch;
 };
@@ -37,9 +39,14 @@ private:
     // A request and its answer, as they go to the thread of the model and come back.
     struct Question
     {
+        explicit Question(std::shared_ptr<AnswerMemory> answers)
+            : answer(std::move(answers))
+        {}
+
         std::unique_ptr<RestServerRequestObject> request;
         std::shared_ptr<const void> body; // the memory that the request's chunk refers to
         std::unique_ptr<RestServerResponseObject> response;
+        AnswerMemory::Share answer;
         QStringList reports;
     };
 
@@ -48,6 +55,7 @@ private:
     bool AsksForLeave() const;
     int GrantLeave();
     bool IsUpload() const;
+    bool MayHaveLargeAnswer() const;
     bool AnswerWouldBeHuge(const RequestBody &body) const;
     int AnswerByHandlers(RequestBody *body);
     int AnswerUpload(RequestBody *body);

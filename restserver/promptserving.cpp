@@ -34,6 +34,11 @@ PromptServing::PromptServing(IApplicationModel *host, const RestServerOptions &s
     services.host = std::make_shared<PromptHost>(host);
     services.handlers = std::make_shared<PromptHandlers>(services.host.get());
     services.memory = std::make_shared<BodyMemory>(httpThreads);
+    services.answers = std::make_shared<AnswerMemory>();
+    watch.SetScarcity(ConnectionWatch::OfBodies,
+                      [memory = services.memory] { return memory->IsScarce(); });
+    watch.SetScarcity(ConnectionWatch::OfAnswers,
+                      [answers = services.answers] { return !answers->HasRoom(); });
     if (options.observer != nullptr) {
         services.observation = std::make_shared<Observation>(options.observer, services.calls);
     }

@@ -81,7 +81,13 @@ RequestBody::RequestBody(mg_connection *conn, std::shared_ptr<BodyMemory> memory
 bool RequestBody::Grow()
 {
     const size_t size = std::min(std::max(buffer->size * 4, smallestBuffer), largestPiece);
-    return buffer->share.GrowTo(size) && buffer->Resize(size);
+    if (!buffer->share.GrowTo(size) || !buffer->Resize(size)) {
+        return false;
+    }
+    if (size > BodyMemory::alwaysGranted) {
+        watch->Holds(ConnectionWatch::OfBodies);
+    }
+    return true;
 }
 
 // What follows is read in smaller pieces, and others may use the memory of the large first one.

@@ -3,7 +3,12 @@
 
 The attacks, each seen to succeed on the interface as it was:
 - 300 connections that drip headers: answers took 28 to 30 s or did not come;
-- SIGTERM was ignored for 40 s and more while a client uploaded or downloaded steadily.
+- SIGTERM was ignored for 40 s and more while a client uploaded or downloaded steadily;
+- 11 connections that sent 4.9 MB at once and then a kilobyte a second held the memory of bodies:
+  every other upload above 64 KiB was told 408;
+- one upload that sent its first 5 MB at once and then a kilobyte a second kept the storage to itself:
+  every other upload was told 408;
+- 90 connections that asked for 16 MiB and hardly read took 1.4 GB of memory.
 
 usage: connections_test.py SIMULATOR
 """
@@ -62,6 +67,77 @@ class Dripping:
         except OSError:
             client.close()
             return None
+
+
+class Trickling:
+    """Clients that send `first` as fast as it is taken, and then 600 bytes each half second."""
+
+    def __init__(self, device, number, announced, first):
+        body = upload_body(device.path("slow"), b"x" * announced)[:first]
+        head = f"POST {UPLOAD} HTTP/1.1\r\nHost: a\r\nContent-Length: {announced}\r\n\r\n"
+        self.clients = [(connect(device.port), head.encode() + body) for _ in range(number)]
+        self.ended = threading.Event()
+        self.threads = [threading.Thread(target=self.send, args=each) for each in self.clients]
+
+    def __enter__(self):
+        for thread in self.threads:
+            thread.start()
+        return self
+
+    def __exit__(self, *exception):
+        self.ended.set()
+        for client, _ in self.clients:
+            try:
+                client.shutdown(socket.SHUT_RDWR)  # wakes a thread that sends
+            except OSError:
+                pass  # shut out
+        for thread in self.threads:
+            thread.join()
+
+    def send(self, client, first):
+        with client:
+            try:
+                client.sendall(first)
+                while not self.ended.wait(0.5):
+                    client.sendall(b"x" * 600)
+            except OSError:
+                pass  # shut out
+
+
+class Hoarders(SimulatorTest):
+    """Few clients, slow but above the floor, that hold what others need."""
+
+    def check_uploads_are_taken(self, size, times):
+        for _ in range(times):
+            body = upload_body(self.device.path("honest"), b"x" * size)
+            self.assertEqual(self.ask("POST", UPLOAD, body), (200, b"{\n}\n"))
+
+    def test_of_the_memory_of_bodies_keep_no_upload_out(self):
+        with Trickling(self.device, 11, 6_000_000, 4_900_000):
+            time.sleep(2)  # so that they hold all that they can get
+            self.check_uploads_are_taken(5_000_000, 3)
+
+    def test_of_the_storage_keep_no_upload_out(self):
+        with Trickling(self.device, 1, 8_000_000, 5_200_000):
+            time.sleep(11)  # until the storage takes nobody more
+            self.check_uploads_are_taken(1, 2)
+
+    def test_of_large_answers_take_no_gigabyte(self):
+        body = upload_body(self.device.path("large"), b"x" * (16 * MIB - 1))
+        self.ask("POST", UPLOAD, body)
+        request = f"GET /api/syncfiles/v1/userfiles{self.device.path('large')} HTTP/1.0\r\n\r\n"
+        clients = [connect(self.device.port) for _ in range(90)]
+        for client in clients:
+            client.send(request.encode())
+        highest, end = 0, time.monotonic() + 8
+        while time.monotonic() < end:
+            highest = max(highest, self.device.resident_kib())
+            time.sleep(0.1)
+        for client in clients:
+            client.close()
+        print(f"at most {highest // 1024} MiB", flush=True)
+        self.assertLess(highest, 800 * 1024)
+        self.assertEqual(self.ask("GET", "/info")[0], 200)
 
 
 class Crowd(SimulatorTest):

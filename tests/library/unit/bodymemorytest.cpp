@@ -3,6 +3,9 @@
 #include <deque>
 #include <future>
 #include <gtest/gtest.h>
+#include <thread>
+
+#include "answermemory.h"
 
 namespace {
 
@@ -77,6 +80,19 @@ TEST_F(BodyMemoryTest, ABodyThatShrankMayGrowAgain)
     EXPECT_TRUE(share.GrowTo(whole));
 }
 
+TEST_F(BodyMemoryTest, IsScarceWhileABodyWaits)
+{
+    Fill();
+    EXPECT_FALSE(memory->IsScarce());
+    EXPECT_TRUE(GrowsOnce(&shares.emplace_back(memory), [this] {
+        while (!memory->IsScarce()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        shares.pop_front();
+    }));
+    EXPECT_FALSE(memory->IsScarce());
+}
+
 TEST_F(BodyMemoryTest, StopEndsAWait)
 {
     Fill();
@@ -87,4 +103,18 @@ TEST_F(BodyMemoryTest, NothingIsGrantedAfterStop)
 {
     memory->Stop();
     EXPECT_FALSE(shares.emplace_back(memory).GrowTo(whole));
+}
+
+TEST(AnswerMemoryTest, HasNoRoomWhileAnswersHoldIt)
+{
+    const auto memory = std::make_shared<AnswerMemory>();
+    {
+        AnswerMemory::Share first(memory);
+        AnswerMemory::Share second(memory);
+        first.Hold(AnswerMemory::room - 1);
+        EXPECT_TRUE(memory->HasRoom());
+        second.Hold(1);
+        EXPECT_FALSE(memory->HasRoom());
+    }
+    EXPECT_TRUE(memory->HasRoom());
 }

@@ -102,13 +102,15 @@ class ConnectionWatchTest : public testing::Test
 {
 protected:
     // One connection on a thread of its own, until it is shut down.
-    std::future<void> Serve(size_t pieceSize)
+    std::future<void> Serve(size_t pieceSize,
+                            ConnectionWatch::Memory memory = ConnectionWatch::None)
     {
         clients.push_back(listener.Connect());
         const std::shared_ptr<Descriptor> server = listener.Accept();
-        return std::async(std::launch::async, [this, server, pieceSize] {
+        return std::async(std::launch::async, [this, server, pieceSize, memory] {
             watch.Enter();
             watch.Identify(Peer(*server));
+            watch.Holds(memory);
             std::vector<char> piece(pieceSize);
             ssize_t count = 1;
             while (count > 0) {
@@ -245,6 +247,28 @@ TEST_F(ConnectionWatchTest, WhatMovesIsNotShutDownInTheSteadOfASlowOneThatIsYoun
     while (slow.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
         ASSERT_TRUE(move());
         ASSERT_EQ(fast.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    }
+    clients.clear();
+}
+
+TEST_F(ConnectionWatchTest, ASlowOneThatHoldsWhatOthersWaitForIsShutDown)
+{
+    watch.SetScarcity(ConnectionWatch::OfBodies, [] { return true; });
+    watch.Start(ListeningSockets());
+    Serve(1000000, ConnectionWatch::OfBodies).get();
+}
+
+TEST_F(ConnectionWatchTest, OneThatMovesMayHoldWhatOthersWaitFor)
+{
+    watch.SetScarcity(ConnectionWatch::OfAnswers, [] { return true; });
+    watch.Start(ListeningSockets());
+    auto fast = Serve(250000, ConnectionWatch::OfAnswers);
+    const std::string piece(250000, 'x');
+    const auto oldEnough = std::chrono::steady_clock::now() + std::chrono::seconds(4);
+    while (std::chrono::steady_clock::now() < oldEnough) {
+        ASSERT_EQ(send(*clients[0], piece.data(), piece.size(), MSG_NOSIGNAL),
+                  static_cast<ssize_t>(piece.size()));
+        ASSERT_EQ(fast.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     }
     clients.clear();
 }
