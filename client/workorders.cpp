@@ -5,8 +5,8 @@
 namespace {
 
 constexpr char byId[] = "/api/workflow/v1/workorder/";
-constexpr char list[] = "/api/workflow/v1/list";
-constexpr char active[] = "/api/workflow/v1/active";
+constexpr char listRoute[] = "/api/workflow/v1/list";
+constexpr char activeRoute[] = "/api/workflow/v1/active";
 constexpr char bulkUpdate[] = "/api/workflow/v1/workorders";
 
 QJsonObject WithoutImage(QJsonObject test)
@@ -70,7 +70,7 @@ QJsonObject WorkOrders::Get(const QString &id)
 
 QString WorkOrders::Active()
 {
-    const QJsonValue id = connection.Get(active).object().value("activeWorkOrderId");
+    const QJsonValue id = connection.Get(activeRoute).object().value("activeWorkOrderId");
     if (!id.isString()) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer does not tell the active work order"));
@@ -80,7 +80,7 @@ QString WorkOrders::Active()
 
 QHash<QString, QString> WorkOrders::Times()
 {
-    const QJsonValue orders = connection.Get(list).object().value("workOrderInfo");
+    const QJsonValue orders = connection.Get(listRoute).object().value("workOrderInfo");
     if (!orders.isArray()) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no list of work orders"));
@@ -98,7 +98,7 @@ void WorkOrders::SetActive(const QString &id)
 {
     RequireId(id);
     const QJsonDocument body(QJsonObject{{"activeWorkOrderId", id}});
-    connection.Put(active, body.toJson(QJsonDocument::Compact));
+    connection.Put(activeRoute, body.toJson(QJsonDocument::Compact));
     const QString now = Active();
     if (now != id) {
         throw ClientError(

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr qint64 pauseMs = 12'000;
+constexpr qint64 readerPauseMs = 12'000;
 constexpr int clients = 10;
 
 QString LoadId(int number)
@@ -163,7 +163,7 @@ void WaitsForReader(CheckedDevice &device)
     Require(exchange.Connect(), "no connection");
     exchange.Send(exchange.Text(request));
     exchange.ReceiveSome(1000);
-    Wait(pauseMs);
+    Wait(readerPauseMs);
     const HttpAnswer answer = exchange.Receive(request.method);
     device.Log(request, answer);
     if (answer.problem.isEmpty()) {
@@ -180,7 +180,7 @@ void SurvivesReader(CheckedDevice &device)
     Require(exchange.Connect(), "no connection");
     exchange.Send(exchange.Text({"GET", DeviceConnection::Route(Routes::userFiles, path), {}}));
     exchange.ReceiveSome(1000);
-    Wait(pauseMs);
+    Wait(readerPauseMs);
     exchange.Abort();
     Expect::Object(device.Get(Routes::info));
 }
@@ -192,7 +192,7 @@ void SurvivesWriter(CheckedDevice &device)
     Require(exchange.Connect(), "no connection");
     const QByteArray text = exchange.Text(request);
     exchange.Send(text.left(text.size() - 10));
-    Wait(pauseMs);
+    Wait(readerPauseMs);
     Expect::Object(device.Get(Routes::info));
 }
 
