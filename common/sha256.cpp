@@ -1,6 +1,7 @@
 #include "sha256.h"
 
 #include <QByteArray>
+#include <cerrno>
 #include <fcntl.h>
 #include <new>
 
@@ -37,7 +38,7 @@ QString Sha256::Text() const
     return QString::fromLatin1(sum.toHex());
 }
 
-QString Sha256::OfFile(const FileDescriptor &file)
+QString Sha256::OfFile(const FileDescriptor &file, const std::function<bool()> &goesOn)
 {
     constexpr int pieceSize = 256 * 1024;
     posix_fadvise(file.Number(), 0, 0, POSIX_FADV_SEQUENTIAL);
@@ -46,6 +47,10 @@ QString Sha256::OfFile(const FileDescriptor &file)
     qint64 offset = 0;
     qint64 count = 0;
     while ((count = file.Read(piece.data(), pieceSize, offset)) > 0) {
+        if (!goesOn()) {
+            errno = ECANCELED;
+            return QString();
+        }
         sum.Add(piece.constData(), static_cast<std::size_t>(count));
         offset += count;
     }

@@ -3,6 +3,7 @@
 
 #include <QString>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <openssl/evp.h>
 
@@ -29,9 +30,11 @@ public:
 
     /**
      * The sum of an open file from its start to its end, read in pieces, so that memory does not
-     * grow with its size. A null string when it cannot be read, with `errno` set.
+     * grow with its size. A null string when it cannot be read, with `errno` set, also once
+     * `goesOn`, asked before each piece, is false.
      */
-    static QString OfFile(const FileDescriptor &file);
+    static QString OfFile(
+        const FileDescriptor &file, const std::function<bool()> &goesOn = [] { return true; });
 
 private:
     struct FreeContext

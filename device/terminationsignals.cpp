@@ -4,6 +4,16 @@
 #include <unistd.h>
 #include <utility>
 
+namespace {
+
+bool IsIgnored(int number)
+{
+    struct sigaction action = {};
+    return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+} // namespace
+
 TerminationSignals::TerminationSignals(std::function<void()> onSignal)
     : callback(std::move(onSignal))
 {
@@ -11,6 +21,9 @@ TerminationSignals::TerminationSignals(std::function<void()> onSignal)
     sigemptyset(&watched);
     sigaddset(&watched, SIGINT);
     sigaddset(&watched, SIGTERM);
+    if (!IsIgnored(SIGHUP)) { // as it is for programs that outlive their terminal
+        sigaddset(&watched, SIGHUP);
+    }
     pthread_sigmask(SIG_BLOCK, &watched, &formerMask);
     descriptor = signalfd(-1, &watched, SFD_CLOEXEC | SFD_NONBLOCK);
     notifier = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
@@ -23,6 +36,14 @@ TerminationSignals::~TerminationSignals()
     Release();
     notifier.reset();
     close(descriptor);
+}
+
+bool TerminationSignals::IsPending()
+{
+    sigset_t pending;
+    sigpending(&pending);
+    return sigismember(&pending, SIGINT) == 1 || sigismember(&pending, SIGTERM) == 1 ||
+           sigismember(&pending, SIGHUP) == 1;
 }
 
 void TerminationSignals::Receive()

@@ -7,7 +7,7 @@
 #include <memory>
 
 /**
- * Turns SIGINT and SIGTERM into a call on the main thread.
+ * Turns SIGINT, SIGTERM and, where it is not ignored, SIGHUP into a call on the main thread.
  *
  * Made before any other thread, so that all of them leave these signals alone. The first signal
  * calls the function from the event loop. A second one ends the process at once, in case the
@@ -19,6 +19,9 @@ public:
     explicit TerminationSignals(std::function<void()> onSignal);
     TerminationSignals(const TerminationSignals &) = delete;
     TerminationSignals &operator=(const TerminationSignals &) = delete;
+
+    /** True while one was sent that the event loop has not come to yet. */
+    static bool IsPending();
 
     /** Gives the signals back their former treatment. */
     ~TerminationSignals();

@@ -1,6 +1,7 @@
 #include "filedigestcache.h"
 
 #include <sys/stat.h>
+#include <utility>
 
 #include "sha256.h"
 
@@ -14,8 +15,9 @@ bool HasStatus(const FileDescriptor &descriptor, const FileStatus &expected)
 
 } // namespace
 
-FileDigestCache::FileDigestCache(int capacity)
+FileDigestCache::FileDigestCache(int capacity, std::function<bool()> mayGoOn)
     : digests(capacity)
+    , goesOn(std::move(mayGoOn))
 {}
 
 QString FileDigestCache::Digest(const FileDescriptor &descriptor, const FileStatus &status)
@@ -24,7 +26,7 @@ QString FileDigestCache::Digest(const FileDescriptor &descriptor, const FileStat
     if (!known.isNull()) {
         return known;
     }
-    QString computed = Sha256::OfFile(descriptor);
+    QString computed = Sha256::OfFile(descriptor, goesOn);
     if (!computed.isNull() && HasStatus(descriptor, status)) {
         digests.insert(status, new QString(computed));
     }

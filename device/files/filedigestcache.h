@@ -3,6 +3,7 @@
 
 #include <QCache>
 #include <QString>
+#include <functional>
 
 #include "filedescriptor.h"
 #include "filestatus.h"
@@ -19,13 +20,17 @@
 class FileDigestCache
 {
 public:
+    static constexpr int usual = 4096; ///< capacity
+
     /** Remembers up to `capacity` digests, at some 250 bytes each. */
-    explicit FileDigestCache(int capacity = 4096);
+    explicit FileDigestCache(
+        int capacity = usual, std::function<bool()> goesOn = [] { return true; });
 
     /**
      * The digest of an open file whose status is `status`; computed when it is not known. A null
-     * string when the file could not be read, with `errno` set. A file that changes while it is
-     * being read is not remembered.
+     * string when the file could not be read, with `errno` set, also once `goesOn` is false: the
+     * digest of a large file takes longer than the end of a program may. A file that changes while
+     * it is being read is not remembered.
      */
     QString Digest(const FileDescriptor &descriptor, const FileStatus &status);
 
@@ -34,6 +39,7 @@ public:
 
 private:
     QCache<FileStatus, QString> digests;
+    std::function<bool()> goesOn;
 };
 
 #endif

@@ -12,6 +12,7 @@
 #include "jobmodel.h"
 #include "storagemodel.h"
 #include "syncfilesmodel.h"
+#include "terminationsignals.h"
 #include "userfiledirectory.h"
 #include "viewmodels.h"
 #include "workorderstore.h"
@@ -36,7 +37,8 @@ public:
 
     DeviceFolder folder;
     UserFileDirectory userFiles;
-    FileDigestCache digests;
+    FileDigestCache digests{FileDigestCache::usual,
+                            [] { return !TerminationSignals::IsPending(); }};
     StorageModel storage;
     ModeModel mode;
     JobPanelModel jobPanel;

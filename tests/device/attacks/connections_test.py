@@ -3,7 +3,8 @@
 
 The attacks, each seen to succeed on the interface as it was:
 - 300 connections that drip headers: answers took 28 to 30 s or did not come;
-- SIGTERM was ignored for 40 s and more while a client uploaded or downloaded steadily;
+- SIGTERM was ignored for 40 s and more while a client uploaded or downloaded steadily, and while
+  the digest of a large file was formed;
 - 11 connections that sent 4.9 MB at once and then a kilobyte a second held the memory of bodies:
   every other upload above 64 KiB was told 408;
 - one upload that sent its first 5 MB at once and then a kilobyte a second kept the storage to itself:
@@ -241,6 +242,22 @@ class End(SimulatorTest):
         self.serve()
         self.download_steadily()
         self.check_end(within=3)
+
+    def test_while_the_digest_of_a_large_file_is_formed(self):
+        self.start()
+        with open(self.device.path("large"), "wb") as file:
+            file.truncate(20_000_000_000)
+        path = f"/api/syncfiles/v1/userfiles{self.device.path('large')}"
+        request = f"PUT {path} HTTP/1.1\r\nHost: a\r\nContent-Length: 0\r\n\r\n"
+        with connect(self.device.port) as client:
+            client.send(request.encode())
+            while self.device.path("large") not in self.open_files():
+                time.sleep(0.01)
+            self.check_end(within=3)
+
+    def open_files(self):
+        folder = f"/proc/{self.device.process.pid}/fd"
+        return [os.path.realpath(os.path.join(folder, name)) for name in os.listdir(folder)]
 
     def test_while_many_drip(self):
         self.serve()

@@ -43,6 +43,16 @@ protected:
     FileDigestCache digests;
 };
 
+TEST_F(FileDigestCacheTest, AFileIsNotReadToItsEndOnceThatIsNotWanted)
+{
+    Write("file", QByteArray(1'000'000, 'a'));
+    int pieces = 0;
+    FileDigestCache stopping(1, [&pieces] { return ++pieces < 3; });
+    EXPECT_TRUE(Digest(stopping, "file").isNull());
+    EXPECT_EQ(pieces, 3);
+    EXPECT_TRUE(stopping.Known(Status("file")).isNull());
+}
+
 TEST_F(FileDigestCacheTest, TheEmptyFile)
 {
     Write("file", "");

@@ -23,10 +23,33 @@ int CallsAfter(int signal)
     return calls;
 }
 
-TEST(TerminationSignalsTest, BothSignalsCallTheFunctionFromTheEventLoop)
+TEST(TerminationSignalsTest, TheSignalsCallTheFunctionFromTheEventLoop)
 {
     EXPECT_EQ(CallsAfter(SIGINT), 1);
     EXPECT_EQ(CallsAfter(SIGTERM), 1);
+    EXPECT_EQ(CallsAfter(SIGHUP), 1);
+}
+
+TEST(TerminationSignalsTest, AHangupThatIsIgnoredStaysIgnored)
+{
+    std::signal(SIGHUP, SIG_IGN);
+    {
+        const TerminationSignals termination([] {});
+        kill(getpid(), SIGHUP);
+        EXPECT_FALSE(TerminationSignals::IsPending());
+    }
+    std::signal(SIGHUP, SIG_DFL);
+}
+
+TEST(TerminationSignalsTest, ASignalIsPendingUntilTheEventLoopComesToIt)
+{
+    QEventLoop loop;
+    const TerminationSignals termination([&] { loop.quit(); });
+    EXPECT_FALSE(TerminationSignals::IsPending());
+    kill(getpid(), SIGTERM);
+    EXPECT_TRUE(TerminationSignals::IsPending());
+    loop.exec();
+    EXPECT_FALSE(TerminationSignals::IsPending());
 }
 
 TEST(TerminationSignalsTest, ASignalIsSeenEvenWhereItWasIgnored)
