@@ -4,6 +4,20 @@
 
 #include "printabletext.h"
 
+namespace {
+
+// What a client sent may be in it: a name of a megabyte is not to fill the log.
+QString Shortened(const QString &text)
+{
+    constexpr int longest = 1000;
+    return text.size() <= longest
+               ? text
+               : QStringLiteral("%1... (%2 more characters)")
+                     .arg(text.left(longest), QString::number(text.size() - longest));
+}
+
+} // namespace
+
 void PrintLine(std::FILE *output, const QString &text)
 {
     const QByteArray line = OnOneLine(text).toUtf8() + '\n';
@@ -14,5 +28,6 @@ void PrintLine(std::FILE *output, const QString &text)
 void PrintLogLine(std::FILE *output, const char *kind, const QString &text)
 {
     const QString time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-    PrintLine(output, time + QLatin1Char(' ') + QLatin1String(kind) + QLatin1String(": ") + text);
+    PrintLine(output, time + QLatin1Char(' ') + QLatin1String(kind) + QLatin1String(": ") +
+                          Shortened(text));
 }

@@ -34,6 +34,16 @@ TEST(OutputLineTest, ALogLineBeginsWithTimeAndKind)
                     .hasMatch());
 }
 
+TEST(OutputLineTest, OfALongTextALogLineHasTheBeginning)
+{
+    PrintedLines lines;
+    PrintLogLine(lines.Stream(), "error", QString(1000, 'x'));
+    EXPECT_TRUE(lines.Text().endsWith("xx\n"));
+    PrintLogLine(lines.Stream(), "error", "%2" + QString(20000, 'x'));
+    EXPECT_TRUE(lines.Text().endsWith("xxx... (19002 more characters)\n"));
+    EXPECT_LT(lines.Text().size(), 2200);
+}
+
 TEST(OutputLineTest, LinesOfSeveralThreadsDoNotMix)
 {
     PrintedLines lines;
