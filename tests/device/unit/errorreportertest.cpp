@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 
+#include "printedlines.h"
+
 namespace {
 
 QString Reported(const QString &message, const char *source, int line)
@@ -43,6 +45,33 @@ TEST(ErrorReporterTest, PlaceholdersInTheMessageStayAsTheyAre)
 TEST(ErrorReporterTest, OtherScriptsArePrintedAsUtf8)
 {
     EXPECT_TRUE(Reported("Größe 測定", "s", 1).endsWith(" error: Größe 測定 (s:1)\n"));
+}
+
+TEST(ErrorReporterTest, WhatIsReportedOverAndOverIsCounted)
+{
+    PrintedLines lines;
+    {
+        ErrorReporter reporter(lines.Stream());
+        for (int time = 0; time < 10'000; ++time) {
+            reporter.ReportError("Illegal state", "s", 1);
+        }
+        reporter.ReportError("something else", "s", 2);
+        EXPECT_EQ(reporter.Count(), 10'001U);
+    }
+    const QStringList printed = lines.Text().split('\n', Qt::SkipEmptyParts);
+    EXPECT_LT(printed.size(), 1000); // 22 in each second
+    EXPECT_TRUE(printed.at(printed.size() - 2).contains("more times: Illegal state (s:1)"));
+    EXPECT_TRUE(printed.last().endsWith("something else (s:2)"));
+}
+
+TEST(ErrorReporterTest, AFewOfTheSameAreAllPrinted)
+{
+    PrintedLines lines;
+    ErrorReporter reporter(lines.Stream());
+    for (int time = 0; time < 20; ++time) {
+        reporter.ReportError("same", "s", 1);
+    }
+    EXPECT_EQ(lines.Text().count("same (s:1)\n"), 20);
 }
 
 } // namespace
