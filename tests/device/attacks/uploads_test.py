@@ -10,6 +10,9 @@ The attacks, each seen to succeed on the interface as it was:
   once nobody read there;
 - a first part that never ends took all memory;
 - 5 MB of parts after refused metadata wrote 714,279 lines to the log;
+- a file that was replaced while it was downloaded reached its client with bytes of both, one that was
+  deleted was cut short, and both downloads ended properly;
+- an upload named ".parlowen-upload-passing" was told stored, and removed by the next one;
 - "fileSize" 0 filled the disk, reserve included, and was answered with success.
 
 usage: uploads_test.py SIMULATOR
@@ -168,6 +171,50 @@ class OtherFilesOfTheDevice(Attack):
         self.assertIn({}, answers)
         self.assertIn(REFUSED, answers)
         self.assertEqual(sorted(os.listdir(f"{self.device.data}/workorders")), before)
+
+
+class Downloads(Attack):
+    """Of files that change on their way; the window of the client is small, so that they are slow."""
+
+    SIZE = 40_000_000
+
+    def begin_download(self, name):
+        client = socket.socket()
+        client.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 65536)
+        client.connect(("127.0.0.1", self.device.port))
+        client.sendall(f"GET {UPLOAD}{self.device.path(name)} HTTP/1.1\r\nHost: a\r\n\r\n".encode())
+        answer = http.client.HTTPResponse(client)
+        client.close()  # the answer keeps it
+        answer.begin()
+        self.addCleanup(answer.close)
+        self.assertEqual(answer.read(1000), b"A" * 1000)
+        return answer
+
+    def check_it_is_broken(self, answer):
+        with self.assertRaises(http.client.IncompleteRead) as broken:
+            answer.read()
+        self.assertNotIn(b"B", broken.exception.partial)
+
+    def test_of_a_file_that_is_replaced_is_broken(self):
+        self.assertEqual(self.upload(self.device.path("file"), b"A" * self.SIZE), {})
+        answer = self.begin_download("file")
+        self.assertEqual(self.upload(self.device.path("file"), b"B" * self.SIZE), {})
+        self.check_it_is_broken(answer)
+
+    def test_of_a_file_that_is_deleted_is_broken(self):
+        self.assertEqual(self.upload(self.device.path("file"), b"A" * self.SIZE), {})
+        answer = self.begin_download("file")
+        self.assertEqual(self.ask_json("DELETE", UPLOAD + self.device.path("file")), {})
+        self.check_it_is_broken(answer)
+
+
+class HiddenNames(Attack):
+    def test_are_refused_and_nothing_stored_is_lost(self):
+        for name in (".parlowen-upload-passing", ".parlowen-upload-1-1"):
+            self.assertEqual(self.upload(self.device.path(name)), REFUSED, name)
+        self.assertEqual(self.upload(self.device.path("file"), b"first"), {})
+        self.assertEqual(self.upload(self.device.path("file"), b"second"), {})
+        self.assertEqual(self.ask("GET", UPLOAD + self.device.path("file"))[1], b"second")
 
 
 class NoRegularFiles(Attack):
