@@ -124,11 +124,12 @@ QVector<AssertionResult> CheckReport::WorstFirst(const CheckResult &result)
 
 QString CheckReport::Summary(const CheckResult &result)
 {
-    return QString("%1 assertions: %2 passed, %3 failed, %4 warnings, %5 not tested, %6 s")
+    const int warnings = result.Count(Verdict::Warn);
+    return QString("%1 assertions: %2 passed, %3 failed, %4, %5 not tested, %6 s")
         .arg(result.results.size())
         .arg(result.Count(Verdict::Pass))
         .arg(result.Count(Verdict::Fail))
-        .arg(result.Count(Verdict::Warn))
+        .arg(warnings == 1 ? QStringLiteral("1 warning") : QString("%1 warnings").arg(warnings))
         .arg(result.Count(Verdict::NotTested))
         .arg(static_cast<double>(result.milliseconds) / msPerSecond, 0, 'f', 1);
 }

@@ -1,4 +1,5 @@
 #include <QFile>
+#include <algorithm>
 
 #include "checkreport.h"
 
@@ -67,14 +68,29 @@ QString Count(const CheckResult &result, Verdict verdict, const QString &words)
         .arg(words);
 }
 
+// What was not asked for, or what a device need not have, is not missed.
+int Missed(const CheckResult &result)
+{
+    const auto isMissed = [](const AssertionResult &one) {
+        return one.verdict == Verdict::NotTested && !one.text.contains(": needs --") &&
+               !one.text.endsWith("need not");
+    };
+    return static_cast<int>(std::count_if(result.results.begin(), result.results.end(), isMissed));
+}
+
 QString Outcome(const CheckResult &result)
 {
     if (result.interrupted) {
         return "<p class=\"outcome warn\">The check was interrupted</p>";
     }
-    return result.Count(Verdict::Fail) == 0
-               ? "<p class=\"outcome pass\">The device keeps the interface</p>"
-               : "<p class=\"outcome fail\">The device does not keep the interface</p>";
+    if (result.Count(Verdict::Fail) > 0) {
+        return "<p class=\"outcome fail\">The device does not keep the interface</p>";
+    }
+    if (result.wrote && Missed(result) > 0) {
+        return QString("<p class=\"outcome warn\">Nothing failed, %1 could not be tested</p>")
+            .arg(Missed(result));
+    }
+    return "<p class=\"outcome pass\">The device keeps the interface</p>";
 }
 
 QString Counts(const CheckResult &result)

@@ -100,7 +100,8 @@ class RightDevice(unittest.TestCase):
         page = self.html.read_text()
         version = subprocess.run([CLIENT, "--version"], capture_output=True, text=True,
                                  check=True).stdout.strip()
-        for text in ("http://127.0.0.1:8081", "PW-000042", version, "Signature"):
+        for text in ("http://127.0.0.1:8081", "PW-000042", version, "Signature",
+                     "The device keeps the interface"):
             self.assertIn(text, page)
 
     def test_page_names_every_assertion(self):
@@ -159,10 +160,12 @@ class OtherDevices(unittest.TestCase):
                 self.assertEqual((failures(report), status), ({}, DONE))
 
     def test_folder_that_nothing_tells_is_a_reason(self):
+        page = pathlib.Path("empty.html").resolve()
         with CheckedDevice(empty=True):
-            status, report = check("--write")
+            status, report = check("--write", "--report", str(page))
         self.assertEqual((failures(report), status), ({}, DONE))
         self.assertEqual(verdict(report, "stored.size-1.download"), "NOT TESTED")
+        self.assertNotIn("The device keeps the interface", page.read_text())
 
     def test_a_reason_for_many_is_told_once(self):
         with CheckedDevice(empty=True):
