@@ -112,6 +112,11 @@ FileSystemSandbox::Result Lacks(const FileSystemSandbox::Rules &rules, int kerne
 
 } // namespace
 
+std::vector<std::string> FileSystemSandbox::TimeZoneFiles()
+{
+    return {"/etc/localtime", "/usr/share/zoneinfo"};
+}
+
 int FileSystemSandbox::KernelVersion()
 {
     const long version = Landlock::Version();

@@ -21,7 +21,8 @@
  * HTTP threads, which can have a domain of their own, so that no upload reaches the application's
  * own database:
  *
- *     const FileSystemSandbox::Domain uploads({{"/media/card"}, {"/etc/localtime"}, false});
+ *     const FileSystemSandbox::Domain uploads(
+ *         {{"/media/card"}, FileSystemSandbox::TimeZoneFiles(), false});
  *     RestServerOptions options = RestServerOptions::Prompt();
  *     options.prepareWorker = [&uploads] {
  *         return uploads.Enter().outcome == FileSystemSandbox::Outcome::Confined;
@@ -70,6 +71,12 @@ struct Result
     Outcome outcome;    ///< whether the rules are in force
     std::string reason; ///< one line without a line end; empty when confined
 };
+
+/**
+ * What a thread reads that asks for the local time. The time zone belongs to the whole process, and
+ * the thread that asks first finds it: where that thread may not read these, it is UTC for all.
+ */
+std::vector<std::string> TimeZoneFiles();
 
 /** The version of the kernel's interface, 0 where there is none. */
 int KernelVersion();

@@ -290,7 +290,8 @@ int main(int argc, char *argv[])
     // Uploads are written by the HTTP threads, which need nothing but the user files: whatever path
     // a client names, they reach nothing else.
     const std::string userFiles = QFile::encodeName(directory.filePath("files")).toStdString();
-    const FileSystemSandbox::Domain uploads({{userFiles}, {"/etc/localtime"}, false});
+    const FileSystemSandbox::Domain uploads(
+        {{userFiles}, FileSystemSandbox::TimeZoneFiles(), false});
 
     RestServerModel server;
     RestServerOptions options = RestServerOptions::Prompt();

@@ -10,7 +10,8 @@ namespace {
 // client names, they do not reach the database.
 FileSystemSandbox::Rules OnlyUserFiles(const QDir &folder)
 {
-    return {{QFile::encodeName(folder.filePath("files")).toStdString()}, {"/etc/localtime"}, false};
+    const std::string userFiles = QFile::encodeName(folder.filePath("files")).toStdString();
+    return {{userFiles}, FileSystemSandbox::TimeZoneFiles(), false};
 }
 
 // A kernel without Landlock serves unconfined and says so.

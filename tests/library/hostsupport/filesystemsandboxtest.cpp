@@ -2,6 +2,7 @@
 #include <QTemporaryDir>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <fcntl.h>
 #include <filesystemsandbox.h>
 #include <functional>
@@ -335,6 +336,20 @@ TEST_F(FileSystemSandboxDomain, LeavesWhatIsOpenToTheMessageHandlerOfAConfinedTh
     EXPECT_EQ(OnThread(domain, [log] { return write(log, "line", 4) == 4 ? 0 : errno; }), 0);
     EXPECT_EQ(OnThread(domain, [this] { return Write(Path("outside/log")); }), Refused());
     close(log);
+}
+
+TEST_F(FileSystemSandboxDomain, LeavesTheProcessItsTimeZone)
+{
+    const Rules rules = {{Path("inside")}, FileSystemSandbox::TimeZoneFiles(), false};
+    EXPECT_EQ(InChild([&] {
+                  setenv("TZ", "Asia/Tokyo", 1);
+                  const FileSystemSandbox::Domain domain(rules);
+                  return OnThread(domain, [] {
+                      const time_t now = time(nullptr);
+                      return static_cast<int>(std::localtime(&now)->tm_gmtoff / 3600);
+                  });
+              }),
+              9);
 }
 
 TEST_F(FileSystemSandboxDomain, SaysWhyItCannotBeMadeAndConfinesNobody)
