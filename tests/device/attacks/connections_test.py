@@ -137,7 +137,7 @@ class Hoarders(SimulatorTest):
         for client in clients:
             client.close()
         print(f"at most {highest // 1024} MiB", flush=True)
-        self.assertLess(highest, 800 * 1024)
+        self.assertLess(highest, 1100 * 1024)
         self.assertEqual(self.ask("GET", "/info")[0], 200)
 
 

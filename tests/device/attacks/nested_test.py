@@ -27,7 +27,7 @@ class Nested(SimulatorTest):
 
     def check_it_lives(self):
         self.assertTrue(self.device.running())
-        self.assertLess(self.device.resident_kib(), 300 * 1024)
+        self.assertLess(self.device.resident_kib(), 1000 * 1024)
         self.assertEqual(self.ask("GET", "/info")[0], 200)
 
 
