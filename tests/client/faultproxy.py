@@ -8,6 +8,8 @@ import threading
 UP = "up"  # from the client to the device
 DOWN = "down"  # from the device to the client
 
+SMALL_BODY = 1 << 20
+
 
 @dataclasses.dataclass
 class Fault:
@@ -121,11 +123,22 @@ class FaultProxy:
                 fault = next((f for f in self.faults if f.claims(head)), None)
             if fault and fault.kind == "answer":
                 fault.happened += 1
-                record[UP] += head
+                record[UP] += self._with_small_body(client, head)
                 client.sendall(fault.answer)
                 return
             with socket.create_connection(self.device) as device:
                 self._relay(client, device, head, fault, record)
+
+    @staticmethod
+    def _with_small_body(client, head):
+        """What is closed with a body unread resets the connection, and the answer can be lost with
+        it; that is for large bodies only."""
+        length = re.search(rb"(?i)\r\nContent-Length: *(\d+)", head)
+        if length and int(length[1]) <= SMALL_BODY:
+            whole = head.find(b"\r\n\r\n") + 4 + int(length[1])
+            while len(head) < whole and (data := client.recv(1 << 16)):
+                head += data
+        return head
 
     def _relay(self, client, device, head, fault, record):
         up = _Stream(client, device, fault if fault and fault.direction == UP else None, record[UP])
