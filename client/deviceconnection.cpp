@@ -40,6 +40,16 @@ ClientError NotServed(int status, const QByteArray &page)
             text.isEmpty() ? QString("the device answered with status %1").arg(status) : text};
 }
 
+void RequireWhole(const Transfer::Answer &answer)
+{
+    if (answer.body.size() > Transfer::longestDocument) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QString("the answer is longer than %1 MiB, which only that to \"files "
+                                  "get\" may be")
+                              .arg(Transfer::longestDocument >> 20));
+    }
+}
+
 // What is shown of a body by --trace.
 QString Shortened(const QByteArray &body)
 {
@@ -121,7 +131,9 @@ void DeviceConnection::DeleteForEmptyAnswer(const QByteArray &route)
 Transfer::Answer DeviceConnection::Any(const QByteArray &method, const QByteArray &route,
                                        const QByteArray &body)
 {
-    return Simple({method, route, body});
+    Transfer::Answer answer = Simple({method, route, body});
+    RequireWhole(answer);
+    return answer;
 }
 
 void DeviceConnection::Download(const QByteArray &route, QFile &sink, qint64 announced,
@@ -285,12 +297,7 @@ QJsonDocument DeviceConnection::Json(const Transfer::Answer &answer) const
     if (answer.status != statusDone) {
         throw NotServed(answer.status, answer.body);
     }
-    if (answer.body.size() > Transfer::longestDocument) {
-        throw ClientError(
-            ExitStatus::TransferCorrupt,
-            QString("the answer is longer than %1 MiB, which no answer of a device is")
-                .arg(Transfer::longestDocument >> 20));
-    }
+    RequireWhole(answer);
     QJsonParseError error{};
     QJsonDocument document = QJsonDocument::fromJson(answer.body, &error);
     if (error.error != QJsonParseError::NoError) {

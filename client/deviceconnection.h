@@ -66,7 +66,7 @@ public:
     void DeleteForEmptyAnswer(const QByteArray &route);
     void PutForEmptyAnswer(const QByteArray &route);
 
-    /** Any method and any answer, of which only the transport is judged. */
+    /** Any method and any answer, of which only the transport and the length are judged. */
     Transfer::Answer Any(const QByteArray &method, const QByteArray &route, const QByteArray &body);
 
     /**

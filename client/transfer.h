@@ -34,15 +34,16 @@ public:
         qint64 announced = 0;
     };
 
-    /** The longest body that is kept of a success: a longer one is cut off after one byte more. */
-    static constexpr int longestDocument = 64 << 20;
+    /** The longest body that is kept of a success, a list of some 80,000 files: a longer one is cut
+     * off after one byte more. */
+    static constexpr int longestDocument = 16 << 20;
 
     /** Called with the bytes of the body that have passed so far. Must not throw. */
     using Progress = std::function<void(qint64 done)>;
 
     /**
      * @param startedReply deleted with the transfer
-     * @param bodySink without a device the body is in the answer, bounded: 64 MiB of a success and
+     * @param bodySink without a device the body is in the answer, bounded: 16 MiB of a success and
      * 64 KiB of an error page, of which the rest is not waited for
      * @param progressOfBody told of the sink's bytes, or without a sink of the bytes sent; may be
      * empty without a sink

@@ -155,7 +155,9 @@ ExitStatus ApiCommand::Run(DeviceConnection &connection, const Output &output)
         throw ClientError(ExitStatus::DeviceRefused,
                           QString("the device answered with status %1").arg(answer.status));
     }
-    return DeviceConnection::IsErrorObject(QJsonDocument::fromJson(answer.body))
+    constexpr int longestError = 1 << 20; // parsing takes twenty times the memory of what it reads
+    return answer.body.size() <= longestError &&
+                   DeviceConnection::IsErrorObject(QJsonDocument::fromJson(answer.body))
                ? ExitStatus::DeviceRefused
                : ExitStatus::Done;
 }

@@ -219,6 +219,17 @@ class WorkOrders(ClientTest):
         self.assertEqual(self.expect(DONE, "workorders", "active", "--json").json(),
                          {"activeWorkOrderId": "a1"})
 
+    def test_active_work_order_that_the_device_did_not_set(self):
+        self.put({"workOrderId": "a1"})
+        self.expect(DONE, "workorders", "active", "a1")
+        self.put({"workOrderId": "a2"})
+        body = b'{"activeWorkOrderId":"a2"}'
+        self.proxy.add("answer", request=rb"^PUT /api/workflow/v1/active", answer=(
+            b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\nConnection: close\r\n\r\n%s"
+            % (len(body), body)))
+        result = self.expect(TRANSFER_CORRUPT, "workorders", "active", "a2")
+        self.assertIn('the active work order is "a1" after setting "a2"', result.err)
+
     def test_unknown_active_work_order(self):
         self.expect(DEVICE_REFUSED, "workorders", "active", "nobody")
 
@@ -422,6 +433,10 @@ class Progress(ClientTest):
                 for line in re.findall(r"\r([^\r\n]+)\x1b\[K", shown):
                     width = sum(2 if character > "\u2000" else 1 for character in line)
                     self.assertLess(width, columns, line)
+
+    def test_work_orders_that_are_sent_are_counted_on_a_terminal(self):
+        self.here("two.json", json.dumps([{"workOrderId": "p1"}, {"workOrderId": "p2"}]).encode())
+        self.assertIn("2 of 2 work orders", self.on_terminal("workorders", "put", "two.json"))
 
     def test_retry_notice_stands_on_a_line_of_its_own(self):
         path = self.on_device("f.bin", content(SEVERAL_PIECES))
