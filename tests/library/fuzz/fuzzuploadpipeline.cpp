@@ -314,7 +314,7 @@ Upload Filled(const Upload &upload)
     filled.body = upload.body.left(place);
     filled.body.append(QByteArray(std::max(first - place - rest.size() / 2, 0), 'x'));
     filled.body.append(rest);
-    filled.pieces = {filled.body.left(first), filled.body.mid(first)};
+    filled.pieces = {filled.body}; // in two, a parser that gave up would begin again
     return filled;
 }
 
