@@ -9,8 +9,9 @@ PromptHandlers::PromptHandlers(PromptHost *promptHost)
     , files(promptHost)
 {
     Wire(promptHost, &files);
-    ReadTemplatesWith(
-        [this](const QString &path, QByteArray *content) { return ReadTemplate(path, content); });
+    templateReader = [this, readWhole = templateReader](const QString &path) {
+        return ReadTemplate(path, readWhole);
+    };
 }
 
 RestServerResponseObject *PromptHandlers::Answer(RestServerRequestObject *request)
@@ -20,21 +21,20 @@ RestServerResponseObject *PromptHandlers::Answer(RestServerRequestObject *reques
 }
 
 // One that is too large is left out: clients may be able to place it there.
-bool PromptHandlers::ReadTemplate(const QString &path, QByteArray *content)
+QByteArray PromptHandlers::ReadTemplate(const QString &path, const TemplateReader &readWhole)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        return false;
+        return readWhole(path); // which reports it
     }
-    *content = file.read(largestTemplate + 1);
-    if (!FitsAnswer(*content)) {
-        content->clear();
-        host->ErrorReporter()->ReportError(
-            QStringLiteral("Left out the template file %1: it is too large for an answer")
-                .arg(path),
-            "prompthandlers", __LINE__);
+    const QByteArray content = file.read(largestTemplate + 1);
+    if (FitsAnswer(content)) {
+        return content;
     }
-    return true;
+    host->ErrorReporter()->ReportError(
+        QStringLiteral("Left out the template file %1: it is too large for an answer").arg(path),
+        "prompthandlers", __LINE__);
+    return QByteArray();
 }
 
 bool PromptHandlers::FitsAnswer(const QByteArray &content)

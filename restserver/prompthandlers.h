@@ -18,7 +18,7 @@ public:
     RestServerResponseObject *Answer(RestServerRequestObject *request);
 
 private:
-    bool ReadTemplate(const QString &path, QByteArray *content);
+    QByteArray ReadTemplate(const QString &path, const TemplateReader &readWhole);
     bool FitsAnswer(const QByteArray &content);
 
     PromptHost *host;

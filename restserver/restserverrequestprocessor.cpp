@@ -127,7 +127,8 @@ UriMatch MatchFilePath(const QString &prefix, const RestServerRequestObject &req
 } // namespace
 
 RestServerRequestProcessor::RestServerRequestProcessor()
-    : fileProcessor(nullptr)
+    : templateReader([this](const QString &path) { return ReadTemplateFile(path); })
+    , fileProcessor(nullptr)
     , applicationModel(nullptr)
 {}
 
@@ -529,7 +530,7 @@ void RestServerRequestProcessor::AppendTemplatesInDirectory(QDir directory, QJso
     const QStringList names = directory.entryList({QStringLiteral("*.json")},
                                                   QDir::Files | QDir::CaseSensitive, QDir::NoSort);
     for (const QString &name : names) {
-        const QByteArray content = ReadTemplateFile(directory.absoluteFilePath(name));
+        const QByteArray content = templateReader(directory.absoluteFilePath(name));
         const QJsonObject document = QJsonDocument::fromJson(content).object();
         const QJsonArray entries = document.value(Key::cdm).toArray();
         for (const QJsonValue entry : entries) {
@@ -540,10 +541,6 @@ void RestServerRequestProcessor::AppendTemplatesInDirectory(QDir directory, QJso
 
 QByteArray RestServerRequestProcessor::ReadTemplateFile(const QString &path)
 {
-    QByteArray content;
-    if (templateReader && templateReader(path, &content)) {
-        return content;
-    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         qDebug() << "Template file: " << path;

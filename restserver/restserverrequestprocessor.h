@@ -6,7 +6,6 @@
 #include <QJsonObject>
 #include <QString>
 #include <functional>
-#include <utility>
 
 #include "hostmodel.h"
 #include "restserverfileprocessor.h"
@@ -95,11 +94,15 @@ protected:
         fileProcessor = files;
     }
 
-    /** Reads a template file; false when it cannot be opened, which is reported then. */
-    using TemplateReader = std::function<bool(const QString &path, QByteArray *content)>;
+    /** The content of a template file; empty when it cannot be opened, which is reported. */
+    using TemplateReader = std::function<QByteArray(const QString &path)>;
 
-    /** Reads template files otherwise than whole. */
-    void ReadTemplatesWith(TemplateReader reader) { templateReader = std::move(reader); }
+    /**
+     * Reads whole files until a derived class puts another one in its place. No virtual function: a
+     * stand-in for this class would have to define it, or the linker takes the class itself as
+     * well.
+     */
+    TemplateReader templateReader;
 
 private:
     void Report(const QString &message, int line);
@@ -121,7 +124,6 @@ private:
 
     RestServerFileProcessor *fileProcessor;
     IApplicationModel *applicationModel;
-    TemplateReader templateReader;
 };
 
 #endif
