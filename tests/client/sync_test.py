@@ -151,13 +151,14 @@ class Sync(ClientTest):
                 self.on_device("f", content(SEVERAL_PIECES, seed=at))
                 self.proxy.faults.clear()
                 self.proxy.add("cut", request=DOWNLOAD, body=True, at=at)
-                self.expect(TRANSFER_CORRUPT, "sync", "out")
+                self.expect(TRANSFER_CORRUPT, "sync", "out", "--retries", 1)
                 self.assertEqual((self.tree("out"), self.pending()), ({}, ["f"]))
 
     def test_file_that_fails_does_not_keep_the_others(self):
         self.fill()
         self.proxy.add("cut", request=DOWNLOAD + rb".*small", body=True, at=10)
-        result = self.expect(TRANSFER_CORRUPT, "sync", "out", "--json").json()
+        result = self.expect(TRANSFER_CORRUPT, "sync", "out", "--json", "--retries",
+                             1).json()
         self.assertEqual([os.path.basename(f["path"]) for f in result["failed"]], ["small.bin"])
         self.assertEqual(self.pending(), ["jobs/small.bin"])
         self.proxy.faults.clear()
