@@ -27,7 +27,7 @@ QByteArray PromptHandlers::ReadTemplate(const QString &path, const TemplateReade
     if (!file.open(QIODevice::ReadOnly)) {
         return readWhole(path); // which reports it
     }
-    const QByteArray content = file.read(largestTemplate + 1);
+    QByteArray content = file.read(largestTemplate + 1);
     if (FitsAnswer(content)) {
         return content;
     }
