@@ -145,7 +145,7 @@ class Fleet(unittest.TestCase):
             while not (self.folder / "out/lab-01/.parlowenctl.lock").exists():
                 time.sleep(0.01)
             process.send_signal(signal.SIGINT)
-            out, _ = process.communicate(timeout=20)
+            out, _ = process.communicate(timeout=60)
         self.assertEqual(process.returncode, 128 + signal.SIGINT)
         self.assertRegex(out.decode(), r"(?m)^lab-01 +0 +0 +130")
 
