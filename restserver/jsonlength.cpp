@@ -3,6 +3,7 @@
 namespace {
 
 constexpr qint64 indentation = 4;
+constexpr qint64 mostLevels = 1024; // that Qt's parser takes
 
 // Follows the levels of a text byte by byte, whether it is valid or not.
 class IndentedLength
@@ -18,7 +19,7 @@ public:
         }
     }
 
-    qint64 Length() const { return length; }
+    qint64 Length() const { return deepest > mostLevels ? 0 : length; }
 
 private:
     void TakeInString(char byte)
@@ -35,7 +36,7 @@ private:
             break;
         case '[':
         case '{':
-            ++depth;
+            deepest = qMax(deepest, ++depth);
             BeginLine();
             break;
         case ',':
@@ -55,6 +56,7 @@ private:
 
     qint64 length = 0;
     qint64 depth = 0;
+    qint64 deepest = 0;
     bool inString = false;
     bool escaped = false;
 };

@@ -6,7 +6,8 @@
 /**
  * How many bytes a JSON text has, about, when it is written in the indented form of answers. A text
  * of 5 MB that is nested deeply becomes one of 10 GB, which no process survives, so this is asked
- * before. Too little only for numbers that are written out, such as 1e18: a fifth of it at worst.
+ * before. Too little only for numbers that are written out, such as 1e18: a fifth of it at worst. 0
+ * for a text of more than 1,024 levels, which Qt does not take for JSON.
  */
 qint64 IndentedJsonLength(const QByteArray &json);
 

@@ -81,6 +81,14 @@ TEST(JsonLengthTest, IsThatOfTheIndentedText)
     EXPECT_NEAR(static_cast<double>(IndentedJsonLength(text)), static_cast<double>(indented), 10);
 }
 
+TEST(JsonLengthTest, IsNothingWhereTheParserFindsTooManyLevels)
+{
+    ASSERT_TRUE(QJsonDocument::fromJson(Nested(1025, 0)).isNull());
+    EXPECT_EQ(IndentedJsonLength(Nested(1025, 0)), 0);
+    ASSERT_FALSE(QJsonDocument::fromJson(Nested(1024, 0)).isNull());
+    EXPECT_GT(IndentedJsonLength(Nested(1024, 0)), 1024 * 1024);
+}
+
 TEST(JsonLengthTest, OfWhatIsNoJsonIsNotNegative)
 {
     EXPECT_EQ(IndentedJsonLength(""), 0);
