@@ -174,6 +174,10 @@ void ConnectionWatch::Look()
         return;
     }
     const Clock::time_point now = Clock::now();
+    // When the process stood still, all clients look slow: they are watched anew.
+    if (now - std::exchange(lastLook, now) >= slowestWindow) {
+        tracks.clear();
+    }
     Follow(sockets, now);
     for (const auto &track : tracks) {
         if (HoldsUp(track.second, now)) {

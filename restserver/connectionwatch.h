@@ -142,6 +142,7 @@ private:
     QVector<ProcessSocket> listening;
     QVector<int> ports;
     std::map<ino_t, Track> tracks; // watching thread
+    Clock::time_point lastLook;    // watching thread
     std::map<Memory, std::function<bool()>> scarcities;
 
     std::mutex mutex;
