@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace {
@@ -112,4 +113,9 @@ int FileSystem::FlushFolder(const QString &path)
 int FileSystem::FlushFileSystem(const QString &folder)
 {
     return FlushWith(syncfs, folder);
+}
+
+int FileSystem::AskSpace(const QString &path, struct statvfs *status)
+{
+    return statvfs(QFile::encodeName(path).constData(), status);
 }

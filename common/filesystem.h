@@ -5,8 +5,11 @@
 #include <cstddef>
 #include <sys/types.h>
 
+struct statvfs;
+
 /**
- * The changes that the stores make to the file system, one virtual call for each.
+ * The changes that the stores make to the file system, and their question for room, one virtual
+ * call for each.
  *
  * Every store writes through an object of this class, so that another one can stand in between: one
  * that stops the process before a chosen step, or one whose disk is full. Reading needs no such
@@ -66,6 +69,9 @@ public:
      * many new files one call instead of a `Flush` of each.
      */
     virtual int FlushFileSystem(const QString &folder);
+
+    /** Tells how much room is left on the file system that holds `path`. */
+    virtual int AskSpace(const QString &path, struct statvfs *status);
 };
 
 #endif

@@ -1,9 +1,11 @@
 #include "confirmationlog.h"
 
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <utility>
 
+#include "diskspace.h"
 #include "documentfile.h"
 #include "durablefile.h"
 #include "statefile.h"
@@ -81,8 +83,9 @@ const Confirmation *ConfirmationLog::Find(const QString &name) const
 bool ConfirmationLog::Add(const QString &name, const Confirmation &confirmation)
 {
     QString error = QStringLiteral("%1 is damaged and is kept as it is").arg(filePath);
-    const bool stored = !keepFile && (IsWritingDue() ? WriteAnew(name, confirmation, &error)
-                                                     : Append(Line(name, confirmation), &error));
+    const bool stored = !keepFile && HasRoom(&error) &&
+                        (IsWritingDue() ? WriteAnew(name, confirmation, &error)
+                                        : Append(Line(name, confirmation), &error));
     if (!stored) {
         errorReporter.ReportError(error, "confirmationlog", __LINE__);
         return false;
@@ -153,6 +156,19 @@ bool ConfirmationLog::IsWritingDue() const
     // looking, which is not done before there may be very many.
     return !appendable || lines > 2 * confirmations.size() + fewLines ||
            lines > 2 * linesWhenWhole + manyLines;
+}
+
+// A device whose disk is full to the reserve must still take confirmations, of files that are to be
+// deleted next.
+bool ConfirmationLog::HasRoom(QString *error) const
+{
+    const std::optional<DiskSpace> space =
+        DiskSpace::Of(fileSystem, QFileInfo(filePath).path(), error);
+    if (space && space->BesideReserve() < -DiskSpace::reserve / 2) {
+        *error = QStringLiteral("Cannot write %1: its disk has less than 8 MiB free").arg(filePath);
+        return false;
+    }
+    return space.has_value();
 }
 
 bool ConfirmationLog::Append(const QByteArray &line, QString *error)

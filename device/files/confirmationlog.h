@@ -44,7 +44,7 @@ public:
 
     /**
      * True once the confirmation is on the disk. On failure, which is reported, it does not count,
-     * now and after a restart.
+     * now and after a restart. So while half of the disk's reserve is used up, see `DiskSpace`.
      */
     bool Add(const QString &name, const Confirmation &confirmation);
 
@@ -64,6 +64,7 @@ private:
     bool TakeLine(const QByteArray &line);
     bool Append(const QByteArray &line, QString *error);
     bool WriteAnew(const QString &name, const Confirmation &confirmation, QString *error);
+    bool HasRoom(QString *error) const;
     bool IsWritingDue() const;
 
     FileSystem &fileSystem;

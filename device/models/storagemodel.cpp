@@ -1,24 +1,6 @@
 #include "storagemodel.h"
 
-#include <QFile>
-#include <algorithm>
-#include <limits>
-#include <sys/statvfs.h>
-
-#include "durablefile.h"
-
-namespace {
-
-// The largest number that can be told apart, where a file system has more.
-qint64 BytesOf(const struct statvfs &status)
-{
-    constexpr auto limit = static_cast<quint64>(std::numeric_limits<qint64>::max());
-    const quint64 blockSize = std::max<quint64>(status.f_frsize, 1);
-    const quint64 blocks = std::min<quint64>(status.f_bavail, limit / blockSize);
-    return static_cast<qint64>(blocks * blockSize);
-}
-
-} // namespace
+#include "diskspace.h"
 
 StorageModel::StorageModel(const DeviceFolder &deviceFolder, bool storageAvailable,
                            IErrorReporter &errors)
@@ -72,11 +54,12 @@ void StorageModel::EndStorageAccess()
 
 bool StorageModel::HasFreeSpace(qint64 bytes)
 {
-    struct statvfs status = {};
-    if (statvfs(QFile::encodeName(folder.UserFiles()).constData(), &status) != 0) {
-        errorReporter.ReportError(DescribeFailure("ask for the free space of", folder.UserFiles()),
-                                  "storagemodel", __LINE__);
+    FileSystem fileSystem;
+    QString error;
+    const std::optional<DiskSpace> space = DiskSpace::Of(fileSystem, folder.UserFiles(), &error);
+    if (!space) {
+        errorReporter.ReportError(error, "storagemodel", __LINE__);
         return false;
     }
-    return bytes <= BytesOf(status) - reserve;
+    return bytes <= space->BesideReserve();
 }

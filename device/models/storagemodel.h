@@ -9,9 +9,6 @@
 class StorageModel : public IStorageModel
 {
 public:
-    /** Bytes that are never given to uploads, so that the device itself can go on writing. */
-    static constexpr qint64 reserve = qint64{16} * 1024 * 1024;
-
     /** Keeps the reference; the reporter outlives this object. */
     StorageModel(const DeviceFolder &deviceFolder, bool storageAvailable, IErrorReporter &errors);
 
@@ -29,8 +26,8 @@ public:
     void EndStorageAccess() override;
 
     /**
-     * Whether the file system of the user files has `bytes` bytes beside the reserve. False when it
-     * cannot be asked.
+     * Whether the file system of the user files has `bytes` bytes beside the reserve, see
+     * `DiskSpace`. False when it cannot be asked.
      */
     bool HasFreeSpace(qint64 bytes) override;
 

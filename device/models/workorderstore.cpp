@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -29,12 +30,13 @@ QDateTime FolderTime(const QString &folder)
 
 } // namespace
 
-WorkOrderStore::WorkOrderStore(FileSystem &fileSystem, const QString &workOrderFolder,
+WorkOrderStore::WorkOrderStore(FileSystem &files, const QString &workOrderFolder,
                                const QString &stateFolder, IErrorReporter &errors, int limit)
-    : folder(workOrderFolder)
+    : fileSystem(files)
+    , folder(workOrderFolder)
     , mostWorkOrders(limit)
     , errorReporter(errors)
-    , journal(fileSystem, workOrderFolder, stateFolder, QStringLiteral("workorders"), errors)
+    , journal(files, workOrderFolder, stateFolder, QStringLiteral("workorders"), errors)
 {}
 
 void WorkOrderStore::Load()
@@ -173,7 +175,7 @@ bool WorkOrderStore::StoreBatch(const Documents &documents, QString *error)
     BatchJournal::Batch batch;
     LoadIfChanged();
     if (!journal.Apply(error) || !NameFiles(documents, &batch, error) ||
-        !journal.Stage(batch, error) || !journal.Commit(error)) {
+        !LeavesReserve(batch, error) || !journal.Stage(batch, error) || !journal.Commit(error)) {
         return false;
     }
     Remember(documents);
@@ -195,6 +197,38 @@ bool WorkOrderStore::NameFiles(const Documents &documents, BatchJournal::Batch *
         batch->emplace(fileName, document);
     }
     return true;
+}
+
+bool WorkOrderStore::LeavesReserve(const BatchJournal::Batch &batch, QString *error) const
+{
+    const std::optional<DiskSpace> space = DiskSpace::Of(fileSystem, folder, error);
+    if (!space) {
+        return false;
+    }
+    // Where any batch fits, nothing is written for the sake of its size.
+    const qint64 most = largestBatch + static_cast<qint64>(batch.size()) * space->Taken(1);
+    if (most <= space->BesideReserve()) {
+        return true;
+    }
+    const qint64 growth = Growth(batch, *space);
+    if (growth <= 0 || growth <= space->BesideReserve()) {
+        return true;
+    }
+    *error = QStringLiteral("stored nothing: with %1 bytes more in %2 its disk would have less "
+                            "than 16 MiB free; delete user files, or send smaller work orders")
+                 .arg(growth)
+                 .arg(folder);
+    return false;
+}
+
+qint64 WorkOrderStore::Growth(const BatchJournal::Batch &batch, const DiskSpace &space) const
+{
+    qint64 growth = 0;
+    for (const auto &[fileName, document] : batch) {
+        const qint64 replaced = QFileInfo(journal.PathOf(fileName)).size();
+        growth += space.Taken(QJsonDocument(document).toJson().size()) - space.Taken(replaced);
+    }
+    return growth;
 }
 
 void WorkOrderStore::Remember(const Documents &documents)

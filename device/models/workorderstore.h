@@ -6,6 +6,7 @@
 #include <map>
 
 #include "batchjournal.h"
+#include "diskspace.h"
 #include "hostmodel.h"
 
 /**
@@ -41,8 +42,8 @@ public:
     static constexpr int defaultLimit = 10000;
 
     /** Keeps the references; both objects outlive this one, and both folders exist. */
-    WorkOrderStore(FileSystem &fileSystem, const QString &workOrderFolder,
-                   const QString &stateFolder, IErrorReporter &errors, int limit = defaultLimit);
+    WorkOrderStore(FileSystem &files, const QString &workOrderFolder, const QString &stateFolder,
+                   IErrorReporter &errors, int limit = defaultLimit);
 
     /**
      * Finishes or throws away a batch that was cut short, then reads every file. What is skipped is
@@ -62,10 +63,12 @@ public:
      *
      * False, with a report and with nothing stored, when an element is no object or has no valid
      * id, when there would be more work orders than the limit allows, when one is larger than can
-     * be read again or all together have more than 64 MiB, when the file name of a new work order
-     * is taken by a file that is not its own, when a write fails before the batch is committed, and
-     * while an earlier batch cannot be finished. A failure after the commit is
-     * reported; the batch counts, and is finished later.
+     * be read again or all together have more than 64 MiB, when they take more of the disk than
+     * those they replace and would leave less than its reserve, when the file name of a new work
+     * order is taken by a file that is not its own, when a write fails before the batch is
+     * committed, and while an earlier batch cannot be finished. A failure after the commit is
+     * reported; the batch counts, and is finished later. Until the old files are gone the new ones
+     * beside them may take the reserve.
      */
     bool UpdateWorkOrders(QJsonArray workOrders) override;
 
@@ -90,10 +93,13 @@ private:
     bool FitsLimit(const Documents &documents, QString *error) const;
     static bool CanBeReadAgain(const Documents &documents, QString *error);
     bool StoreBatch(const Documents &documents, QString *error);
+    bool LeavesReserve(const BatchJournal::Batch &batch, QString *error) const;
+    qint64 Growth(const BatchJournal::Batch &batch, const DiskSpace &space) const;
     void Remember(const Documents &documents);
     QString FileNameFor(const QString &id) const;
     QDateTime ModifiedTime(const QString &fileName) const;
 
+    FileSystem &fileSystem;
     QString folder;
     int mostWorkOrders;
     IErrorReporter &errorReporter;

@@ -39,3 +39,31 @@ class SimulatorTest(unittest.TestCase):
 
     def ask_json(self, *request):
         return self.device.ask_json(*request)
+
+
+class SmallDiskTest(SimulatorTest):
+    """The device's folder is a file system of its own, of `megabytes`, in a mount namespace."""
+
+    megabytes = 96
+
+    def start(self, *arguments):
+        wrapper = ["unshare", "--mount", "--map-root-user", "sh", "-euc",
+                   f'mount -t tmpfs -o size={self.megabytes}m none "$0"; cd "$0"; exec "$@"', self.folder]
+        if os.geteuid() == 0:
+            wrapper.remove("--map-root-user")
+        self.device = Simulator(PROGRAM, *arguments, folder=self.folder, wrapper=wrapper)
+        self.addCleanup(self.device.kill)
+        self.device.start()
+
+    def seen(self, path=""):
+        """Where a file below the folder is from outside."""
+        return f"/proc/{self.device.process.pid}/root{self.folder}/{path}"
+
+    def free(self):
+        disk = os.statvfs(self.seen())
+        return disk.f_bavail * disk.f_frsize
+
+    def leave(self, size):
+        """Fills the disk until so many bytes are free."""
+        with open(self.seen("filler"), "ab") as file:
+            os.posix_fallocate(file.fileno(), file.tell(), self.free() - size)

@@ -25,8 +25,8 @@ import threading
 import time
 import unittest
 
-from simulator import BOUNDARY, Simulator, ask, error, sha256, upload_body
-from simulatortest import PROGRAM, SimulatorTest
+from simulator import BOUNDARY, ask, error, sha256, upload_body
+from simulatortest import SimulatorTest, SmallDiskTest
 
 UPLOAD = "/api/filemgr/v2/userfiles"
 REFUSED = error("Upload failed")
@@ -236,28 +236,8 @@ class NoRegularFiles(Attack):
         self.check_it_serves()
 
 
-class SmallDisk(unittest.TestCase):
-    """A device on a file system of 96 MiB, in a mount namespace of its own."""
-
+class SmallDisk(SmallDiskTest):
     RESERVE = 16 * MIB
-
-    def setUp(self):
-        self.device = Simulator(PROGRAM)
-        self.folder = self.device.folder
-        wrapper = ["unshare", "--mount", "--map-root-user", "sh", "-euc",
-                   'mount -t tmpfs -o size=96m none "$0"; cd "$0"; exec "$@"', self.folder]
-        if os.geteuid() == 0:
-            wrapper.remove("--map-root-user")
-        self.device.wrapper = wrapper
-        self.device.__enter__()
-        self.addCleanup(self.device.__exit__)
-
-    def seen(self, path=""):
-        return f"/proc/{self.device.process.pid}/root{self.folder}/{path}"
-
-    def free(self):
-        disk = os.statvfs(self.seen())
-        return disk.f_bavail * disk.f_frsize
 
     def test_an_upload_that_lies_about_its_size_is_told_and_leaves_the_reserve(self):
         answer = send(upload_body(self.device.path("big"), b"x" * (120 * MIB), size=0),

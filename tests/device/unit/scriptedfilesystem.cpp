@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 ScriptedFileSystem::ScriptedFileSystem(std::function<bool(int)> allow)
@@ -85,6 +86,18 @@ int ScriptedFileSystem::FlushFolder(const QString &path)
 int ScriptedFileSystem::FlushFileSystem(const QString &folder)
 {
     return MayProceed() ? FileSystem::FlushFileSystem(folder) : -1;
+}
+
+int ScriptedFileSystem::AskSpace(const QString &, struct statvfs *status)
+{
+    constexpr int blockSize = 4096;
+    if (free < 0) {
+        errno = EIO;
+        return -1;
+    }
+    status->f_frsize = blockSize;
+    status->f_bavail = static_cast<fsblkcnt_t>(free / blockSize);
+    return 0;
 }
 
 std::function<bool(int)> FailAt(int number)

@@ -28,6 +28,12 @@ public:
     int FlushFolder(const QString &path) override;
     int FlushFileSystem(const QString &folder) override;
 
+    /** No step, as nothing is changed. What is free is as `SetFree` says, in blocks of 4 KiB. */
+    int AskSpace(const QString &path, struct statvfs *status) override;
+
+    /** Without it there is plenty. Negative: the file system cannot be asked. */
+    void SetFree(qint64 bytes) { free = bytes; }
+
     int Steps() const { return steps; }
 
 private:
@@ -35,6 +41,7 @@ private:
 
     std::function<bool(int)> allowStep;
     int steps = 0;
+    qint64 free = qint64{1} << 40;
 };
 
 /** Only the step with this number fails. */

@@ -5,6 +5,7 @@
 #include <limits>
 #include <sys/statvfs.h>
 
+#include "diskspace.h"
 #include "recordingerrorreporter.h"
 
 namespace {
@@ -68,8 +69,8 @@ TEST_F(StorageModelTest, FreeSpaceKeepsTheReserve)
     const qint64 change = 256 * 1024 * 1024; // what others may write or free meanwhile
     ASSERT_GT(free, 2 * change);
     EXPECT_TRUE(storage.HasFreeSpace(0));
-    EXPECT_TRUE(storage.HasFreeSpace(free - StorageModel::reserve - change));
-    EXPECT_FALSE(storage.HasFreeSpace(free - StorageModel::reserve + change));
+    EXPECT_TRUE(storage.HasFreeSpace(free - DiskSpace::reserve - change));
+    EXPECT_FALSE(storage.HasFreeSpace(free - DiskSpace::reserve + change));
     EXPECT_FALSE(storage.HasFreeSpace(std::numeric_limits<qint64>::max()));
     EXPECT_TRUE(storage.HasFreeSpace(std::numeric_limits<qint64>::min()));
 }

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "assetmodel.h"
+#include "diskspace.h"
 #include "recordingerrorreporter.h"
 #include "scriptedfilesystem.h"
 #include "userfilestest.h"
@@ -452,6 +453,31 @@ TEST_F(SyncFilesModelTest, AConfirmationThatCannotBeStoredIsRefusedReportedAndCh
     Restart();
     EXPECT_EQ(Pending(), QStringList(Path("/b.txt")));
     EXPECT_TRUE(Confirm("b.txt"));
+}
+
+TEST_F(SyncFilesModelTest, ConfirmationsTakeHalfOfTheReserveOfTheDiskAndNoMore)
+{
+    WriteSettled("a.txt", "");
+    WriteSettled("b.txt", "");
+    ScriptedFileSystem nearlyFull(FailAt(0));
+    nearlyFull.SetFree(DiskSpace::reserve / 2);
+    model = MakeModel(nearlyFull);
+    EXPECT_TRUE(Confirm("a.txt"));
+    nearlyFull.SetFree(DiskSpace::reserve / 2 - 1);
+    EXPECT_FALSE(Confirm("b.txt"));
+    EXPECT_EQ(errors.messages.size(), 1);
+    Restart();
+    EXPECT_EQ(Pending(), QStringList(Path("/b.txt")));
+}
+
+TEST_F(SyncFilesModelTest, ADiskThatCannotBeAskedForRoomTakesNoConfirmation)
+{
+    WriteSettled("a.txt", "");
+    ScriptedFileSystem unknown(FailAt(0));
+    unknown.SetFree(-1);
+    model = MakeModel(unknown);
+    EXPECT_FALSE(Confirm("a.txt"));
+    EXPECT_EQ(errors.messages.size(), 1);
 }
 
 TEST_F(SyncFilesModelTest, AFailureAtAnyStepOfAConfirmationLeavesMemoryAndDiskInAgreement)

@@ -67,6 +67,64 @@ TEST_F(WorkOrderStoreTest, AFileThatComesOrGoesWhileTheProgramRunsIsNoticed)
     EXPECT_EQ(IdsOf(open.store), QStringList("B"));
 }
 
+class ReserveTest : public WorkOrderStoreTest
+{
+protected:
+    static constexpr qint64 block = 4096;
+    static QJsonObject OfBlocks(int blocks)
+    {
+        const QByteArray empty = QJsonDocument(WithText(0)).toJson();
+        return WithText(static_cast<int>(blocks * block) - empty.size());
+    }
+
+    OpenStore open{folder};
+
+private:
+    static QJsonObject WithText(int length)
+    {
+        return {{"workOrderId", "A"}, {"text", QString(length, 'x')}};
+    }
+};
+
+TEST_F(ReserveTest, ABatchMayTakeWhatIsFreeBesideTheReserve)
+{
+    open.fileSystem.SetFree(DiskSpace::reserve + 2 * block);
+    EXPECT_TRUE(open.store.UpdateWorkOrders(Batch(1, 2, 1)));
+}
+
+TEST_F(ReserveTest, ABatchThatTakesABlockMoreIsRefusedWholeWithAReport)
+{
+    open.fileSystem.SetFree(DiskSpace::reserve + 2 * block);
+    EXPECT_FALSE(open.store.UpdateWorkOrders(Batch(1, 3, 1)));
+    EXPECT_EQ(open.errors.messages.size(), 1);
+    EXPECT_EQ(folder.Names(), QStringList({"state", "workorders"}));
+}
+
+TEST_F(ReserveTest, WorkOrdersAreReplacedByOnesThatTakeNoMoreAlsoWhenNothingIsFree)
+{
+    ASSERT_TRUE(open.store.UpdateWorkOrders({OfBlocks(3)}));
+    open.fileSystem.SetFree(0);
+    EXPECT_TRUE(open.store.UpdateWorkOrders({OfBlocks(3)}));
+    EXPECT_TRUE(open.store.UpdateWorkOrders({OfBlocks(2)}));
+    EXPECT_FALSE(open.store.UpdateWorkOrders({OfBlocks(3)}));
+}
+
+TEST_F(ReserveTest, WhatOneReplacementFreesAnotherMayTake)
+{
+    ASSERT_TRUE(open.store.UpdateWorkOrders({OfBlocks(2), WorkOrder("B", 1)}));
+    open.fileSystem.SetFree(0);
+    EXPECT_TRUE(open.store.UpdateWorkOrders({OfBlocks(1), WorkOrder("B", 2), WorkOrder("C", 1)}));
+    EXPECT_FALSE(open.store.UpdateWorkOrders({WorkOrder("B", 3), WorkOrder("D", 1)}));
+}
+
+TEST_F(ReserveTest, ADiskThatCannotBeAskedTakesNothing)
+{
+    open.fileSystem.SetFree(-1);
+    EXPECT_FALSE(open.store.UpdateWorkOrders(Batch(1, 1, 1)));
+    EXPECT_EQ(open.errors.messages.size(), 1);
+    EXPECT_TRUE(open.store.UpdateWorkOrders({}));
+}
+
 QJsonArray Nested(int levels, int elements)
 {
     QJsonArray array;
