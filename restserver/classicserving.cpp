@@ -34,9 +34,10 @@ IServing::RouteHandler ClassicServing::Handler(RestServerRequestUri, RouteHandle
     return classic;
 }
 
-void ClassicServing::Begin(const QVector<ProcessSocket> &)
+bool ClassicServing::Begin(mg_context *, const QVector<ProcessSocket> &)
 {
     updateTimer->start(tickIntervalMs);
+    return true;
 }
 
 // In this order: requests on their way are answered while the embedded server stops.

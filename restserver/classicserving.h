@@ -44,7 +44,7 @@ public:
     std::vector<const char *> Settings() override;
     void AddCallbacks(mg_callbacks *) override {}
     RouteHandler Handler(RestServerRequestUri uri, RouteHandler classic) override;
-    void Begin(const QVector<ProcessSocket> &) override;
+    bool Begin(mg_context *, const QVector<ProcessSocket> &) override;
     void Stop(mg_context *context) override;
     void Abandon(mg_context *) override {} // a classic server outlives its model, as it always did
 

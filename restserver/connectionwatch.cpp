@@ -1,6 +1,7 @@
 #include "connectionwatch.h"
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -34,13 +35,18 @@ void ConnectionWatch::SetScarcity(Memory memory, std::function<bool()> isScarce)
     scarcities[memory] = std::move(isScarce);
 }
 
-void ConnectionWatch::Start(const QVector<ProcessSocket> &listeningSockets)
+bool ConnectionWatch::Start(const QVector<ProcessSocket> &listeningSockets)
 {
     listening = listeningSockets;
     for (const ProcessSocket &socket : listening) {
         ports.append(socket.localPort);
     }
-    thread = std::thread([this] { Run(); });
+    try {
+        thread = std::thread([this] { Run(); });
+    } catch (const std::system_error &) {
+        return false;
+    }
+    return true;
 }
 
 void ConnectionWatch::ShutDownAll()

@@ -48,8 +48,11 @@ public:
     /** `isScarce` tells, on any thread, whether others wait for such memory. Before `Start`. */
     void SetScarcity(Memory memory, std::function<bool()> isScarce);
 
-    /** Watches the connections of these ports, on a thread of its own. */
-    void Start(const QVector<ProcessSocket> &listeningSockets);
+    /**
+     * Watches the connections of these ports, on a thread of its own. False when there is none to
+     * be had; `ShutDownAll` works all the same.
+     */
+    bool Start(const QVector<ProcessSocket> &listeningSockets);
 
     /** Shuts down the listening sockets and, until `End`, every connection. */
     void ShutDownAll();

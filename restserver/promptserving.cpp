@@ -2,6 +2,7 @@
 
 #include <QDebug>
 #include <atomic>
+#include <cstring>
 #include <mutex>
 
 #include "restservermodel.h"
@@ -18,6 +19,14 @@ std::atomic<ConnectionWatch *> currentWatch{nullptr};
 // What the embedded server logged first, which tells why it did not start.
 std::mutex messageMutex;
 QByteArray firstMessage; // guarded by messageMutex
+
+// The embedded server goes on with the threads that it got, and only logs that.
+std::atomic<bool> threadIsMissing{false};
+
+bool TellsOfMissingThread(const char *message)
+{
+    return std::strstr(message, "Cannot start worker thread") != nullptr;
+}
 
 } // namespace
 
@@ -64,6 +73,7 @@ void PromptServing::AddCallbacks(mg_callbacks *callbacks)
 {
     currentWatch = &watch;
     firstMessage.clear();
+    threadIsMissing = false;
     callbacks->log_message = KeepMessage;
     callbacks->init_connection = ConnectionBegins;
     callbacks->connection_closed = ConnectionEnds;
@@ -80,9 +90,16 @@ void PromptServing::StartFailed()
              firstMessage.constData());
 }
 
-void PromptServing::Begin(const QVector<ProcessSocket> &listeningSockets)
+// With fewer threads than it counts on, the watch would let slow clients take all of them.
+bool PromptServing::Begin(mg_context *context, const QVector<ProcessSocket> &listeningSockets)
 {
-    watch.Start(listeningSockets);
+    if (!watch.Start(listeningSockets)) {
+        KeepMessage(nullptr, "cannot start a thread");
+    } else if (!threadIsMissing) {
+        return true;
+    }
+    Abandon(context);
+    return false;
 }
 
 void PromptServing::Stop(mg_context *context)
@@ -105,6 +122,7 @@ int PromptServing::KeepMessage(const mg_connection *conn, const char *message)
         if (firstMessage.isEmpty()) {
             firstMessage = message;
         }
+        threadIsMissing = threadIsMissing || TellsOfMissingThread(message);
     }
     return RestServerModel::LogMessage(conn, message);
 }

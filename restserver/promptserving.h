@@ -25,7 +25,7 @@ public:
     void AddCallbacks(mg_callbacks *callbacks) override;
     void StartFailed() override;
     RouteHandler Handler(RestServerRequestUri uri, RouteHandler classic) override;
-    void Begin(const QVector<ProcessSocket> &listeningSockets) override;
+    bool Begin(mg_context *context, const QVector<ProcessSocket> &listeningSockets) override;
     void Stop(mg_context *context) override;
     void LeaveHost() override;
     void Abandon(mg_context *context) override;

@@ -140,7 +140,11 @@ void RestServerModel::Start()
         extension.ports.append(socket.localPort);
     }
     RegisterRoutes();
-    serving.Begin(sockets);
+    if (!serving.Begin(context, sockets)) {
+        context = nullptr;
+        serving.StartFailed();
+        return;
+    }
     qDebug() << "REST server started successfully";
     running = true;
 }

@@ -14,8 +14,8 @@
  *
  * All calls come on the thread of the model, in this order: `Prepare`, `Settings`, `AddCallbacks`,
  * then, once the embedded server runs, `Handler` for each route, and `Begin`; `Stop` and
- * `LeaveHost` at the end. When the embedded server does not start, `StartFailed` is all that
- * follows.
+ * `LeaveHost` at the end. When the embedded server does not start, or `Begin` fails, `StartFailed`
+ * is all that follows.
  */
 class IServing
 {
@@ -39,14 +39,14 @@ public:
     /** Adds to the callbacks that are zero but for `log_message`. */
     virtual void AddCallbacks(mg_callbacks *callbacks) = 0;
 
-    /** The embedded server did not start. */
+    /** The embedded server did not start, or runs no longer because `Begin` ended it. */
     virtual void StartFailed() {}
 
     /** What serves `uri`; `classic` is the static handler that the model has for it. */
     virtual RouteHandler Handler(RestServerRequestUri uri, RouteHandler classic) = 0;
 
-    /** Begins to answer what comes to these sockets. */
-    virtual void Begin(const QVector<ProcessSocket> &listeningSockets) = 0;
+    /** Begins to answer what comes to these sockets. False: it cannot, and ended the server. */
+    virtual bool Begin(mg_context *context, const QVector<ProcessSocket> &listeningSockets) = 0;
 
     /** Stops the embedded server and answers nothing from then on. No host is called. */
     virtual void Stop(mg_context *context) = 0;

@@ -1,8 +1,10 @@
 #include <QThread>
 #include <QTimer>
 #include <atomic>
+#include <limits>
 #include <utility>
 
+#include "threadlimit.h"
 #include "wiretest.h"
 
 // What prompt serving does and classic serving does not.
@@ -309,6 +311,30 @@ TEST_F(PromptTest, AStartThatIsRefusedSaysWhy)
     EXPECT_FALSE(server.Running());
     EXPECT_TRUE(log.Lines().last().startsWith(
         "The REST server cannot listen on 192.0.2.1:8081: cannot bind to"));
+}
+
+TEST_F(PromptTest, AStartThatGetsTooFewThreadsIsRefusedAndSaysSo)
+{
+    server.Stop();
+    int all = 0;
+    {
+        const ThreadLimit none(std::numeric_limits<int>::max());
+        server.Start();
+        ASSERT_TRUE(server.Running());
+        all = ThreadLimit::Asked();
+        server.Stop();
+    }
+    ASSERT_GT(all, 50);
+    for (const int number : {1, 2, all / 2, all - 2, all - 1}) {
+        const ThreadLimit few(number);
+        server.Start();
+        EXPECT_FALSE(server.Running()) << number;
+        EXPECT_FALSE(RawClient().Connected()) << number;
+        EXPECT_TRUE(log.Lines().last().contains("thread")) << number;
+        EXPECT_TRUE(log.Lines().last().startsWith("The REST server cannot listen on ")) << number;
+    }
+    server.Start();
+    EXPECT_EQ(AskPending(), pendingBody);
 }
 
 // HTTP threads
