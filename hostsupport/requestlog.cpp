@@ -18,16 +18,27 @@ double Milliseconds(const RequestRecord &record)
     return static_cast<double>(record.microseconds) / 1000;
 }
 
+// What is no whole pair cannot be written as UTF-8.
+bool IsHalfOfPair(const QString &text, int index)
+{
+    const QChar character = text.at(index);
+    return (character.isHighSurrogate() &&
+            (index + 1 == text.size() || !text.at(index + 1).isLowSurrogate())) ||
+           (character.isLowSurrogate() && (index == 0 || !text.at(index - 1).isHighSurrogate()));
+}
+
 // Reports may hold what a client sent, such as the name of a file.
 QString Printable(const QString &text)
 {
     QString printable;
-    for (const QChar character : text) {
+    for (int index = 0; index < text.size(); ++index) {
+        const QChar character = text.at(index);
         const ushort code = character.unicode();
-        const bool isControl =
-            code < 0x20 || (code >= 0x7f && code < 0xa0) || (code >= 0x200e && code <= 0x200f) ||
-            (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
-        printable += isControl ? QStringLiteral("\\u%1").arg(code, 4, 16, QLatin1Char('0'))
+        const bool isEscaped =
+            IsHalfOfPair(text, index) || code < 0x20 || (code >= 0x7f && code < 0xa0) ||
+            (code >= 0x200e && code <= 0x200f) || (code >= 0x2028 && code <= 0x202e) ||
+            (code >= 0x2066 && code <= 0x2069);
+        printable += isEscaped ? QStringLiteral("\\u%1").arg(code, 4, 16, QLatin1Char('0'))
                                : QString(character);
     }
     return printable;

@@ -116,6 +116,12 @@ bool ReplacingFile::Open()
 bool ReplacingFile::FindTarget()
 {
     QByteArray name = QFile::encodeName(path);
+    // Without its NUL or its half of a surrogate pair it would be the name of another file.
+    if (path.contains(QChar::Null) || QString::fromUtf8(path.toUtf8()) != path) {
+        errno = EILSEQ;
+        Fail("the path");
+        return false;
+    }
     for (int links = 0; links <= mostLinks; ++links) {
         const int slash = name.lastIndexOf('/');
         folder = ResolvedPath(slash > 0 ? name.left(slash) : QByteArray(slash == 0 ? "/" : "."));

@@ -76,6 +76,16 @@ TEST(RequestLogTextTest, HasNoControlCharacter)
     EXPECT_TRUE(Text(record).endsWith("\"a\\u000ab\\u001b[2J\""));
 }
 
+// Many readers of JSON take no text that could not be written as UTF-8.
+TEST(RequestLogJsonTest, ShowsHalfOfASurrogatePairAsText)
+{
+    RequestRecord record = Record();
+    record.error = QStringLiteral("a") + QChar(0xdc80) + QChar(0xd83d) + QChar(0xdca9);
+    record.error += QChar(0xd800);
+    EXPECT_EQ(Json(record).value("error").toString(),
+              QString::fromUtf8("a\\udc80\xf0\x9f\x92\xa9\\ud800"));
+}
+
 TEST(RequestLogTextTest, HasNoCharacterThatTurnsTheLineAround)
 {
     RequestRecord record = Record();

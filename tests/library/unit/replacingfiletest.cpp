@@ -239,6 +239,17 @@ TEST_P(ReplacingFileTest, ANameAsOfAHiddenFileIsRefused)
     EXPECT_EQ(Names(), QStringList());
 }
 
+// The system would take what stands before for the whole name.
+TEST_P(ReplacingFileTest, ANameThatTheSystemCannotHoldWholeIsRefused)
+{
+    const QChar ends[] = {QChar(0), QChar(0xd800), QChar(0xdc80)};
+    for (const QChar end : ends) {
+        EXPECT_FALSE(NewFile(QStringLiteral("kept") + end)->Open());
+        EXPECT_FALSE(NewFile(QStringLiteral("kept") + end + QStringLiteral("x"))->Open());
+    }
+    EXPECT_EQ(Names(), QStringList());
+}
+
 TEST_P(ReplacingFileTest, SlicesOfAPieceComeInOrder)
 {
     const auto file = NewFile("file");
