@@ -1,5 +1,6 @@
 #include "filesystemuser.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <sys/fsuid.h>
 #include <sys/syscall.h>
@@ -60,8 +61,10 @@ void FileSystemUser::Leave()
 
 FileSystemUser::Identity FileSystemUser::OfThisThread()
 {
-    std::vector<gid_t> groups(static_cast<size_t>(getgroups(0, nullptr)));
-    getgroups(static_cast<int>(groups.size()), groups.data());
+    std::vector<gid_t> groups(static_cast<size_t>(std::max(getgroups(0, nullptr), 0)));
+    if (getgroups(static_cast<int>(groups.size()), groups.data()) < 0) {
+        groups.clear();
+    }
     return {PresentUser(), PresentGroup(), groups};
 }
 
