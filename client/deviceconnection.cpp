@@ -3,6 +3,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QHttpMultiPart>
+#include <QJsonArray>
 #include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -12,6 +13,7 @@
 
 #include "clienterror.h"
 #include "interruption.h"
+#include "receivedjson.h"
 
 namespace {
 
@@ -40,14 +42,41 @@ ClientError NotServed(int status, const QByteArray &page)
             text.isEmpty() ? QString("the device answered with status %1").arg(status) : text};
 }
 
-void RequireWhole(const Transfer::Answer &answer)
+void RequireWhole(const Transfer::Answer &answer, const QUrl &device)
 {
     if (answer.body.size() > Transfer::longestDocument) {
         throw ClientError(ExitStatus::TransferCorrupt,
-                          QString("the answer is longer than %1 MiB, which only that to \"files "
-                                  "get\" may be")
+                          QString("the answer of %1 is longer than %2 MiB, which only that to "
+                                  "\"files get\" may be; fetch it with curl")
+                              .arg(device.authority())
                               .arg(Transfer::longestDocument >> 20));
     }
+}
+
+void RequireBearable(bool isBearable, const QUrl &device)
+{
+    if (!isBearable) {
+        throw ClientError(
+            ExitStatus::TransferCorrupt,
+            QString("the answer of %1 is denser than a list of 50,000 files, or has a "
+                    "text of more than %2 MB: delete some, or fetch it with curl")
+                .arg(device.authority())
+                .arg(ReceivedJson::longestText / 1'000'000));
+    }
+}
+
+QJsonDocument ParsedAnswer(const QByteArray &json)
+{
+    QJsonParseError error{};
+    QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError) {
+        throw ClientError(ExitStatus::TransferCorrupt,
+                          QString("the answer is not JSON: %1").arg(error.errorString()));
+    }
+    if (DeviceConnection::IsErrorObject(document)) {
+        throw DeviceRefusal(document.object().value("errorMessage").toString());
+    }
+    return document;
 }
 
 // What is shown of a body by --trace.
@@ -108,6 +137,31 @@ QJsonDocument DeviceConnection::Get(const QByteArray &route)
     return Json(Simple({"GET", route, {}}));
 }
 
+bool DeviceConnection::GetList(const QByteArray &route, const QByteArray &key,
+                               const std::function<void(const QJsonObject &)> &take)
+{
+    const Transfer::Answer answer = Simple({"GET", route, {}});
+    RequireWholeSuccess(answer);
+    RequireBearable(ReceivedJson::IsBearableList(answer.body), settings.device);
+    const ReceivedJson::List list(answer.body, key);
+    const auto parse = [this](const QByteArray &json) {
+        RequireBearable(ReceivedJson::IsBearable(json), settings.device);
+        return ParsedAnswer(json);
+    };
+    const QJsonDocument frame = parse(list.Frame());
+    const QJsonValue found = key.isEmpty() ? frame.array() : frame.object().value(key);
+    if ((key.isEmpty() && !frame.isArray()) || !found.isArray() || !found.toArray().isEmpty()) {
+        return false;
+    }
+    list.ForEach([&](const QByteArray &element) {
+        QByteArray document("["); // an element alone may be none
+        document += element;
+        document += ']';
+        take(parse(document).array().first().toObject());
+    });
+    return true;
+}
+
 QJsonDocument DeviceConnection::Put(const QByteArray &route, const QByteArray &body)
 {
     return Json(Simple({"PUT", route, body}));
@@ -132,7 +186,7 @@ Transfer::Answer DeviceConnection::Any(const QByteArray &method, const QByteArra
                                        const QByteArray &body)
 {
     Transfer::Answer answer = Simple({method, route, body});
-    RequireWhole(answer);
+    RequireWhole(answer, settings.device);
     return answer;
 }
 
@@ -294,20 +348,17 @@ void DeviceConnection::ForgetConnection()
 
 QJsonDocument DeviceConnection::Json(const Transfer::Answer &answer) const
 {
+    RequireWholeSuccess(answer);
+    RequireBearable(ReceivedJson::IsBearable(answer.body), settings.device);
+    return ParsedAnswer(answer.body);
+}
+
+void DeviceConnection::RequireWholeSuccess(const Transfer::Answer &answer) const
+{
     if (answer.status != statusDone) {
         throw NotServed(answer.status, answer.body);
     }
-    RequireWhole(answer);
-    QJsonParseError error{};
-    QJsonDocument document = QJsonDocument::fromJson(answer.body, &error);
-    if (error.error != QJsonParseError::NoError) {
-        throw ClientError(ExitStatus::TransferCorrupt,
-                          QString("the answer is not JSON: %1").arg(error.errorString()));
-    }
-    if (IsErrorObject(document)) {
-        throw DeviceRefusal(document.object().value("errorMessage").toString());
-    }
-    return document;
+    RequireWhole(answer, settings.device);
 }
 
 void DeviceConnection::ExpectEmptyObject(const Transfer::Answer &answer) const

@@ -59,6 +59,14 @@ public:
 
     /** @param route an encoded path, as all of the following. */
     QJsonDocument Get(const QByteArray &route);
+    /**
+     * A list, which is the answer, or with a key that member of it. Its elements are parsed and
+     * taken one by one, for all of them together would take many times their text; one that is no
+     * object is taken as an empty one. False when the answer has no such list.
+     */
+    bool GetList(const QByteArray &route, const QByteArray &key,
+                 const std::function<void(const QJsonObject &)> &take);
+
     QJsonDocument Put(const QByteArray &route, const QByteArray &body);
 
     /** These two succeed with an empty object and nothing else. */
@@ -119,6 +127,7 @@ private:
                          const Progress &progress);
     Transfer::Answer Once(const Start &start, const Transfer::Sink &sink, const Progress &progress);
     QJsonDocument Json(const Transfer::Answer &answer) const;
+    void RequireWholeSuccess(const Transfer::Answer &answer) const;
     void ExpectEmptyObject(const Transfer::Answer &answer) const;
     void Pause(int attempt, const QString &reason) const;
 

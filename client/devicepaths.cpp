@@ -47,16 +47,28 @@ QString CleanedRelative(const QString &path)
 
 } // namespace
 
+void UserFilesFolder::Add(const QString &listedPath)
+{
+    const QString folder = FolderOf(listedPath);
+    shared = isKnown ? SharedFolder(shared, folder) : folder;
+    isKnown = true;
+}
+
+QString UserFilesFolder::Path() const
+{
+    return CutAfterUserFiles(shared);
+}
+
 DevicePaths::DevicePaths(const QVector<FileRecord> &listing)
 {
     QSet<QString> seen;
+    UserFilesFolder userFiles;
     for (const FileRecord &record : listing) {
-        const QString folder = FolderOf(record.path);
-        root = files.isEmpty() ? folder : SharedFolder(root, folder);
+        userFiles.Add(record.path);
         files.append(record.path);
-        seen.insert(folder);
+        seen.insert(FolderOf(record.path));
     }
-    root = CutAfterUserFiles(root);
+    root = userFiles.Path();
     folders = seen.values().toVector();
 }
 

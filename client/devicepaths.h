@@ -7,6 +7,23 @@
 #include "filerecord.h"
 
 /**
+ * The folder of the user files, see `DevicePaths`, found from one listed path after the other: a
+ * long list need not be kept for it.
+ */
+class UserFilesFolder
+{
+public:
+    void Add(const QString &listedPath);
+
+    /** Without a slash at its end; empty when no file is listed. */
+    QString Path() const;
+
+private:
+    QString shared;
+    bool isKnown = false;
+};
+
+/**
  * Finds out what relative paths mean on a device. The device takes absolute paths alone and does
  * not say where its user files lie, but the paths that it lists all begin with that folder: it is
  * the one named "userfiles" that they share, or else the deepest folder that they share.

@@ -81,3 +81,8 @@ QJsonArray FileLines::Json(const QVector<FileRecord> &records)
     }
     return array;
 }
+
+ListOfObjects FileLines::JsonList(const QVector<FileRecord> &records, const QByteArray &key)
+{
+    return {key, records.size(), [&records](int number) { return Json(records[number]); }};
+}

@@ -6,6 +6,8 @@
 #include <QString>
 #include <QVector>
 
+#include "indentedjson.h"
+
 /** What the device says of one of its files. */
 struct FileRecord
 {
@@ -32,6 +34,9 @@ namespace FileLines {
 QString Line(const FileRecord &record);
 QJsonObject Json(const FileRecord &record);
 QJsonArray Json(const QVector<FileRecord> &records);
+
+/** The same as a list to print, for as long as the records are there. */
+ListOfObjects JsonList(const QVector<FileRecord> &records, const QByteArray &key);
 
 } // namespace FileLines
 

@@ -1,5 +1,7 @@
 #include "output.h"
 
+#include <QTextCodec>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <unistd.h>
@@ -8,13 +10,9 @@
 
 namespace {
 
-void Write(std::FILE *stream, const QByteArray &bytes)
+void RequireWritten(std::FILE *stream, bool written)
 {
-    const auto size = static_cast<size_t>(bytes.size());
-    if (std::fwrite(bytes.constData(), 1, size, stream) == size && std::fflush(stream) == 0) {
-        return;
-    }
-    if (stream == stdout) {
+    if (!written && stream == stdout) {
         if (errno == EPIPE) {
             throw NobodyReads();
         }
@@ -23,14 +21,53 @@ void Write(std::FILE *stream, const QByteArray &bytes)
     }
 }
 
-// Outside of its texts a JSON document holds nothing that has to be escaped but its line ends.
-QByteArray Escaped(const QJsonDocument &document)
+void PutBytes(std::FILE *stream, const QByteArray &bytes)
 {
-    QStringList lines = QString::fromUtf8(document.toJson()).split('\n');
+    const auto size = static_cast<size_t>(bytes.size());
+    RequireWritten(stream, std::fwrite(bytes.constData(), 1, size, stream) == size);
+}
+
+void Write(std::FILE *stream, const QByteArray &bytes)
+{
+    PutBytes(stream, bytes);
+    RequireWritten(stream, std::fflush(stream) == 0);
+}
+
+enum class LineEnds
+{
+    AreEscaped,
+    AreKept
+};
+
+QString Escaped(const QString &text, LineEnds lineEnds)
+{
+    if (lineEnds == LineEnds::AreEscaped) {
+        return Escaped(text);
+    }
+    QStringList lines = text.split('\n');
     for (QString &line : lines) {
         line = Escaped(line);
     }
-    return lines.join('\n').toUtf8();
+    return lines.join('\n');
+}
+
+// Piece by piece, for a long text takes many times its memory while it is escaped.
+void WriteEscaped(const QByteArray &utf8, LineEnds lineEnds, const char *end)
+{
+    constexpr int pieceSize = 16 << 10;
+    QTextDecoder decoder(QTextCodec::codecForName("UTF-8"));
+    for (int at = 0; at < utf8.size(); at += pieceSize) {
+        const QString piece =
+            decoder.toUnicode(utf8.constData() + at, std::min(pieceSize, utf8.size() - at));
+        PutBytes(stdout, Escaped(piece, lineEnds).toUtf8());
+    }
+    Write(stdout, end);
+}
+
+// Outside of its texts a document holds nothing that has to be escaped but its line ends.
+void WriteDocument(const QByteArray &piece)
+{
+    WriteEscaped(piece, LineEnds::AreKept, "");
 }
 
 } // namespace
@@ -69,22 +106,43 @@ bool Output::IsQuiet() const
 
 void Output::Line(const QString &text) const
 {
+    Line(text.toUtf8());
+}
+
+void Output::Line(const QByteArray &utf8) const
+{
     if (!IsJson()) {
         ClearStatus();
-        Write(stdout, Escaped(text).toUtf8() + '\n');
+        WriteEscaped(utf8, LineEnds::AreEscaped, "\n");
+    }
+}
+
+void Output::Lines(const QByteArray &utf8) const
+{
+    if (!IsJson()) {
+        ClearStatus();
+        WriteEscaped(utf8, LineEnds::AreKept, "\n");
     }
 }
 
 void Output::Document(const QJsonDocument &document) const
 {
     ClearStatus();
-    Write(stdout, Escaped(document));
+    WriteIndented(document, WriteDocument);
 }
 
 void Output::Json(const QJsonDocument &document) const
 {
     if (IsJson()) {
         Document(document);
+    }
+}
+
+void Output::Json(const ListOfObjects &list) const
+{
+    if (IsJson()) {
+        ClearStatus();
+        WriteIndented(list, WriteDocument);
     }
 }
 

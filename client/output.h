@@ -5,6 +5,7 @@
 #include <QString>
 
 #include "clienterror.h"
+#include "indentedjson.h"
 
 /** Whoever reads standard output has stopped reading, as `head` does: there is nobody to tell. */
 class NobodyReads : public ClientError
@@ -37,12 +38,18 @@ public:
 
     /** One line of a result; nothing with --json. */
     void Line(const QString &text) const;
+    void Line(const QByteArray &utf8) const;
+
+    /** A text of many lines; nothing with --json. */
+    void Lines(const QByteArray &utf8) const;
 
     /** A JSON document as it is, in both formats. */
     void Document(const QJsonDocument &document) const;
 
     /** The result as JSON; nothing without --json. */
     void Json(const QJsonDocument &document) const;
+
+    void Json(const ListOfObjects &list) const;
 
     /** The bytes as they are, for whoever asked for them on standard output. */
     void Bytes(const QByteArray &bytes) const;

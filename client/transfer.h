@@ -34,8 +34,7 @@ public:
         qint64 announced = 0;
     };
 
-    /** The longest body that is kept of a success, a list of some 80,000 files: a longer one is cut
-     * off after one byte more. */
+    /** The longest body that is kept of a success: a longer one is cut off after one byte more. */
     static constexpr int longestDocument = 16 << 20;
 
     /** Called with the bytes of the body that have passed so far. Must not throw. */

@@ -1,7 +1,6 @@
 #include "userfiles.h"
 
 #include <QFileInfo>
-#include <QJsonArray>
 #include <numeric>
 
 #include "clienterror.h"
@@ -72,22 +71,33 @@ UserFiles::UserFiles(DeviceConnection &deviceConnection)
 
 QVector<FileRecord> UserFiles::List()
 {
-    const QJsonValue files = connection.Get(listingRoute).object().value("files");
-    if (!files.isArray()) {
+    QVector<FileRecord> records;
+    ForEachListed([&](const FileRecord &record) { records.append(record); });
+    return records;
+}
+
+void UserFiles::ForEachListed(const Taker &take)
+{
+    const auto takeObject = [&](const QJsonObject &object) {
+        take(FileRecord::FromListing(object));
+    };
+    if (!connection.GetList(listingRoute, "files", takeObject)) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no list of files"));
     }
-    return FileRecord::FromListing(files.toArray());
 }
 
 QVector<FileRecord> UserFiles::Pending(bool all)
 {
-    const QJsonDocument document = connection.Get(all ? allPendingFiles : pendingFiles);
-    if (!document.isArray()) {
+    QVector<FileRecord> records;
+    const auto takeObject = [&](const QJsonObject &object) {
+        records.append(FileRecord::FromListing(object));
+    };
+    if (!connection.GetList(all ? allPendingFiles : pendingFiles, {}, takeObject)) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no list of pending files"));
     }
-    return FileRecord::FromListing(document.array());
+    return records;
 }
 
 QString UserFiles::Resolve(const QString &path)
@@ -122,7 +132,12 @@ QString UserFiles::ResolveFolder(const QString &path)
 
 QString UserFiles::Root()
 {
-    return Paths().Root();
+    if (paths) {
+        return paths->Root();
+    }
+    UserFilesFolder folder;
+    ForEachListed([&](const FileRecord &record) { folder.Add(record.path); });
+    return folder.Path();
 }
 
 const DevicePaths &UserFiles::Paths()

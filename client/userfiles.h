@@ -75,6 +75,8 @@ private:
     bool TryFetch(const FileRecord &expected, const QString &target, const QString &staging,
                   const Progress &progress);
 
+    using Taker = std::function<void(const FileRecord &)>;
+    void ForEachListed(const Taker &take);
     const DevicePaths &Paths();
     QString WhatIsThere(const QString &path, qint64 size);
 

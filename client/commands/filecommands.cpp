@@ -146,7 +146,7 @@ ExitStatus FilesListCommand::Run(DeviceConnection &connection, const Output &out
     for (const FileRecord &record : files) {
         output.Line(FileLines::Line(record));
     }
-    output.Json(QJsonDocument(QJsonObject{{"files", FileLines::Json(files)}}));
+    output.Json(FileLines::JsonList(files, "files"));
     return ExitStatus::Done;
 }
 
@@ -165,7 +165,7 @@ ExitStatus FilesPendingCommand::Run(DeviceConnection &connection, const Output &
     for (const FileRecord &record : files) {
         output.Line(FileLines::Line(record));
     }
-    output.Json(QJsonDocument(FileLines::Json(files)));
+    output.Json(FileLines::JsonList(files, {}));
     return ExitStatus::Done;
 }
 

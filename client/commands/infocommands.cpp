@@ -3,35 +3,36 @@
 #include <CLI/CLI.hpp>
 #include <QFile>
 #include <QJsonArray>
-#include <QStringList>
 #include <QUrl>
 #include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
 #include "clienterror.h"
+#include "receivedjson.h"
 #include "transfer.h"
 
 namespace {
 
-QString Versions(const QJsonArray &versions)
-{
-    QStringList texts;
-    for (const QJsonValue &version : versions) {
-        texts.append(version.toVariant().toString());
-    }
-    return texts.join(QStringLiteral(", "));
-}
-
-QString Text(const QJsonValue &value)
+// As UTF-8, for it may be half of what a document can take.
+QByteArray Text(const QJsonValue &value)
 {
     if (value.isObject()) {
-        return QString::fromUtf8(QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact));
+        return QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact);
     }
     if (value.isArray()) {
-        return QString::fromUtf8(QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact));
+        return QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact);
     }
-    return value.toVariant().toString();
+    return value.toVariant().toString().toUtf8();
+}
+
+QByteArray Versions(const QJsonArray &versions)
+{
+    QByteArray texts;
+    for (const QJsonValue &version : versions) {
+        texts += (texts.isEmpty() ? "" : ", ") + Text(version);
+    }
+    return texts;
 }
 
 QByteArray BodyIn(const std::string &name)
@@ -47,18 +48,14 @@ QByteArray BodyIn(const std::string &name)
     return file.readAll();
 }
 
-void PrintBody(const QByteArray &body, const Output &output)
+void PrintBody(const QByteArray &body, const QJsonDocument &document, const Output &output)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(body);
     if (!document.isNull()) {
         output.Document(document);
     } else if (isatty(STDOUT_FILENO) == 0) {
         output.Bytes(body);
     } else {
-        const QStringList lines = QString::fromUtf8(body).split('\n');
-        for (const QString &line : lines) {
-            output.Line(line);
-        }
+        output.Lines(body);
     }
 }
 
@@ -78,13 +75,13 @@ ExitStatus InfoCommand::Run(DeviceConnection &connection, const Output &output)
     }
     const QJsonArray interfaces = info.value("apiSupport").toArray();
     for (const QJsonValue &family : interfaces) {
-        output.Line(QString("interface %1: version %2")
-                        .arg(family.toObject().value("name").toString(),
-                             Versions(family.toObject().value("versions").toArray())));
+        output.Line(
+            Versions(family.toObject().value("versions").toArray())
+                .prepend("interface " + Text(family.toObject().value("name")) + ": version "));
     }
     const QJsonObject asset = info.value("assetInfo").toObject();
     for (auto member = asset.begin(); member != asset.end(); ++member) {
-        output.Line(member.key() + ": " + Text(member.value()));
+        output.Line(Text(member.value()).prepend(member.key().toUtf8() + ": "));
     }
     output.Json(document);
     return ExitStatus::Done;
@@ -150,14 +147,13 @@ ExitStatus ApiCommand::Run(DeviceConnection &connection, const Output &output)
     const QByteArray route =
         QUrl::toPercentEncoding(QString::fromStdString(path), "/%?&=+:,;@!$'()*~");
     const Transfer::Answer answer = connection.Any(QByteArray::fromStdString(method), route, body);
-    PrintBody(answer.body, output);
+    const QJsonDocument document = ReceivedJson::IsBearable(answer.body)
+                                       ? QJsonDocument::fromJson(answer.body)
+                                       : QJsonDocument();
+    PrintBody(answer.body, document, output);
     if (answer.status != statusDone) {
         throw ClientError(ExitStatus::DeviceRefused,
                           QString("the device answered with status %1").arg(answer.status));
     }
-    constexpr int longestError = 1 << 20; // parsing takes twenty times the memory of what it reads
-    return answer.body.size() <= longestError &&
-                   DeviceConnection::IsErrorObject(QJsonDocument::fromJson(answer.body))
-               ? ExitStatus::DeviceRefused
-               : ExitStatus::Done;
+    return DeviceConnection::IsErrorObject(document) ? ExitStatus::DeviceRefused : ExitStatus::Done;
 }

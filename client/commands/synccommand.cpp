@@ -165,7 +165,7 @@ ExitStatus SyncCommand::ShowOnly(const QVector<FileRecord> &wanted, const Output
         output.Line(
             QString("would fetch %1 (%2 bytes)").arg(RelativeOf(record.path)).arg(record.size));
     }
-    output.Json(QJsonDocument(QJsonObject{{"wouldFetch", FileLines::Json(wanted)}}));
+    output.Json(FileLines::JsonList(wanted, "wouldFetch"));
     return ExitStatus::Done;
 }
 

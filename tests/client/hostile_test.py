@@ -70,6 +70,12 @@ def endless(start, piece=PIECE):
     return write
 
 
+def dense(start, element, end):
+    """As many elements as a document may have bytes for."""
+    count = ((16 << 20) - len(start) - len(end)) // (len(element) + 1)
+    return start + b",".join([element] * count) + end
+
+
 class Hostile(unittest.TestCase):
     def setUp(self):
         self.device = Device()
@@ -173,6 +179,64 @@ class Hostile(unittest.TestCase):
             with self.subTest(text=text[:1]):
                 self.device.answers["/info"] = head() + text
                 self.expect(TRANSFER_CORRUPT, "info")
+
+    def test_dense_document(self):
+        for start, element, end in (
+                (b"[", b"[]", b"]"), (b"[", b"{}", b"]"), (b"[", b"1", b"]"), (b"[", b'""', b"]"),
+                (b"[", b"[[]]", b"]"), (b"[", b"[1]", b"]"), (b"[", b'{"a":1}', b"]"),
+                (b"[", b'{"":{}}', b"]"), (b"[", b"[%s]" % b",".join([b"1"] * 65), b"]"),
+                (b"{", b'"":0', b"}"), (b"[" * 1000, b"1", b"]" * 1000),
+                (b'{"apiSupport":[],"a":[', b'"\\u001b"', b"]}")):
+            with self.subTest(start=start[:9], element=element[:9]):
+                self.device.answers["/info"] = head() + dense(start, element, end)
+                result = self.expect(TRANSFER_CORRUPT, "info")
+                self.assertIn("the answer of %s is denser than" % self.device.host, result.err)
+
+    def test_one_long_text(self):
+        self.device.answers["/info"] = document({"apiSupport": [], "a": "x" * (15 << 20)})
+        result = self.expect(TRANSFER_CORRUPT, "info")
+        self.assertIn("a text of more than 5 MB", result.err)
+
+    def test_dense_document_is_printed_as_it_came(self):
+        text = dense(b"[", b"[]", b"]")
+        self.device.answers["/x"] = head() + text
+        result = self.expect(DONE, "api", "GET", "/x")
+        self.assertEqual(result.out.encode(), text)
+
+    def test_dense_document_that_is_just_taken(self):
+        for element, count in ((b"1", 900_000), (b'{"a":1}', 150_000),
+                               (b"[%s]" % b",".join([b"1"] * 129), 6_500)):
+            with self.subTest(element=element[:9]):
+                self.device.answers["/info"] = (head() + b'{"apiSupport":[],"assetInfo":{"a":['
+                                                + b",".join([element] * count) + b"]}}")
+                self.expect(DONE, "info")
+
+    def test_dense_list_of_files(self):
+        for record in (b'{"path":"a","size":0}', b"[]", b'{"path":"%s","size":0}' % (b"a" * 9999)):
+            with self.subTest(record=record[:20]):
+                self.device.answers["/api/filemgr/v2/userfiles"] = (
+                    head() + dense(b'{"files":[', record, b"]}"))
+                self.expect(TRANSFER_CORRUPT, "files", "list")
+
+    def test_fifty_thousand_files(self):
+        records = [{"path": "/home/instrument/storage/userfiles/2026-01/run-%05d.sor" % number,
+                    "size": number, "modifiedTime": "2026-01-01T00:00:00.000Z"}
+                   for number in range(50_000)]
+        self.device.answers["/api/filemgr/v2/userfiles"] = document({"files": records})
+        self.device.answers["/api/syncfiles/v1/pendingfiles"] = document(records)
+        for command in (["files", "list"], ["files", "list", "--json"],
+                        ["sync", "--dry-run", "out", "--json"]):
+            with self.subTest(command=command):
+                self.expect(DONE, *command)
+        listed = self.expect(DONE, "files", "list", "--json").json()
+        self.assertEqual(listed, {"files": records})
+
+    def test_list_that_is_none(self):
+        for text in (b'{"files":[]', b'{"files":[}', b'{"files":[1]}', b'{"files":[,]}',
+                     b'{"f\\u0069les":[{}]}', b'{"files":[],"files":[{}]}', b"[]", b'{"files":{}}'):
+            with self.subTest(text=text):
+                self.device.answers["/api/filemgr/v2/userfiles"] = head() + text
+                self.expect(TRANSFER_CORRUPT, "files", "list")
 
     def test_sizes_that_are_none(self):
         for size in (-1, 1e300, "5", None, [], 2**63):

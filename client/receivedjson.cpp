@@ -1,0 +1,172 @@
+#include "receivedjson.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// What Qt takes for each, measured, and with what growing by doubling leaves unused.
+constexpr qint64 memoryOfContainer = 128;
+constexpr qint64 memoryOfElement = 32;
+constexpr qint64 memoryOfText = 8;
+// Besides the byte that arrived: the parsed one, and two for who turns it into a QString.
+constexpr qint64 memoryOfCharacter = 3;
+
+// Where a text ends that begins here: its closing quotation mark, or the end of all.
+const char *EndOfText(const char *at, const char *end)
+{
+    while (at < end && *at != '"') {
+        at += *at == '\\' ? 2 : 1;
+    }
+    return std::min(at, end);
+}
+
+class JsonScan
+{
+public:
+    JsonScan(qint64 mostMemory, qint64 memoryOfEachElement)
+        : most(mostMemory)
+        , element(memoryOfEachElement)
+    {}
+
+    // False when it is too much.
+    bool Take(const QByteArray &json)
+    {
+        memory = json.size();
+        const char *const end = json.constData() + json.size();
+        for (const char *at = json.constData(); at < end && IsBearable(); ++at) {
+            if (*at == '"') {
+                const char *const closing = EndOfText(at + 1, end);
+                TakeText(closing - at);
+                at = closing;
+            } else {
+                TakeMark(*at);
+            }
+        }
+        return IsBearable();
+    }
+
+private:
+    bool IsBearable() const { return memory <= most && longest <= ReceivedJson::longestText; }
+
+    void TakeText(qint64 size)
+    {
+        longest = std::max(longest, size);
+        memory += memoryOfText + size * memoryOfCharacter;
+    }
+
+    void TakeMark(char mark)
+    {
+        constexpr qint64 step = 4;
+        switch (mark) {
+        case '[':
+        case '{':
+            indentation += step;
+            memory += std::max(memoryOfContainer, 2 * indentation);
+            break;
+        case ']':
+        case '}':
+            indentation -= step;
+            break;
+        case ',':
+            memory += std::max(element, indentation);
+            break;
+        case ':':
+            memory += element;
+            break;
+        default:
+            break;
+        }
+    }
+
+    const qint64 most;
+    const qint64 element;
+    qint64 memory = 0;
+    qint64 longest = 0;
+    qint64 indentation = 0; ///< of a line here, in characters
+};
+
+// Where the array or object ends that is open here, or with `stop` where such a mark comes first
+// that none of its own arrays and objects hold.
+int EndOfContent(const QByteArray &json, int from, char stop = 0)
+{
+    int depth = 0;
+    for (int at = from; at < json.size(); ++at) {
+        const char mark = json[at];
+        if (mark == '"') {
+            at = static_cast<int>(EndOfText(json.constData() + at + 1, json.constEnd()) -
+                                  json.constData());
+        } else if (mark == '[' || mark == '{') {
+            ++depth;
+        } else if (depth == 0 && (mark == ']' || mark == '}' || mark == stop)) {
+            return at;
+        } else if (mark == ']' || mark == '}') {
+            --depth;
+        }
+    }
+    return json.size();
+}
+
+// Behind a token and the white space before it, or -1 where something else stands.
+int Behind(const QByteArray &token, const QByteArray &json, int at)
+{
+    while (at >= 0 && at < json.size() && QByteArray(" \t\r\n").contains(json[at])) {
+        ++at;
+    }
+    return at >= 0 && std::strncmp(json.constData() + at, token.constData(),
+                                   static_cast<size_t>(token.size())) == 0
+               ? at + token.size()
+               : -1;
+}
+
+// Behind the bracket of the array that a member of the document is, or -1.
+int BeginOfMember(const QByteArray &key, const QByteArray &json)
+{
+    int begin = -1;
+    for (int at = Behind("{", json, 0); at > 0 && at < json.size() && begin < 0;
+         at = EndOfContent(json, at, ',') + 1) {
+        begin = Behind("[", json, Behind(":", json, Behind('"' + key + '"', json, at)));
+    }
+    return begin;
+}
+
+} // namespace
+
+bool ReceivedJson::IsBearable(const QByteArray &json)
+{
+    return JsonScan(mostMemory, memoryOfElement).Take(json);
+}
+
+// Of the elements no more stays than what each of them is made into.
+bool ReceivedJson::IsBearableList(const QByteArray &json)
+{
+    return JsonScan(mostMemoryOfList, 0).Take(json);
+}
+
+ReceivedJson::List::List(const QByteArray &document, const QByteArray &key)
+    : json(document)
+    , begin(key.isEmpty() ? Behind("[", json, 0) : BeginOfMember(key, json))
+    , end(begin < 0 ? -1 : EndOfContent(json, begin))
+{}
+
+QByteArray ReceivedJson::List::Frame() const
+{
+    if (begin < 0) {
+        return json;
+    }
+    QByteArray frame = json.left(begin);
+    frame += json.mid(end);
+    return frame;
+}
+
+void ReceivedJson::List::ForEach(const std::function<void(const QByteArray &)> &take) const
+{
+    if (begin < 0 || Behind("]", json, begin) > 0) {
+        return;
+    }
+    for (int at = begin; at <= end;) {
+        const int elementEnd = EndOfContent(json, at, ',');
+        take(QByteArray::fromRawData(json.constData() + at, elementEnd - at));
+        at = elementEnd + 1;
+    }
+}
