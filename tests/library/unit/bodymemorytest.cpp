@@ -80,14 +80,18 @@ TEST_F(BodyMemoryTest, ABodyThatShrankMayGrowAgain)
     EXPECT_TRUE(share.GrowTo(whole));
 }
 
-TEST_F(BodyMemoryTest, IsScarceWhileABodyWaits)
+TEST_F(BodyMemoryTest, IsScarceOnceABodyHasWaitedFor2SecondsAndWhileItWaits)
 {
+    using Clock = std::chrono::steady_clock;
     Fill();
-    EXPECT_FALSE(memory->IsScarce());
-    EXPECT_TRUE(GrowsOnce(&shares.emplace_back(memory), [this] {
-        while (!memory->IsScarce()) {
+    EXPECT_TRUE(GrowsOnce(&shares.emplace_back(memory), [this] { shares.pop_front(); }));
+    const auto begun = Clock::now(); // an earlier wait does not count
+    EXPECT_TRUE(GrowsOnce(&shares.emplace_back(memory), [this, begun] {
+        while (!memory->IsScarce() && Clock::now() - begun < std::chrono::seconds(60)) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
+        EXPECT_GE(Clock::now() - begun, std::chrono::seconds(2));
+        EXPECT_TRUE(memory->IsScarce());
         shares.pop_front();
     }));
     EXPECT_FALSE(memory->IsScarce());

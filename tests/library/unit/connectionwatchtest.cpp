@@ -121,6 +121,22 @@ protected:
         });
     }
 
+    // Whether the first connection is shut down although its client sends 25,000 bytes in a second.
+    bool EndsWhileItsClientMoves(std::future<void> *connection)
+    {
+        const std::string piece(500, 'x');
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        const auto ends = [connection] {
+            return connection->wait_for(std::chrono::milliseconds(20)) == std::future_status::ready;
+        };
+        while (!ends() && std::chrono::steady_clock::now() < limit) {
+            send(*clients[0], piece.data(), piece.size(), MSG_NOSIGNAL);
+        }
+        const bool ended = ends();
+        clients.clear();
+        return ended;
+    }
+
     Listener listener;
     ConnectionWatch watch{2};
     std::vector<std::unique_ptr<Descriptor>> clients;
@@ -255,7 +271,56 @@ TEST_F(ConnectionWatchTest, ASlowOneThatHoldsWhatOthersWaitForIsShutDown)
 {
     watch.SetScarcity(ConnectionWatch::OfBodies, [] { return true; });
     watch.Start(ListeningSockets());
-    Serve(1000000, ConnectionWatch::OfBodies).get();
+    auto slow = Serve(1000000, ConnectionWatch::OfBodies);
+    EXPECT_TRUE(EndsWhileItsClientMoves(&slow));
+}
+
+TEST_F(ConnectionWatchTest, ASlowOneThatHoldsSomethingElseIsNotShutDownForIt)
+{
+    std::promise<void> looked;
+    watch.SetScarcity(ConnectionWatch::OfAnswers, [] { return true; });
+    watch.SetScarcity(ConnectionWatch::OfBodies, [&looked, looks = 0]() mutable {
+        if (++looks == 6) { // in 3.5 s at least
+            looked.set_value();
+        }
+        return false;
+    });
+    watch.Start(ListeningSockets());
+    auto slow = Serve(1000000, ConnectionWatch::OfBodies);
+    const std::string piece(1000, 'x');
+    const auto enough = looked.get_future();
+    while (enough.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
+        ASSERT_EQ(slow.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+        send(*clients[0], piece.data(), piece.size(), MSG_NOSIGNAL);
+    }
+    EXPECT_EQ(slow.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    clients.clear();
+}
+
+// As when the process is stopped: clients then look slow that were not read.
+TEST_F(ConnectionWatchTest, NobodyIsShutDownForTheTimeInWhichTheWatchStoodStill)
+{
+    std::promise<void> third;
+    std::promise<void> checked;
+    watch.SetScarcity(ConnectionWatch::OfBodies, [&third, &checked, look = 0]() mutable {
+        ++look;
+        if (look == 1) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2100));
+        } else if (look == 3) {
+            third.set_value();
+            checked.get_future().wait();
+        }
+        return true;
+    });
+    watch.Start(ListeningSockets());
+    auto slow = Serve(1000000, ConnectionWatch::OfBodies);
+    const auto comesAgain = third.get_future();
+    while (comesAgain.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready) {
+        ASSERT_EQ(slow.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    }
+    EXPECT_EQ(slow.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    checked.set_value();
+    EXPECT_TRUE(EndsWhileItsClientMoves(&slow));
 }
 
 TEST_F(ConnectionWatchTest, OneThatMovesMayHoldWhatOthersWaitFor)
