@@ -4,6 +4,7 @@
 #include <QStringList>
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <clocale>
 #include <cwchar>
 #include <sys/ioctl.h>
@@ -68,15 +69,22 @@ QString Grouped(int number)
 
 } // namespace
 
-ProgressDisplay::ProgressDisplay(const Output &jobOutput, int jobFiles, qint64 jobBytes)
+qint64 ProgressDisplay::SteadyClock()
+{
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+ProgressDisplay::ProgressDisplay(const Output &jobOutput, int jobFiles, qint64 jobBytes,
+                                 Clock clockToUse)
     : output(jobOutput)
     , files(jobFiles)
     , bytes(jobBytes)
     , shown(jobOutput.ShowsStatus())
-{
-    sinceJobStart.start();
-    sinceShown.start();
-}
+    , clock(std::move(clockToUse))
+    , jobStart(clock())
+    , lastShown(jobStart)
+{}
 
 ProgressDisplay::~ProgressDisplay()
 {
@@ -85,21 +93,25 @@ ProgressDisplay::~ProgressDisplay()
 
 void ProgressDisplay::Begin(const QString &fileName, qint64 fileBytes)
 {
+    if (isInHand) {
+        LoseTry(); // the last one of a file that failed
+    }
     name = Escaped(fileName);
     size = fileBytes;
     done = 0;
-    sinceTryStart.start();
+    isInHand = true;
+    tryStart = clock();
 }
 
 void ProgressDisplay::Update(qint64 doneBytes)
 {
     const qint64 now = std::min(doneBytes, size);
     if (now < done || now == 0) {
-        lostMs += sinceTryStart.restart();
+        LoseTry();
     }
     done = now;
-    if (shown && sinceShown.elapsed() >= redrawMs) {
-        sinceShown.restart();
+    if (shown && clock() - lastShown >= redrawMs) {
+        lastShown = clock();
         Draw();
     }
 }
@@ -111,6 +123,14 @@ void ProgressDisplay::End()
     }
     finishedBytes += size;
     ++finishedFiles;
+    isInHand = false;
+}
+
+void ProgressDisplay::LoseTry()
+{
+    const qint64 now = clock();
+    lostMs += now - tryStart;
+    tryStart = now;
 }
 
 QString ProgressDisplay::Describe(qint64 done, qint64 total, qint64 elapsedMs)
@@ -188,11 +208,15 @@ QString ProgressDisplay::Fit(const QString &job, const QString &name, int percen
     return LastColumns(job.isEmpty() ? percentage : job, columns);
 }
 
-void ProgressDisplay::Draw()
+QString ProgressDisplay::Text(int columns) const
 {
     const QString job = files > 1 ? DescribeJob(finishedFiles, files, SecondsLeft()) : QString();
-    output.Status(Fit(job, name, Percent(done, size), Describe(done, size, sinceTryStart.elapsed()),
-                      TerminalWidth() - 1));
+    return Fit(job, name, Percent(done, size), Describe(done, size, clock() - tryStart), columns);
+}
+
+void ProgressDisplay::Draw()
+{
+    output.Status(Text(TerminalWidth() - 1));
 }
 
 qint64 ProgressDisplay::SecondsLeft() const
@@ -201,7 +225,7 @@ qint64 ProgressDisplay::SecondsLeft() const
     const double work = static_cast<double>(bytes) + static_cast<double>(files * costOfFile);
     const double finished =
         static_cast<double>(finishedBytes + done) + static_cast<double>(finishedFiles * costOfFile);
-    const double spentMs = static_cast<double>(sinceJobStart.elapsed() - lostMs);
+    const double spentMs = static_cast<double>(clock() - jobStart - lostMs);
     if (finished <= 0) {
         return -1;
     }

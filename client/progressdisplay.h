@@ -1,8 +1,8 @@
 #ifndef PROGRESSDISPLAY_H
 #define PROGRESSDISPLAY_H
 
-#include <QElapsedTimer>
 #include <QString>
+#include <functional>
 
 class Output;
 
@@ -17,8 +17,13 @@ class Output;
 class ProgressDisplay
 {
 public:
+    /** Milliseconds since some moment that stays the same. */
+    using Clock = std::function<qint64()>;
+    static qint64 SteadyClock();
+
     /** @param bytes of all files, as far as they are known */
-    ProgressDisplay(const Output &jobOutput, int files, qint64 bytes);
+    ProgressDisplay(const Output &jobOutput, int files, qint64 bytes,
+                    Clock clockToUse = SteadyClock);
 
     /** Ends the line, whatever became of the job. */
     ~ProgressDisplay();
@@ -33,6 +38,9 @@ public:
 
     /** The file in hand is finished, well or not. */
     void End();
+
+    /** What there is to show now, in one line of so many columns. */
+    QString Text(int columns) const;
 
     /** "45% of 2.0 GiB, 110.0 MiB/s, 0:10 left". */
     static QString Describe(qint64 done, qint64 total, qint64 elapsedMs);
@@ -54,6 +62,7 @@ public:
 
 private:
     void Draw();
+    void LoseTry();
     qint64 SecondsLeft() const;
 
     const Output &output;
@@ -65,10 +74,12 @@ private:
     qint64 done = 0;
     qint64 finishedBytes = 0;
     int finishedFiles = 0;
-    qint64 lostMs = 0; ///< of the whole job, in tries that came to nothing
-    QElapsedTimer sinceJobStart;
-    QElapsedTimer sinceTryStart;
-    QElapsedTimer sinceShown;
+    qint64 lostMs = 0;     ///< of the whole job, in tries that came to nothing
+    bool isInHand = false; ///< a file has begun and not ended
+    const Clock clock;
+    const qint64 jobStart;
+    qint64 tryStart = 0;
+    qint64 lastShown;
 };
 
 #endif // PROGRESSDISPLAY_H

@@ -1,8 +1,93 @@
 #include <gtest/gtest.h>
 
+#include <output.h>
 #include <progressdisplay.h>
 
 namespace {
+
+constexpr int wide = 200;
+constexpr qint64 mebibyte = 1 << 20;
+
+// A job of files of 4 MiB each, of which the test says how the time passes.
+class TimedJob
+{
+public:
+    explicit TimedJob(int files)
+        : display(output, files, files * size, [this] { return nowMs; })
+    {}
+
+    void Begin() { display.Begin("f", size); }
+
+    void Move(qint64 afterMs, qint64 doneBytes)
+    {
+        nowMs += afterMs;
+        display.Update(doneBytes);
+    }
+
+    static constexpr qint64 size = 4 * mebibyte;
+    const Output output;
+    qint64 nowMs = 1'000'000;
+    ProgressDisplay display;
+};
+
+TEST(ProgressDisplay, RateAndTimeLeftCountFromTheFirstByte)
+{
+    TimedJob job(1);
+    job.Begin();
+    job.Move(7000, 0);
+    job.Move(2000, mebibyte);
+    EXPECT_EQ(job.display.Text(wide),
+              "f [#####---------------] 25% of 4.0 MiB, 512.0 KiB/s, 0:06 left");
+}
+
+TEST(ProgressDisplay, LostTryAndPauseDoNotCountIntoTheRate)
+{
+    TimedJob job(1);
+    job.Begin();
+    job.Move(0, 0);
+    job.Move(10'000, 3 * mebibyte);
+    job.Move(5000, 0);
+    job.Move(2000, mebibyte);
+    EXPECT_EQ(job.display.Text(wide),
+              "f [#####---------------] 25% of 4.0 MiB, 512.0 KiB/s, 0:06 left");
+}
+
+TEST(ProgressDisplay, TryThatFallsBackCountsFromThere)
+{
+    TimedJob job(1);
+    job.Begin();
+    job.Move(10'000, 3 * mebibyte);
+    job.Move(5000, 1);
+    job.Move(2000, mebibyte);
+    EXPECT_TRUE(job.display.Text(wide).endsWith("512.0 KiB/s, 0:06 left"));
+}
+
+TEST(ProgressDisplay, LostTryAndPauseDoNotCountIntoTheTimeOfTheJob)
+{
+    TimedJob job(2);
+    job.Begin();
+    job.Move(0, 0);
+    job.Move(100'000, mebibyte);
+    job.Move(50'000, 0);
+    job.Move(10'000, TimedJob::size);
+    job.display.End();
+    job.Begin();
+    EXPECT_TRUE(job.display.Text(wide).startsWith("1 of 2, 10 s left: f"));
+}
+
+TEST(ProgressDisplay, FileThatFailedDoesNotCountIntoTheTimeOfTheJob)
+{
+    TimedJob job(3);
+    job.Begin();
+    job.Move(0, 0);
+    job.Move(100'000, mebibyte);
+    job.Begin();
+    job.Move(0, 0);
+    job.Move(10'000, TimedJob::size);
+    job.display.End();
+    job.Begin();
+    EXPECT_TRUE(job.display.Text(wide).startsWith("1 of 3, 20 s left: f"));
+}
 
 TEST(ProgressDisplay, DescribesPartRateAndTimeLeft)
 {
