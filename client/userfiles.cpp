@@ -7,16 +7,11 @@
 #include "interruption.h"
 #include "namefilter.h"
 #include "progressdisplay.h"
+#include "routes.h"
 #include "stagedfile.h"
 
 namespace {
 
-constexpr char listingRoute[] = "/api/filemgr/v2/userfiles";
-constexpr char contentRoute[] = "/api/filemgr/v2/userfiles";
-constexpr char metadataRoute[] = "/api/syncfiles/v1/metadata";
-constexpr char confirmation[] = "/api/syncfiles/v1/userfiles";
-constexpr char pendingFiles[] = "/api/syncfiles/v1/pendingfiles";
-constexpr char allPendingFiles[] = "/api/syncfiles/v1/pendingfiles/all";
 // The only refusal of metadata that tells anything of the file.
 constexpr char noSuchFile[] = "File not found";
 
@@ -81,7 +76,7 @@ void UserFiles::ForEachListed(const Taker &take)
     const auto takeObject = [&](const QJsonObject &object) {
         take(FileRecord::FromListing(object));
     };
-    if (!connection.GetList(listingRoute, "files", takeObject)) {
+    if (!connection.GetList(Routes::userFiles, "files", takeObject)) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no list of files"));
     }
@@ -93,7 +88,7 @@ QVector<FileRecord> UserFiles::Pending(bool all)
     const auto takeObject = [&](const QJsonObject &object) {
         records.append(FileRecord::FromListing(object));
     };
-    if (!connection.GetList(all ? allPendingFiles : pendingFiles, {}, takeObject)) {
+    if (!connection.GetList(all ? Routes::allPendingFiles : Routes::pendingFiles, {}, takeObject)) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no list of pending files"));
     }
@@ -162,7 +157,7 @@ qint64 UserFiles::SizeOf(const QVector<QString> &chosen) const
 FileRecord UserFiles::Metadata(const QString &path)
 {
     FileRecord record =
-        FileRecord::FromMetadata(connection.Get(RouteTo(metadataRoute, path)).object());
+        FileRecord::FromMetadata(connection.Get(RouteTo(Routes::syncMetadata, path)).object());
     // A request that was corrupted on its way asks for another file, and gets a good answer.
     if (DevicePaths::Cleaned(record.path) != DevicePaths::Cleaned(path)) {
         throw ClientError(ExitStatus::TransferCorrupt,
@@ -210,8 +205,8 @@ bool UserFiles::TryFetch(const FileRecord &expected, const QString &target, cons
     StagedFile staged(target, staging);
     // The device cannot send an empty file: its server makes an error page of it.
     if (expected.size > 0) {
-        connection.Download(RouteTo(contentRoute, expected.path), staged.Device(), expected.size,
-                            progress);
+        connection.Download(RouteTo(Routes::userFiles, expected.path), staged.Device(),
+                            expected.size, progress);
     }
     if (!expected.Describes(staged.Device().Count(), staged.Device().Digest())) {
         ThrowIfRefusal(staging);
@@ -225,10 +220,10 @@ FileRecord UserFiles::Store(const QString &localFile, const QString &path, const
 {
     HashingFile source(localFile);
     OpenForReading(source);
-    RouteTo(metadataRoute, path);
+    RouteTo(Routes::syncMetadata, path);
     const QJsonObject description{{"fileUri", path}, {"fileSize", source.size()}};
     try {
-        connection.Upload(listingRoute, description, source, progress);
+        connection.Upload(Routes::userFiles, description, source, progress);
     } catch (const Interrupted &stop) {
         const DeviceConnection::Hurry hurry(connection);
         throw Interrupted(stop.SignalNumber(), WhatIsThere(path, source.size()));
@@ -270,7 +265,7 @@ void UserFiles::Remove(const QString &path)
 {
     Metadata(path);
     try {
-        connection.DeleteForEmptyAnswer(RouteTo(contentRoute, path));
+        connection.DeleteForEmptyAnswer(RouteTo(Routes::userFiles, path));
     } catch (const ClientError &) {
         // The answer may belong to a second sending of a request that was served the first time.
         if (Find(path)) {
@@ -285,5 +280,5 @@ void UserFiles::Remove(const QString &path)
 
 void UserFiles::Confirm(const QString &path)
 {
-    connection.PutForEmptyAnswer(RouteTo(confirmation, path));
+    connection.PutForEmptyAnswer(RouteTo(Routes::syncFiles, path));
 }

@@ -1,13 +1,9 @@
 #include "workorders.h"
 
 #include "clienterror.h"
+#include "routes.h"
 
 namespace {
-
-constexpr char byId[] = "/api/workflow/v1/workorder/";
-constexpr char listRoute[] = "/api/workflow/v1/list";
-constexpr char activeRoute[] = "/api/workflow/v1/active";
-constexpr char bulkUpdate[] = "/api/workflow/v1/workorders";
 
 QJsonObject WithoutImage(QJsonObject test)
 {
@@ -51,7 +47,7 @@ WorkOrders::WorkOrders(DeviceConnection &deviceConnection)
 QJsonObject WorkOrders::Get(const QString &id)
 {
     RequireId(id);
-    const QByteArray route = byId + QUrl::toPercentEncoding(id);
+    const QByteArray route = Routes::workOrder + QUrl::toPercentEncoding(id);
     QJsonObject answer = connection.Get(route).object();
     const QJsonValue document = answer.value("cdm");
     if (!document.isObject()) {
@@ -70,7 +66,7 @@ QJsonObject WorkOrders::Get(const QString &id)
 
 QString WorkOrders::Active()
 {
-    const QJsonValue id = connection.Get(activeRoute).object().value("activeWorkOrderId");
+    const QJsonValue id = connection.Get(Routes::active).object().value("activeWorkOrderId");
     if (!id.isString()) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer does not tell the active work order"));
@@ -80,7 +76,7 @@ QString WorkOrders::Active()
 
 QHash<QString, QString> WorkOrders::Times()
 {
-    const QJsonValue orders = connection.Get(listRoute).object().value("workOrderInfo");
+    const QJsonValue orders = connection.Get(Routes::workOrderList).object().value("workOrderInfo");
     if (!orders.isArray()) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no list of work orders"));
@@ -98,7 +94,7 @@ void WorkOrders::SetActive(const QString &id)
 {
     RequireId(id);
     const QJsonDocument body(QJsonObject{{"activeWorkOrderId", id}});
-    connection.Put(activeRoute, body.toJson(QJsonDocument::Compact));
+    connection.Put(Routes::active, body.toJson(QJsonDocument::Compact));
     const QString now = Active();
     if (now != id) {
         throw ClientError(
@@ -109,7 +105,7 @@ void WorkOrders::SetActive(const QString &id)
 
 void WorkOrders::Store(const QJsonArray &documents)
 {
-    connection.PostForEmptyAnswer(bulkUpdate, Body(documents));
+    connection.PostForEmptyAnswer(Routes::workOrders, Body(documents));
 }
 
 bool WorkOrders::Has(const QString &id, const QJsonObject &document)

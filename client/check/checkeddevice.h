@@ -10,6 +10,7 @@
 
 #include "httpexchange.h"
 #include "interfacedescription.h"
+#include "routes.h"
 
 /** One exchange as a report shows it. */
 struct LoggedExchange
@@ -51,7 +52,7 @@ public:
 
     /** Sends a file as the form of two parts, and remembers to delete it. */
     HttpAnswer Upload(const QString &path, const QByteArray &content,
-                      const QByteArray &route = "/api/filemgr/v2/userfiles");
+                      const QByteArray &route = Routes::userFiles);
 
     /** Sends a form as it is. */
     HttpAnswer UploadForm(const QByteArray &route, const QByteArray &body);

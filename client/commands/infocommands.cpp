@@ -10,6 +10,7 @@
 
 #include "clienterror.h"
 #include "receivedjson.h"
+#include "routes.h"
 #include "transfer.h"
 
 namespace {
@@ -67,7 +68,7 @@ InfoCommand::InfoCommand()
 
 ExitStatus InfoCommand::Run(DeviceConnection &connection, const Output &output)
 {
-    const QJsonDocument document = connection.Get("/info");
+    const QJsonDocument document = connection.Get(Routes::info);
     const QJsonObject info = document.object();
     if (!info.contains("apiSupport")) {
         throw ClientError(ExitStatus::TransferCorrupt,
@@ -99,7 +100,7 @@ void TechCommand::AddArguments(CLI::App &parser)
 ExitStatus TechCommand::Run(DeviceConnection &connection, const Output &output)
 {
     const QJsonDocument body(QJsonObject{{"techId", QString::fromStdString(id)}});
-    connection.PostForEmptyAnswer("/api/v1/techinfo", body.toJson(QJsonDocument::Compact));
+    connection.PostForEmptyAnswer(Routes::technician, body.toJson(QJsonDocument::Compact));
     output.Line(QString("technician set to %1; the device tells nobody who is set, so nothing was "
                         "read back")
                     .arg(QString::fromStdString(id)));
@@ -114,7 +115,7 @@ TemplatesCommand::TemplatesCommand()
 
 ExitStatus TemplatesCommand::Run(DeviceConnection &connection, const Output &output)
 {
-    const QJsonDocument document = connection.Get("/api/workflow/v1/templates");
+    const QJsonDocument document = connection.Get(Routes::templates);
     if (!document.object().value("templates").isArray()) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no list of templates"));

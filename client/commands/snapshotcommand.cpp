@@ -12,6 +12,7 @@
 #include "durablefile.h"
 #include "localfolder.h"
 #include "progressdisplay.h"
+#include "routes.h"
 #include "userfiles.h"
 #include "workorders.h"
 
@@ -97,14 +98,13 @@ ExitStatus SnapshotCommand::Run(DeviceConnection &connection, const Output &outp
 
 void SnapshotCommand::TakeDocuments(DeviceConnection &connection) const
 {
-    const QJsonObject info = connection.Get("/info").object();
+    const QJsonObject info = connection.Get(Routes::info).object();
     if (!info.value("assetInfo").isObject()) {
         throw ClientError(ExitStatus::TransferCorrupt,
                           QStringLiteral("the answer is no device information"));
     }
     Store(Inside("asset.json"), QJsonDocument(info.value("assetInfo").toObject()).toJson());
-    const QJsonValue templates =
-        connection.Get("/api/workflow/v1/templates").object().value("templates");
+    const QJsonValue templates = connection.Get(Routes::templates).object().value("templates");
     Store(Inside("templates/templates.json"),
           QJsonDocument(QJsonObject{{"cdm", templates.toArray()}}).toJson());
     Store(Inside("state/active-work-order.json"),

@@ -6,6 +6,7 @@
 
 #include "clienterror.h"
 #include "progressdisplay.h"
+#include "routes.h"
 #include "workorders.h"
 #include "workorderupload.h"
 
@@ -41,7 +42,7 @@ WorkOrdersListCommand::WorkOrdersListCommand()
 
 ExitStatus WorkOrdersListCommand::Run(DeviceConnection &connection, const Output &output)
 {
-    const QJsonDocument document = connection.Get("/api/workflow/v1/list");
+    const QJsonDocument document = connection.Get(Routes::workOrderList);
     const QJsonValue orders = document.object().value("workOrderInfo");
     if (!orders.isArray()) {
         throw ClientError(ExitStatus::TransferCorrupt,
