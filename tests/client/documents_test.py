@@ -4,6 +4,7 @@ import os
 import pathlib
 import re
 import subprocess
+import tempfile
 import unittest
 
 CLIENT = os.environ["PARLOWENCTL"]
@@ -124,6 +125,35 @@ class Completion(unittest.TestCase):
                              str(COMPLETIONS / "parlowenctl.fish"), line,
                              env={**os.environ, "PATH": path})
                 self.assertEqual((result.stdout, result.stderr), (offered, ""))
+
+
+class FleetPage(unittest.TestCase):
+    def setUp(self):
+        text = (SOURCE / "docs" / "fleet.md").read_text()
+        self.units = dict(re.findall(
+            r"(?s)`/etc/systemd/system/([\w.-]+)`:\n\n```ini\n(.*?)```", text))
+
+    def test_shows_a_service_and_its_timer(self):
+        self.assertEqual(sorted(self.units),
+                         ["parlowen-collect.service", "parlowen-collect.timer"])
+
+    def test_units_have_no_complaint_of_systemd(self):
+        with tempfile.TemporaryDirectory() as folder:
+            names = []
+            for name, unit in self.units.items():
+                names.append(os.path.join(folder, name))
+                pathlib.Path(names[-1]).write_text(unit.replace("/usr/bin/parlowenctl", CLIENT))
+            result = run("systemd-analyze", "verify", "--man=no", *names)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+
+    def test_service_runs_a_command_with_options_that_there_are(self):
+        command = re.search(r"(?m)^ExecStart=/usr/bin/parlowenctl (.*)$",
+                            self.units["parlowen-collect.service"])[1].split()
+        self.assertIn("sync", subcommands())
+        self.assertIn("sync", command)
+        for word in command:
+            if word.startswith("-"):
+                self.assertIn(word, options() | options("sync"))
 
 
 if __name__ == "__main__":
