@@ -12,10 +12,10 @@
 #include <QHash>
 #include <QMap>
 #include <QSocketNotifier>
-#include <QStorageInfo>
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <sys/signalfd.h>
 
 #include <filesystemsandbox.h>
@@ -92,8 +92,12 @@ public:
     void EndStorageAccess() override {}
     bool HasFreeSpace(qint64 bytes) override
     {
+        // Not asked of QStorageInfo, which looks for the mount point, and a chroot may have none.
         constexpr qint64 reserve = 16 * 1024 * 1024;
-        return bytes < QStorageInfo(files).bytesAvailable() - reserve;
+        std::error_code error;
+        const auto space =
+            std::filesystem::space(QFile::encodeName(files.path()).toStdString(), error);
+        return !error && bytes < static_cast<qint64>(space.available) - reserve;
     }
 
     // Work orders. The jobs are kept: a list of 5,000 asks for them 20,000 times.

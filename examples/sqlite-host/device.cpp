@@ -1,7 +1,7 @@
 #include "device.h"
 
 #include <QFile>
-#include <QStorageInfo>
+#include <filesystem>
 
 namespace {
 
@@ -54,7 +54,11 @@ QDir Device::Directory(int key)
 
 bool Device::HasFreeSpace(qint64 bytes)
 {
-    return bytes < QStorageInfo(files.Folder()).bytesAvailable() - reserve;
+    // Not asked of QStorageInfo, which looks for the mount point, and a chroot may have none.
+    const std::string folderName = QFile::encodeName(files.Folder().path()).toStdString();
+    std::error_code error;
+    const auto space = std::filesystem::space(folderName, error);
+    return !error && bytes < static_cast<qint64>(space.available) - reserve;
 }
 
 QVector<Job *> Device::Jobs()

@@ -4,6 +4,7 @@ set -eu
 : "${work:?}"
 
 fail() {
+    [ ! -f "$work/host.log" ] || cat "$work/host.log" >&2
     echo "FAILED: $*" >&2
     exit 1
 }
