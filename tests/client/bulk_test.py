@@ -242,8 +242,8 @@ class Sync(ClientTest):
         self.expect(DONE, "sync", "out")
         (self.local / "out" / "f").unlink()
         self.on_device("new", b"3")
-        self.on_device("being-written", b"4", age=0)
-        result = self.expect(DONE, "sync", "--everything", "out")
+        with self.being_written("being-written", b"4"):
+            result = self.expect(DONE, "sync", "--everything", "out")
         self.assertIn("2 fetched", result.out)
         self.assertEqual(self.tree("out"), {"f": b"everything", "sub/g": b"2", "new": b"3"})
 

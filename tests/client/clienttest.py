@@ -1,5 +1,6 @@
 """A simulator, a client and a working folder for each test program."""
 
+import contextlib
 import hashlib
 import json
 import os
@@ -7,6 +8,7 @@ import pathlib
 import shutil
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 import urllib.parse
@@ -111,6 +113,23 @@ class ClientTest(unittest.TestCase):
         changed = path.stat().st_mtime - age
         os.utime(path, (changed, changed))
         return str(path)
+
+    @contextlib.contextmanager
+    def being_written(self, name, data):
+        """Puts a file on the device that changes all the time, however long that is; yields its path."""
+        path = self.on_device(name, data, age=0)
+        ended = threading.Event()
+
+        def change():
+            while not ended.wait(0.1):
+                os.utime(path)
+        writer = threading.Thread(target=change)
+        writer.start()
+        try:
+            yield path
+        finally:
+            ended.set()
+            writer.join()
 
     def here(self, name, data):
         path = self.local / name

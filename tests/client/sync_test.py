@@ -80,10 +80,10 @@ class Sync(ClientTest):
         self.assertEqual(result["failed"], [])
 
     def test_file_that_is_being_written_is_left_for_the_next_run(self):
-        self.on_device("new", b"1", age=0)
-        result = self.expect(DONE, "sync", "out")
-        self.assertIn("left for the next run", result.err)
-        self.assertEqual((self.tree("out"), self.pending()), ({}, ["new"]))
+        with self.being_written("new", b"1"):
+            result = self.expect(DONE, "sync", "out")
+            self.assertIn("left for the next run", result.err)
+            self.assertEqual((self.tree("out"), self.pending()), ({}, ["new"]))
         self.expect(DONE, "sync", "--recent", "out")
         self.assertEqual((self.tree("out"), self.pending()), ({"new": b"1"}, []))
 
@@ -176,22 +176,21 @@ class Sync(ClientTest):
 
     def test_confirmation_that_reaches_another_file_is_noticed(self):
         path = self.on_device("f1", b"one")
-        self.on_device("f0", b"zero", age=0)
-        self.proxy.add("flip", "up", request=CONFIRMATION,
-                       at=len("PUT /api/syncfiles/v1/userfiles") + len(path) - 1)
-        result = self.expect(TRANSFER_CORRUPT, "sync", "out")
-        self.assertIn("f1: still pending after its confirmation", result.err)
-        self.assertIn("0 fetched, verified and confirmed, 1 failed", result.out)
-        self.assertNotIn("bytes, verified and confirmed", result.out)
-        self.proxy.faults.clear()
-        result = self.expect(DONE, "sync", "out", "--json").json()
+        with self.being_written("f0", b"zero"):
+            self.proxy.add("flip", "up", request=CONFIRMATION,
+                           at=len("PUT /api/syncfiles/v1/userfiles") + len(path) - 1)
+            result = self.expect(TRANSFER_CORRUPT, "sync", "out")
+            self.assertIn("f1: still pending after its confirmation", result.err)
+            self.assertIn("0 fetched, verified and confirmed, 1 failed", result.out)
+            self.assertNotIn("bytes, verified and confirmed", result.out)
+            self.proxy.faults.clear()
+            result = self.expect(DONE, "sync", "out", "--json").json()
         self.assertEqual([r["path"] for r in result["synchronised"]], [path])
 
     def test_question_that_reaches_another_file_confirms_nothing(self):
         path = self.on_device("f1", b"one")
-        self.on_device("f0", b"zero", age=0)
         for times in (1, 2, 3, None):
-            with self.subTest(times=times):
+            with self.subTest(times=times), self.being_written("f0", b"zero"):
                 self.proxy.faults.clear()
                 self.proxy.add("flip", "up", request=rb"metadata.*f1", times=times,
                                at=len("GET /api/syncfiles/v1/metadata") + len(path) - 1)
@@ -238,8 +237,8 @@ class Sync(ClientTest):
         self.on_device("jobs/f", b"1")
         self.on_device("jobs2/g", b"2")
         self.on_device("h", b"3")
-        self.on_device("new", b"3", age=0)
-        result = self.expect(DONE, "sync", "--root", "jobs", "out")
+        with self.being_written("new", b"3"):
+            result = self.expect(DONE, "sync", "--root", "jobs", "out")
         self.assertIn("1 fetched, verified and confirmed, 0 failed", result.out)
         self.assertIn("2 pending files are not below %s/jobs" % self.user_files, result.err)
         self.assertNotIn("next run", result.err)
@@ -247,9 +246,8 @@ class Sync(ClientTest):
         self.assertIn("nothing to do", self.expect(DONE, "sync", "--root", "jobs", "out").out)
 
     def test_files_outside_of_the_root_that_are_being_written_are_not_told(self):
-        self.on_device("jobs/f", b"being written", age=0)
-        self.on_device("new", b"being written", age=0)
-        result = self.expect(DONE, "sync", "--root", "jobs", "out")
+        with self.being_written("jobs/f", b"1"), self.being_written("new", b"2"):
+            result = self.expect(DONE, "sync", "--root", "jobs", "out")
         self.assertIn("1 changed just now", result.err)
 
     def test_root_that_the_device_writes_differently(self):

@@ -315,9 +315,9 @@ class Other(ClientTest):
 
     def test_pending_leaves_out_what_is_being_written(self):
         old = self.on_device("old", b"1")
-        new = self.on_device("new", b"1", age=0)
-        self.assertEqual([r["path"] for r in self.run_client("files", "pending", "--json").json()],
-                         [old])
+        with self.being_written("new", b"1") as new:
+            self.assertEqual(
+                [r["path"] for r in self.run_client("files", "pending", "--json").json()], [old])
         self.assertEqual([r["path"] for r in
                           self.run_client("files", "pending", "--all", "--json").json()],
                          [new, old])
