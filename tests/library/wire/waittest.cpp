@@ -1,5 +1,7 @@
 #include "wiretest.h"
 
+#include <QElapsedTimer>
+
 // Every test here waits for the pipeline's own 10 s limits.
 
 namespace {
@@ -132,6 +134,16 @@ TEST_F(WaitTest, BodyThatNobodyTakesIsNotReadOn)
     const std::string reply =
         AskBody(Request("POST", "/api/v1/techinfo", std::string(12000000, ' ')));
     EXPECT_EQ(reply, ErrorBody("Method not allowed"));
+}
+
+TEST_F(WaitTest, UploadThatIsNoFormHoldsTheDeviceForTenSeconds)
+{
+    QElapsedTimer held;
+    held.start();
+    const std::string reply =
+        AskBody(Request("POST", "/api/filemgr/v2/userfiles", std::string(12000000, '-')));
+    EXPECT_EQ(reply, ErrorBody("Upload failed"));
+    EXPECT_GE(held.elapsed(), 10000);
 }
 
 TEST_F(WaitTest, DownloadThatIsNotTakenStopsAndItsRestIsNotSent)
