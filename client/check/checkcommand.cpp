@@ -95,7 +95,9 @@ ExitStatus CheckCommand::Run(DeviceConnection &connection, const Output &output)
     CheckRun::Settings extent;
     extent.write = write || load;
     extent.load = load;
-    extent.only = Only();
+    for (const std::string &id : only) {
+        extent.only.append(QString::fromStdString(id));
+    }
     const CheckResult result = CheckRun(device, extent).Run();
     PrintResult(output, result);
     WriteFiles(result);
@@ -104,16 +106,6 @@ ExitStatus CheckCommand::Run(DeviceConnection &connection, const Output &output)
                           QStringLiteral("the check was interrupted; the device was put back"));
     }
     return result.Count(Verdict::Fail) == 0 ? ExitStatus::Done : ExitStatus::LocalFailure;
-}
-
-QVector<QRegularExpression> CheckCommand::Only() const
-{
-    QVector<QRegularExpression> patterns;
-    for (const std::string &id : only) {
-        patterns.append(QRegularExpression(
-            QRegularExpression::wildcardToRegularExpression(QString::fromStdString(id))));
-    }
-    return patterns;
 }
 
 void CheckCommand::PrintResult(const Output &output, const CheckResult &result) const

@@ -16,7 +16,6 @@ public:
     ExitStatus Run(DeviceConnection &connection, const Output &output) override;
 
 private:
-    QVector<QRegularExpression> Only() const;
     void PrintResult(const Output &output, const CheckResult &result) const;
     void WriteFiles(const CheckResult &result) const;
 

@@ -1,6 +1,7 @@
 #include "checkrun.h"
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <algorithm>
 
 #include "assertions.h"
@@ -23,6 +24,30 @@ QVector<AssertionGroup> GroupsOfDevice()
 QVector<AssertionGroup> GroupsOfTheEnd()
 {
     return {Assertions::OfTheEnd(), Assertions::OfDescription()};
+}
+
+bool IsCalled(const Assertion &assertion, const QString &pattern)
+{
+    const QRegularExpression whole(QRegularExpression::wildcardToRegularExpression(pattern));
+    return whole.match(assertion.id).hasMatch();
+}
+
+// A check of nothing would say that the device is right.
+void RequireAssertions(const QStringList &patterns, const QVector<AssertionGroup> &groups)
+{
+    for (const QString &pattern : patterns) {
+        const auto names = [&pattern](const AssertionGroup &group) {
+            return std::any_of(group.assertions.begin(), group.assertions.end(),
+                               [&pattern](const Assertion &one) { return IsCalled(one, pattern); });
+        };
+        if (std::none_of(groups.begin(), groups.end(), names)) {
+            throw ClientError(
+                ExitStatus::Usage,
+                QString("--only: no assertion is called \"%1\"; --json without --only "
+                        "lists them all")
+                    .arg(pattern));
+        }
+    }
 }
 
 void RequireConnection(CheckedDevice &device)
@@ -54,12 +79,13 @@ CheckResult CheckRun::Run()
     QElapsedTimer timer;
     timer.start();
     const CheckInterruption interruption;
+    result.groups = GroupsOfDevice() + GroupsOfTheEnd();
+    RequireAssertions(settings.only, result.groups);
     RequireConnection(device);
     result.started = QDateTime::currentDateTime();
     result.wrote = settings.write;
     result.loaded = settings.load;
     result.device = device.Target().device.toDisplayString();
-    result.groups = GroupsOfDevice() + GroupsOfTheEnd();
     try {
         device.RememberState();
         device.ProbeStorage(settings.write);
@@ -100,9 +126,7 @@ void CheckRun::RunAll(const QVector<AssertionGroup> &groups)
 
 bool CheckRun::IsWanted(const Assertion &assertion) const
 {
-    const auto matches = [&assertion](const QRegularExpression &pattern) {
-        return pattern.match(assertion.id).hasMatch();
-    };
+    const auto matches = [&assertion](const QString &id) { return IsCalled(assertion, id); };
     return settings.only.isEmpty() ||
            std::any_of(settings.only.begin(), settings.only.end(), matches);
 }

@@ -2,7 +2,7 @@
 #define CHECKRUN_H
 
 #include <QDateTime>
-#include <QRegularExpression>
+#include <QStringList>
 #include <functional>
 
 #include "assertion.h"
@@ -46,13 +46,16 @@ public:
     {
         bool write = false;
         bool load = false;
-        QVector<QRegularExpression> only;                      ///< ids that run; empty: all of them
+        QStringList only; ///< ids that run, with wildcards; empty: all of them
         std::function<void(const AssertionResult &)> progress; ///< told after each assertion
     };
 
     CheckRun(CheckedDevice &checkedDevice, Settings runSettings);
 
-    /** Throws `ClientError` when the device cannot be reached at all. */
+    /**
+     * Throws `ClientError` when the device cannot be reached at all, or no assertion has an id that
+     * is to run.
+     */
     CheckResult Run();
 
 private:

@@ -9,6 +9,7 @@ namespace {
 // So often is looked whether the user wants to stop.
 constexpr int readSliceMs = 100;
 constexpr int usualPort = 8081;
+constexpr int longestHeadRead = 256 * 1024;
 
 int StatusIn(const QByteArray &head)
 {
@@ -91,6 +92,10 @@ HttpAnswer HttpExchange::Receive(const QByteArray &method)
     if (ReceiveHead(answer)) {
         ReceiveBody(answer, method);
     }
+    if (taken > longestAnswer) {
+        answer.problem =
+            QString("the answer is longer than %1 MiB").arg(longestAnswer / 1024 / 1024);
+    }
     answer.milliseconds = started.elapsed();
     return answer;
 }
@@ -104,10 +109,12 @@ bool HttpExchange::AwaitMore()
 {
     QElapsedTimer silence;
     silence.start();
-    while (!silence.hasExpired(target.timeoutMs)) {
+    while (taken <= longestAnswer && !silence.hasExpired(target.timeoutMs)) {
         CheckInterruption::ThrowIfRequested();
         if (socket.bytesAvailable() > 0 || socket.waitForReadyRead(readSliceMs)) {
-            received += socket.readAll();
+            const QByteArray piece = socket.readAll();
+            taken += piece.size();
+            received += piece;
             return true;
         }
         if (socket.state() != QAbstractSocket::ConnectedState) {
@@ -125,6 +132,10 @@ bool HttpExchange::ReceiveHead(HttpAnswer &answer)
             answer.problem = received.isEmpty()
                                  ? QStringLiteral("no answer came")
                                  : QStringLiteral("the answer was cut within its headers");
+            return false;
+        }
+        if (received.size() > longestHeadRead) {
+            answer.problem = QStringLiteral("the headers of the answer are longer than 256 KiB");
             return false;
         }
         end = received.indexOf("\r\n\r\n");

@@ -55,6 +55,9 @@ public:
     /** Waits until some of the answer is there, and stops taking more from the network. */
     void ReceiveSome(qint64 bytes);
 
+    /** Bytes; a device that sends more gets a problem in its answer. */
+    static constexpr int longestAnswer = 24 * 1024 * 1024;
+
     /** Waits for the rest of the answer. */
     HttpAnswer Receive(const QByteArray &method);
 
@@ -73,6 +76,7 @@ private:
     const Target &target;
     QSslSocket socket;
     QByteArray received;
+    qint64 taken = 0; // bytes, without what `ReceiveSome` took
     QElapsedTimer started;
 };
 

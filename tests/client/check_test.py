@@ -11,7 +11,7 @@ import unittest
 import xml.etree.ElementTree
 
 from checksupport import ACTIVE, CheckedDevice, check, failures, start_check, verdict
-from clienttest import CANNOT_CONNECT, CLIENT, DONE, LOCAL_FAILURE
+from clienttest import CANNOT_CONNECT, CLIENT, DONE, LOCAL_FAILURE, USAGE
 
 
 class References(html.parser.HTMLParser):
@@ -140,6 +140,12 @@ class OtherDevices(unittest.TestCase):
                                     capture_output=True, text=True)
         self.assertEqual(result.returncode, LOCAL_FAILURE)
         self.assertIn("none/report.html", result.stderr)
+
+    def test_id_that_no_assertion_has_is_refused(self):
+        result = subprocess.run([CLIENT, "check", "--only", "asset.*", "--only", "jop.*"],
+                                capture_output=True, text=True, check=False)
+        self.assertEqual(result.returncode, USAGE)
+        self.assertIn('no assertion is called "jop.*"', result.stderr)
 
     def test_no_device(self):
         result = subprocess.run([CLIENT, "check"], capture_output=True, text=True, check=False)

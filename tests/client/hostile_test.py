@@ -146,6 +146,15 @@ class Hostile(unittest.TestCase):
                 self.assertIn("longer than 16 MiB", result.err)
                 self.assertEqual(result.out, "")
 
+    def test_endless_answers_while_the_interface_is_checked(self):
+        for answer, problem in ((endless(head()), "the answer is longer than 24 MiB"),
+                                (endless(b"HTTP/1.1 200 OK\r\n", b"a:b\r\n" * 1000),
+                                 "the headers of the answer are longer than 256 KiB")):
+            with self.subTest(problem=problem):
+                self.device.answers["/info"] = answer
+                result = self.expect(LOCAL_FAILURE, "check", "--only", "asset.version")
+                self.assertIn(problem, result.out)
+
     def test_endless_head_of_an_answer(self):
         done, wait = b"HTTP/1.1 200 OK\r\n", b"HTTP/1.1 100 Continue\r\n\r\n"
         for start, piece in ((done, b"X-Again: " + b"x" * 10_000 + b"\r\n"), (done, b"x" * 10_000),
