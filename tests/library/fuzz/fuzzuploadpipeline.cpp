@@ -179,6 +179,12 @@ QString ExpectedPath(const Upload &upload, const Parts &parts, const QString &ro
     return error.error == QJsonParseError::NoError && path.startsWith(root) ? path : QString();
 }
 
+// Classic serving stores the file under what is left of the name.
+bool CanBeNamed(const QString &path)
+{
+    return !path.contains(QChar::Null) && QString::fromUtf8(path.toUtf8()) == path;
+}
+
 bool Run(Sandbox *sandbox, const Upload &upload)
 {
     FakeHost &host = sandbox->host;
@@ -293,7 +299,8 @@ void CheckPromptly(Sandbox *sandbox, const Upload &upload, const QByteArray &cla
     const Parts parts = ExpectedParts({upload.body});
     const QString path = ExpectedPath(upload, parts, sandbox->Root());
     const bool wanted = upload.storageAvailable && !upload.broken && !path.isEmpty() &&
-                        parts.size() > 1 && parts[1].ended && parts.size() <= mostPromptParts;
+                        CanBeNamed(path) && parts.size() > 1 && parts[1].ended &&
+                        parts.size() <= mostPromptParts;
     const QByteArray stored = TakePromptly(sandbox, upload, path);
     Require(wanted || stored.isNull(), "only a whole file in a whole body is a success");
     Require(!wanted || classic.isNull() || !stored.isNull(),
