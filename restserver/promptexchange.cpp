@@ -155,6 +155,7 @@ int PromptExchange::AnswerByHandlers(RequestBody *body)
     const auto question = std::make_shared<Question>(services.answers);
     question->request = MakeRequest(*body);
     question->body = body->Memory();
+    body->Release();
     body->DropRest();
     record.received = body->Received();
     ModelCalls::Condition mayBegin;
@@ -168,6 +169,7 @@ int PromptExchange::AnswerByHandlers(RequestBody *body)
             question->answer.Hold(MemoryOf(*question->response));
             question->reports = host->Reporter().TakeNotes();
             question->request.reset();
+            question->body.reset(); // others need it while a slow client reads the answer
         },
         std::move(mayBegin)));
     if (outcome != ModelCalls::Done) {

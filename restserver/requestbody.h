@@ -54,6 +54,9 @@ public:
     /** Keeps the buffer, for who uses it longer than this object lives. */
     std::shared_ptr<const void> Memory() const { return buffer; }
 
+    /** Gives up the buffer to those who hold `Memory`. Only `DropRest` may follow. */
+    void Release() { buffer.reset(); }
+
 private:
     struct Buffer;
 

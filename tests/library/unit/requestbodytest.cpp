@@ -1,6 +1,7 @@
 #include "requestbody.h"
 
 #include <deque>
+#include <future>
 
 #include "handoff.h"
 
@@ -66,6 +67,21 @@ TEST_F(RequestBodyTest, ABodyIsReadAsAWhole)
     EXPECT_EQ(body.First(), "content");
     EXPECT_EQ(body.Received(), 7);
     EXPECT_TRUE(body.Whole());
+}
+
+TEST_F(RequestBodyTest, WhatWasReleasedIsForOthersOnceNobodyHoldsIt)
+{
+    memory = std::make_shared<BodyMemory>(850); // with room for one beside the oldest
+    const RequestBody oldest = Body(&Connect("oldest"));
+    RequestBody first = Body(&Connect(Pattern(whole)));
+    RequestBody second = Body(&Connect(Pattern(whole)));
+    first.ReadFirst();
+    std::shared_ptr<const void> held = first.Memory();
+    first.Release();
+    auto reading = std::async(std::launch::async, [&second] { return second.ReadFirst(); });
+    EXPECT_EQ(reading.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    held.reset();
+    EXPECT_EQ(reading.get(), RequestBody::Taken);
 }
 
 TEST_F(RequestBodyTest, ATextInABodyEnds)
