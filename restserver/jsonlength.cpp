@@ -24,6 +24,9 @@ public:
 private:
     void TakeInString(char byte)
     {
+        if (static_cast<unsigned char>(byte) < ' ') {
+            length += 5; // printed as "\u0001"
+        }
         inString = escaped || byte != '"';
         escaped = !escaped && byte == '\\';
     }

@@ -1,5 +1,7 @@
 #include "storagemodel.h"
 
+#include <algorithm>
+
 #include "diskspace.h"
 
 StorageModel::StorageModel(const DeviceFolder &deviceFolder, bool storageAvailable,
@@ -61,5 +63,5 @@ bool StorageModel::HasFreeSpace(qint64 bytes)
         errorReporter.ReportError(error, "storagemodel", __LINE__);
         return false;
     }
-    return bytes <= space->BesideReserve();
+    return std::max<qint64>(bytes, 0) <= space->BesideReserve();
 }

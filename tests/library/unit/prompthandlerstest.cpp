@@ -81,6 +81,14 @@ TEST(JsonLengthTest, IsThatOfTheIndentedText)
     EXPECT_NEAR(static_cast<double>(IndentedJsonLength(text)), static_cast<double>(indented), 10);
 }
 
+TEST(JsonLengthTest, CountsWhatIsPrintedOfAControlCharacter)
+{
+    const QByteArray text = "[\"" + QByteArray(1000, '\1') + "\"]";
+    const qint64 indented = QJsonDocument::fromJson(text).toJson().size();
+    EXPECT_GT(indented, 6000);
+    EXPECT_NEAR(static_cast<double>(IndentedJsonLength(text)), static_cast<double>(indented), 10);
+}
+
 TEST(JsonLengthTest, IsNothingWhereTheParserFindsTooManyLevels)
 {
     ASSERT_TRUE(QJsonDocument::fromJson(Nested(1025, 0)).isNull());
