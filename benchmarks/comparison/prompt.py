@@ -62,7 +62,7 @@ def show_requests(servers, folder, rounds):
 
 def bare_civetweb(ours, build, folder):
     """A civetweb that answers /info with the bytes of our answer."""
-    answer = os.path.join(folder, "civetweb_server.bin")
+    answer = os.path.join(folder, "civetweb.bin")
     curl(["-o", answer, ours.information_url()])
     return Peer("civetweb", "civetweb_server", 18102, build, folder)
 

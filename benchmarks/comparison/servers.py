@@ -114,12 +114,12 @@ class Simulator(Server):
 
 
 class Peer(Server):
-    """A server of benchmarks/peers."""
+    """A server of benchmarks/peers. `options` are the last words of its command."""
 
-    def __init__(self, name, program, port, build, folder):
+    def __init__(self, name, program, port, build, folder, options=()):
         path = os.path.join(build, "benchmarks", "peers", program)
-        target = os.path.join(folder, program + ".bin")
-        super().__init__(name, port, [path, str(port), target], folder, target)
+        target = os.path.join(folder, f"{name}.bin")
+        super().__init__(name, port, [path, str(port), target, *options], folder, target)
 
 
 class PromptHost(Server):

@@ -1,7 +1,8 @@
 // Stores the file of a form, POST /upload, and sends it, GET /file; GET /info is answered with what
-// FILE holds when it starts. usage: civetweb_server PORT FILE
+// FILE holds when it starts. usage: civetweb_server PORT FILE [flushed]
 #include <civetweb.h>
 #include <cstdio>
+#include <fcntl.h>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -10,6 +11,7 @@
 namespace {
 
 const char *target = nullptr;
+bool isFlushed = false; // before the answer
 std::string information;
 
 int FieldFound(const char *, const char *fileName, char *path, size_t size, void *)
@@ -21,8 +23,14 @@ int FieldFound(const char *, const char *fileName, char *path, size_t size, void
     return MG_FORM_FIELD_STORAGE_STORE;
 }
 
-int FieldStored(const char *, long long, void *)
+int FieldStored(const char *path, long long, void *)
 {
+    if (isFlushed) {
+        const int file = open(path, O_RDONLY);
+        const bool flushed = fsync(file) == 0;
+        close(file);
+        return flushed ? MG_FORM_FIELD_HANDLE_NEXT : MG_FORM_FIELD_HANDLE_ABORT;
+    }
     return MG_FORM_FIELD_HANDLE_NEXT;
 }
 
@@ -51,9 +59,10 @@ int Inform(mg_connection *connection, void *)
 
 } // namespace
 
-int main(int, char **argv)
+int main(int argc, char **argv)
 {
     target = argv[2];
+    isFlushed = argc > 3;
     std::ifstream file(target, std::ios::binary);
     information.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     mg_init_library(0);

@@ -1,4 +1,4 @@
-// Stores the file of a form: POST /upload. usage: microhttpd_server PORT FILE
+// Stores the file of a form: POST /upload. usage: microhttpd_server PORT FILE [flushed]
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +11,7 @@ namespace {
 
 constexpr size_t bufferSize = 65536; // what its documentation names for good performance
 const char *target = nullptr;
+bool isFlushed = false; // before the answer
 
 struct Upload
 {
@@ -58,6 +59,9 @@ MHD_Result Handle(void *, MHD_Connection *connection, const char *, const char *
         return Begin(connection, context);
     }
     if (*size == 0) {
+        if (isFlushed && fsync(static_cast<Upload *>(*context)->file) != 0) {
+            return MHD_NO;
+        }
         return Answer(connection);
     }
     const MHD_Result result =
@@ -77,9 +81,10 @@ void End(void *, MHD_Connection *, void **context, MHD_RequestTerminationCode)
 
 } // namespace
 
-int main(int, char **argv)
+int main(int argc, char **argv)
 {
     target = argv[2];
+    isFlushed = argc > 3;
     MHD_Daemon *daemon = MHD_start_daemon(
         MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_EPOLL, static_cast<uint16_t>(std::atoi(argv[1])),
         nullptr, nullptr, Handle, nullptr, MHD_OPTION_NOTIFY_COMPLETED, End, nullptr,
