@@ -11,6 +11,11 @@ constexpr qint64 memoryOfElement = 32;
 constexpr qint64 memoryOfText = 8;
 // Besides the byte that arrived: the parsed one, and two for who turns it into a QString.
 constexpr qint64 memoryOfCharacter = 3;
+// In a text with an escape, which is parsed to a QString and copied as one, as a key more than
+// once.
+constexpr qint64 memoryOfEscapedCharacter = 8;
+// More for one that is printed as "\u0001".
+constexpr qint64 memoryOfControl = 20;
 
 // Where a text ends that begins here: its closing quotation mark, or the end of all.
 const char *EndOfText(const char *at, const char *end)
@@ -37,7 +42,7 @@ public:
         for (const char *at = json.constData(); at < end && IsBearable(); ++at) {
             if (*at == '"') {
                 const char *const closing = EndOfText(at + 1, end);
-                TakeText(closing - at);
+                TakeText(at, closing);
                 at = closing;
             } else {
                 TakeMark(*at);
@@ -49,10 +54,15 @@ public:
 private:
     bool IsBearable() const { return memory <= most && longest <= ReceivedJson::longestText; }
 
-    void TakeText(qint64 size)
+    void TakeText(const char *from, const char *to)
     {
+        const qint64 size = to - from;
+        const bool isEscaped = std::find(from, to, '\\') != to;
+        const qint64 controls = std::count_if(
+            from, to, [](char byte) { return static_cast<unsigned char>(byte) < ' '; });
         longest = std::max(longest, size);
-        memory += memoryOfText + size * memoryOfCharacter;
+        memory += memoryOfText + controls * memoryOfControl +
+                  size * (isEscaped ? memoryOfEscapedCharacter : memoryOfCharacter);
     }
 
     void TakeMark(char mark)

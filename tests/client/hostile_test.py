@@ -220,6 +220,17 @@ class Hostile(unittest.TestCase):
                                                 + b",".join([element] * count) + b"]}}")
                 self.expect(DONE, "info")
 
+    def test_long_texts_that_grow_when_they_are_parsed_or_printed(self):
+        for text, status in ((b"\x01" * 1_350_000, DONE), (b"\x01" * 4_900_000, TRANSFER_CORRUPT),
+                             (b"\\n" + b"a" * 3_700_000, DONE),
+                             (b"\\n" + b"a" * 4_900_000, TRANSFER_CORRUPT)):
+            for value in (b'{"a":"%s"}' % text, b'{"%s":1}' % text):
+                with self.subTest(text=text[:3], status=status, value=value[:6]):
+                    self.device.answers["/info"] = (head() + b'{"apiSupport":[],"assetInfo":'
+                                                    + value + b"}")
+                    self.expect(status, "info")
+                    self.expect(status, "info", "--json")
+
     def test_dense_list_of_files(self):
         for record in (b'{"path":"a","size":0}', b"[]", b'{"path":"%s","size":0}' % (b"a" * 9999)):
             with self.subTest(record=record[:20]):

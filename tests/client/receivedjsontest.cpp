@@ -52,6 +52,14 @@ TEST(ReceivedJson, MarksInsideTextsCountAsCharacters)
     EXPECT_TRUE(ReceivedJson::IsBearable("[\"\\\"" + QByteArray(1'000'000, '[') + "\"]"));
 }
 
+TEST(ReceivedJson, LongTextThatTakesMoreOnceItIsParsedOrPrintedIsNotBearable)
+{
+    EXPECT_TRUE(ReceivedJson::IsBearable("[\"\\n" + QByteArray(3'500'000, 'x') + "\"]"));
+    EXPECT_FALSE(ReceivedJson::IsBearable("[\"\\n" + QByteArray(4'000'000, 'x') + "\"]"));
+    EXPECT_TRUE(ReceivedJson::IsBearable("[\"" + QByteArray(1'000'000, '\1') + "\"]"));
+    EXPECT_FALSE(ReceivedJson::IsBearable("[\"" + QByteArray(2'000'000, '\1') + "\"]"));
+}
+
 TEST(ReceivedJson, VeryLongTextIsNotBearable)
 {
     const QByteArray longest(ReceivedJson::longestText - 1, 'x');
