@@ -152,10 +152,10 @@ bool DeviceApplication::OpenFolder(QString *error)
         !FillFolder(folder, error)) {
         return false;
     }
-    models = std::make_unique<DeviceModels>(DeviceModels::Setup{options.dataFolder, options.mode,
-                                                                options.storageAvailable,
-                                                                options.workOrderLimit},
-                                            fileSystem, errorReporter, viewOutput);
+    models = std::make_unique<DeviceModels>(
+        DeviceModels::Setup{options.dataFolder, options.mode, options.storageAvailable,
+                            options.workOrderLimit, options.userFileLimit},
+        fileSystem, errorReporter, viewOutput);
     faultyModels = std::make_unique<FaultyModels>(*models, faults, errorReporter);
     activity = std::make_unique<Activity>(*models, fileSystem, errorReporter, options.seed);
     if (options.activity) {

@@ -59,6 +59,10 @@ public:
         , workOrderLimit(QStringLiteral("work-order-limit"),
                          QStringLiteral("Store at most so many work orders (default 10000)."),
                          QStringLiteral("number"), QStringLiteral("10000"))
+        , userFileLimit(QStringLiteral("user-file-limit"),
+                        QStringLiteral("Take no upload beside so many user files (default 50000); "
+                                       "none that replaces a file either."),
+                        QStringLiteral("number"), QStringLiteral("50000"))
         , requireSandbox(QStringLiteral("require-sandbox"),
                          QStringLiteral("Do not start where the kernel cannot confine the program "
                                         "to the folder of the device."))
@@ -105,6 +109,7 @@ public:
                            mode,
                            storageUnavailable,
                            workOrderLimit,
+                           userFileLimit,
                            requireSandbox,
                            fault,
                            faultFile,
@@ -129,6 +134,7 @@ public:
     QCommandLineOption mode;
     QCommandLineOption storageUnavailable;
     QCommandLineOption workOrderLimit;
+    QCommandLineOption userFileLimit;
     QCommandLineOption requireSandbox;
     QCommandLineOption fault;
     QCommandLineOption faultFile;
@@ -256,6 +262,16 @@ QString ReadFaults(const CommandLine &line, DeviceOptions *options)
     return QString();
 }
 
+QString ReadLimit(const CommandLine &line, const QCommandLineOption &option, int *limit)
+{
+    bool isNumber = false;
+    const QString text = line.parser.value(option);
+    *limit = text.toInt(&isNumber);
+    return isNumber && *limit >= 0 ? QString()
+                                   : QStringLiteral("--%1 takes a number of 0 or more, not \"%2\"")
+                                         .arg(option.names().constFirst(), text);
+}
+
 QString ReadInstrument(const CommandLine &line, DeviceOptions *options)
 {
     bool isNumber = false;
@@ -264,14 +280,9 @@ QString ReadInstrument(const CommandLine &line, DeviceOptions *options)
     if (!isNumber) {
         return QStringLiteral("--mode takes a whole number, not \"%1\"").arg(mode);
     }
-    const QString limit = line.parser.value(line.workOrderLimit);
-    options->workOrderLimit = limit.toInt(&isNumber);
-    if (!isNumber || options->workOrderLimit < 0) {
-        return QStringLiteral("--work-order-limit takes a number of 0 or more, not \"%1\"")
-            .arg(limit);
-    }
     options->storageAvailable = !line.parser.isSet(line.storageUnavailable);
-    return QString();
+    const QString reason = ReadLimit(line, line.workOrderLimit, &options->workOrderLimit);
+    return reason.isEmpty() ? ReadLimit(line, line.userFileLimit, &options->userFileLimit) : reason;
 }
 
 QString ReadScenario(const CommandLine &line, DeviceOptions *options)

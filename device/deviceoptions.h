@@ -29,6 +29,7 @@ struct DeviceOptions
     QString dataFolder; ///< empty for a temporary one; otherwise absolute and free of "." and "..";
                         ///< symbolic links are kept
     int workOrderLimit = 10000;
+    int userFileLimit = 50000;
     bool storageAvailable = true;
     bool requireSandbox = false;
     bool verbose = false;

@@ -1,6 +1,7 @@
 #include "userfiledirectory.h"
 
 #include <algorithm>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -22,6 +23,34 @@ struct CloseFolder
 };
 
 using FolderStream = std::unique_ptr<DIR, CloseFolder>;
+
+// Its files are found with the descriptor of the folder, which stays the caller's.
+FolderStream NamesIn(const FileDescriptor &folder)
+{
+    FileDescriptor readable(openat(folder.Number(), ".", O_RDONLY | folderFlags));
+    FolderStream stream(readable.IsOpen() ? fdopendir(readable.Number()) : nullptr);
+    if (stream) {
+        readable.Release();
+    }
+    return stream;
+}
+
+bool IsSelfOrParent(const char *name)
+{
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+// Most file systems tell it with the name.
+mode_t KindOf(const dirent &entry, const FileDescriptor &folder)
+{
+    struct stat status = {};
+    if (entry.d_type != DT_UNKNOWN) {
+        return DTTOIF(entry.d_type);
+    }
+    return fstatat(folder.Number(), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0
+               ? status.st_mode
+               : 0;
+}
 
 // Qt drops a byte order mark at the start of a text; behind the slash it stays the letter it is.
 bool IsValidUtf8(const QByteArray &name)
@@ -127,6 +156,16 @@ QVector<UserFile> UserFileDirectory::Files() const
     return files;
 }
 
+int UserFileDirectory::Count(int most) const
+{
+    int count = 0;
+    QByteArrayList folders = {QByteArray()};
+    while (!folders.isEmpty() && count < most) {
+        count += CountIn(folders.takeLast(), most - count, &folders);
+    }
+    return count;
+}
+
 std::optional<QByteArrayList> UserFileDirectory::NamesBelow(const QString &clientPath) const
 {
     const QByteArray path = TextFromClient(clientPath).toUtf8();
@@ -174,21 +213,31 @@ QString UserFileDirectory::PathOf(const QByteArray &relativePath) const
     return QString::fromUtf8(JoinedPath(rootNames + QByteArrayList{relativePath}));
 }
 
+int UserFileDirectory::CountIn(const QByteArray &folder, int most, QByteArrayList *folders) const
+{
+    const FileDescriptor place = OpenFolder(ResolvedNames(folder));
+    const FolderStream stream = NamesIn(place);
+    int count = 0;
+    while (const dirent *entry = stream && count < most ? readdir(stream.get()) : nullptr) {
+        const mode_t kind = KindOf(*entry, place);
+        count += S_ISREG(kind) ? 1 : 0;
+        if (S_ISDIR(kind) && !IsSelfOrParent(entry->d_name)) {
+            folders->append(folder + '/' + entry->d_name);
+        }
+    }
+    return count;
+}
+
 void UserFileDirectory::ListFolder(const QByteArray &folder, QByteArrayList *folders,
                                    QVector<UserFile> *files) const
 {
     const FileDescriptor place = OpenFolder(ResolvedNames(folder));
-    FileDescriptor readable(openat(place.Number(), ".", O_RDONLY | folderFlags));
-    const FolderStream stream(readable.IsOpen() ? fdopendir(readable.Number()) : nullptr);
-    if (!stream) {
-        return;
-    }
-    readable.Release();
+    const FolderStream stream = NamesIn(place);
     const QByteArray prefix = folder.isEmpty() ? folder : folder + '/';
-    while (const dirent *entry = readdir(stream.get())) {
+    while (const dirent *entry = stream ? readdir(stream.get()) : nullptr) {
         const QByteArray name(entry->d_name);
         struct stat status = {};
-        if (name == "." || name == ".." || !IsValidUtf8(name) ||
+        if (IsSelfOrParent(entry->d_name) || !IsValidUtf8(name) ||
             fstatat(place.Number(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
             continue;
         }

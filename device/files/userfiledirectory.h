@@ -79,6 +79,12 @@ public:
      */
     QVector<UserFile> Files() const;
 
+    /**
+     * How many regular files there are, listed or not, in sub-folders too. Counted by their names
+     * alone, up to `most`.
+     */
+    int Count(int most) const;
+
 private:
     /** A name in an open folder. */
     struct Location
@@ -92,6 +98,7 @@ private:
     FileDescriptor OpenFolder(const QByteArrayList &names) const;
     std::optional<Location> Locate(const QString &clientPath) const;
     QString PathOf(const QByteArray &relativePath) const;
+    int CountIn(const QByteArray &folder, int most, QByteArrayList *folders) const;
     void ListFolder(const QByteArray &folder, QByteArrayList *folders,
                     QVector<UserFile> *files) const;
     static std::optional<FileStatus> RegularFileStatus(const Location &location);

@@ -4,7 +4,7 @@ DeviceModels::DeviceModels(const Setup &setup, FileSystem &fileSystem, IErrorRep
                            std::FILE *view)
     : folder(setup.folder)
     , userFiles(folder.UserFiles())
-    , storage(folder, setup.storageAvailable, errors)
+    , storage(folder, setup.storageAvailable, errors, setup.userFileLimit)
     , mode(setup.mode)
     , jobPanel(view)
     , workOrders(fileSystem, folder.WorkOrders(), folder.State(), errors, setup.workOrderLimit)

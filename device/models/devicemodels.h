@@ -29,6 +29,7 @@ public:
         int mode = 0;
         bool storageAvailable = true;
         int workOrderLimit = WorkOrderStore::defaultLimit;
+        int userFileLimit = StorageModel::defaultFileLimit;
     };
 
     /** Reads what the device has stored. Keeps the references; lines of the view go to `view`. */

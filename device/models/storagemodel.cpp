@@ -3,13 +3,15 @@
 #include <algorithm>
 
 #include "diskspace.h"
+#include "userfiledirectory.h"
 
 StorageModel::StorageModel(const DeviceFolder &deviceFolder, bool storageAvailable,
-                           IErrorReporter &errors)
+                           IErrorReporter &errors, int userFileLimit)
     : folder(deviceFolder)
     , available(storageAvailable)
     , errorReporter(errors)
     , templates(errors)
+    , fileLimit(userFileLimit)
 {}
 
 QDir StorageModel::Directory(int key)
@@ -63,5 +65,36 @@ bool StorageModel::HasFreeSpace(qint64 bytes)
         errorReporter.ReportError(error, "storagemodel", __LINE__);
         return false;
     }
-    return std::max<qint64>(bytes, 0) <= space->BesideReserve();
+    return std::max<qint64>(bytes, 0) <= space->BesideReserve() && MayHaveOneMoreFile();
+}
+
+bool StorageModel::MayHaveOneMoreFile()
+{
+    if (room == 0) {
+        CountRoom();
+    }
+    if (room == 0) {
+        return false;
+    }
+    --room;
+    return true;
+}
+
+void StorageModel::CountRoom()
+{
+    constexpr int mostAtOnce = 1000; // so that files of others are noticed
+    int least = mostAtOnce;
+    // The templates there are in the reach of uploads too.
+    for (const QString &place : {folder.UserFiles(), folder.GuardedTemplates()}) {
+        const int rest = fileLimit - UserFileDirectory(place).Count(fileLimit);
+        if (rest == 0) {
+            errorReporter.ReportError(QStringLiteral("no room for a file: %1 holds the %2 that are "
+                                                     "allowed; delete some")
+                                          .arg(place)
+                                          .arg(fileLimit),
+                                      "storagemodel", __LINE__);
+        }
+        least = std::min(least, rest);
+    }
+    room = least;
 }

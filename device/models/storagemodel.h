@@ -9,8 +9,12 @@
 class StorageModel : public IStorageModel
 {
 public:
+    /** A list of so many files takes some 200 MiB of memory, with the longest names. */
+    static constexpr int defaultFileLimit = 50'000;
+
     /** Keeps the reference; the reporter outlives this object. */
-    StorageModel(const DeviceFolder &deviceFolder, bool storageAvailable, IErrorReporter &errors);
+    StorageModel(const DeviceFolder &deviceFolder, bool storageAvailable, IErrorReporter &errors,
+                 int userFileLimit = defaultFileLimit);
 
     /**
      * Any other key is reported and leads to a folder that does not exist. Files that hold no
@@ -26,8 +30,13 @@ public:
     void EndStorageAccess() override;
 
     /**
-     * Whether the file system of the user files has `bytes` bytes beside the reserve, see
-     * `DiskSpace`. False when it cannot be asked.
+     * Whether a file may be written: the file system of the user files has `bytes` bytes beside the
+     * reserve, see `DiskSpace`, and neither the user files nor the templates beside them have
+     * reached their limit, which is reported. False when the file system cannot be asked.
+     *
+     * Not even a file that replaces another is let in at the limit: nothing tells which one is
+     * meant. Each answer counts as a new file until all are counted anew, which is at the latest
+     * after 1,000 of them.
      */
     bool HasFreeSpace(qint64 bytes) override;
 
@@ -36,12 +45,16 @@ public:
 
 private:
     QDir LookedAt(const QString &templateFolder);
+    bool MayHaveOneMoreFile();
+    void CountRoom();
 
     DeviceFolder folder;
     bool available;
     IErrorReporter &errorReporter;
     TemplateFolders templates;
     int accessDepth = 0;
+    int fileLimit;
+    int room = 0; // for files, before they are counted anew
 };
 
 #endif

@@ -13,7 +13,8 @@ The attacks, each seen to succeed on the interface as it was:
 - a file that was replaced while it was downloaded reached its client with bytes of both, one that was
   deleted was cut short, and both downloads ended properly;
 - an upload named ".parlowen-upload-passing" was told stored, and removed by the next one;
-- "fileSize" 0 filled the disk, reserve included, and was answered with success.
+- "fileSize" 0 filled the disk, reserve included, and was answered with success;
+- 300,000 files without content made a list of 482 MB, which took 1 GB of memory.
 
 usage: uploads_test.py SIMULATOR
 """
@@ -117,6 +118,44 @@ class FirstPart(Attack):
         self.assertEqual(self.device.process.pid, process)
         self.assertTrue(self.device.running())
         self.check_it_serves()
+
+
+class ManyFiles(Attack):
+    arguments = ("--port", "0", "--empty", "--user-file-limit", "20")
+
+    def fill(self, begin, count=40):
+        """How many of so many uploads were stored."""
+        answers = [self.upload(f"{begin}{number}", b"") for number in range(count)]
+        self.assertEqual(answers.count({}) + answers.count(REFUSED), count)
+        return answers.count({})
+
+    def test_uploads_beyond_the_limit_are_refused_with_a_reason(self):
+        self.assertEqual(self.fill(self.device.path("")), 20)
+        self.assertEqual(len(os.listdir(self.device.files)), 20)
+        self.assertIn("holds the 20 that are allowed", self.device.errors())
+
+    def test_the_templates_beside_the_user_files_are_limited_too(self):
+        self.assertEqual(self.fill(self.device.path("../templates/")), 20)
+
+    def test_at_the_limit_files_can_be_read_and_deleted_and_then_uploaded_again(self):
+        self.fill(self.device.path(""))
+        first = self.device.path("0")
+        self.assertEqual(self.upload(first), REFUSED)
+        self.assertEqual(self.ask_json("DELETE", UPLOAD + first), {})
+        self.assertEqual(self.upload(first), {})
+
+    def test_uploads_at_once_take_no_more_than_one_for_each_of_them_beyond_the_limit(self):
+        threads = [threading.Thread(target=self.fill, args=(self.device.path(letter), 10)) for letter in "abcdefgh"]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertIn(len(os.listdir(self.device.files)), range(16, 28))
+
+
+class ManyFilesServedClassically(ManyFiles):
+    arguments = ("--port", "0", "--empty", "--user-file-limit", "20", "--serving", "classic")
+    test_uploads_at_once_take_no_more_than_one_for_each_of_them_beyond_the_limit = None
 
 
 class OtherFilesOfTheDevice(Attack):

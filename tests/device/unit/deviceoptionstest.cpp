@@ -156,6 +156,14 @@ TEST(DeviceOptionsTest, TheLimitOfWorkOrdersIsTenThousandUnlessAnotherIsGiven)
     ExpectRefusal({"--data", "d", "--work-order-limit", "x"}, "x");
 }
 
+TEST(DeviceOptionsTest, TheLimitOfUserFilesIsFiftyThousandUnlessAnotherIsGiven)
+{
+    EXPECT_EQ(Parse({"--data", "d"}).userFileLimit, 50000);
+    EXPECT_EQ(Parse({"--data", "d", "--user-file-limit", "7"}).userFileLimit, 7);
+    ExpectRefusal({"--data", "d", "--user-file-limit", "-1"}, "--user-file-limit");
+    ExpectRefusal({"--data", "d", "--user-file-limit", "x"}, "x");
+}
+
 TEST(DeviceOptionsTest, HelpNamesEveryOption)
 {
     for (const char *argument : {"--help", "-h"}) {

@@ -82,6 +82,85 @@ TEST_F(StorageModelTest, AFileSystemThatCannotBeAskedHasNoSpace)
     EXPECT_EQ(errors.messages.size(), 1);
 }
 
+class FileLimitTest : public StorageModelTest
+{
+protected:
+    static void Place(const QString &path)
+    {
+        QDir().mkpath(QFileInfo(path).path());
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    }
+
+    StorageModel small{device, true, errors, 3};
+};
+
+TEST_F(FileLimitTest, FilesAreLetInUntilTheLimitIsReached)
+{
+    for (const char *name : {"/a", "/folder/b", "/folder/.hidden"}) {
+        EXPECT_TRUE(small.HasFreeSpace(1));
+        Place(device.UserFiles() + name);
+    }
+    EXPECT_FALSE(small.HasFreeSpace(1));
+    EXPECT_EQ(errors.messages,
+              QStringList(QStringLiteral("no room for a file: %1 holds the 3 that are allowed; "
+                                         "delete some")
+                              .arg(device.UserFiles())));
+}
+
+TEST_F(FileLimitTest, ThereIsRoomAgainOnceAFileIsGone)
+{
+    for (const char *name : {"/a", "/b", "/c", "/d"}) {
+        Place(device.UserFiles() + name);
+    }
+    EXPECT_FALSE(small.HasFreeSpace(0));
+    QFile::remove(device.UserFiles() + "/a");
+    EXPECT_FALSE(small.HasFreeSpace(0));
+    QFile::remove(device.UserFiles() + "/b");
+    EXPECT_TRUE(small.HasFreeSpace(0));
+}
+
+TEST_F(FileLimitTest, ReplacingAFileManyTimesNeedsNoRoom)
+{
+    Place(device.UserFiles() + "/a");
+    for (int time = 0; time < 10; ++time) {
+        EXPECT_TRUE(small.HasFreeSpace(1));
+    }
+}
+
+TEST_F(FileLimitTest, FilesOfOthersAreNoticedAfterAThousandUploads)
+{
+    StorageModel large(device, true, errors, 2000);
+    EXPECT_TRUE(large.HasFreeSpace(0));
+    for (int number = 0; number < 2000; ++number) {
+        Place(device.UserFiles() + QStringLiteral("/%1").arg(number));
+    }
+    int let = 1;
+    while (let < 2000 && large.HasFreeSpace(0)) {
+        ++let;
+    }
+    EXPECT_EQ(let, 1000);
+}
+
+TEST_F(FileLimitTest, TemplatesOnTheStorageAreLimitedToo)
+{
+    for (const char *name : {"/a.json", "/b.json", "/c.json"}) {
+        EXPECT_TRUE(small.HasFreeSpace(0));
+        Place(device.GuardedTemplates() + name);
+    }
+    EXPECT_FALSE(small.HasFreeSpace(0));
+    EXPECT_TRUE(errors.messages.join('\n').contains(device.GuardedTemplates()));
+}
+
+TEST_F(FileLimitTest, LinksAndFoldersAreNoFiles)
+{
+    for (const char *name : {"/a", "/b", "/c"}) {
+        QDir().mkpath(device.UserFiles() + name);
+        ASSERT_TRUE(QFile::link(device.Path(), device.UserFiles() + name + "/link"));
+    }
+    EXPECT_TRUE(small.HasFreeSpace(0));
+}
+
 class TemplatesTest : public StorageModelTest
 {
 protected:

@@ -200,6 +200,20 @@ TEST_F(UserFileDirectoryTest, OnlyRegularFilesAreListed)
     EXPECT_EQ(Listed(), QStringList(Path("/folder/a.txt")));
 }
 
+TEST_F(UserFileDirectoryTest, FilesOfAllFoldersAreCountedUpToALimit)
+{
+    MakeFolder("one");
+    MakeFolder("one/two");
+    for (const char *name : {"a", "one/b", "one/two/c", "one/two/bad\xFF"}) {
+        Write(name, "");
+    }
+    ASSERT_EQ(symlink("one", OnDisk("link").constData()), 0);
+    EXPECT_EQ(directory.Count(100), 4);
+    EXPECT_EQ(directory.Count(2), 2);
+    EXPECT_EQ(directory.Count(0), 0);
+    EXPECT_EQ(UserFileDirectory(base.filePath("missing")).Count(100), 0);
+}
+
 TEST_F(UserFileDirectoryTest, AMissingDirectoryHasNoFiles)
 {
     const UserFileDirectory missing(base.filePath("missing"));
