@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "jsonscan.h"
+
 namespace {
 
 // What Qt takes for each, measured, and with what growing by doubling leaves unused.
@@ -17,19 +19,10 @@ constexpr qint64 memoryOfEscapedCharacter = 8;
 // More for one that is printed as "\u0001".
 constexpr qint64 memoryOfControl = 20;
 
-// Where a text ends that begins here: its closing quotation mark, or the end of all.
-const char *EndOfText(const char *at, const char *end)
-{
-    while (at < end && *at != '"') {
-        at += *at == '\\' ? 2 : 1;
-    }
-    return std::min(at, end);
-}
-
-class JsonScan
+class NeededMemory
 {
 public:
-    JsonScan(qint64 mostMemory, qint64 memoryOfEachElement)
+    NeededMemory(qint64 mostMemory, qint64 memoryOfEachElement)
         : most(mostMemory)
         , element(memoryOfEachElement)
     {}
@@ -38,21 +31,11 @@ public:
     bool Take(const QByteArray &json)
     {
         memory = json.size();
-        const char *const end = json.constData() + json.size();
-        for (const char *at = json.constData(); at < end && IsBearable(); ++at) {
-            if (*at == '"') {
-                const char *const closing = EndOfText(at + 1, end);
-                TakeText(at, closing);
-                at = closing;
-            } else {
-                TakeMark(*at);
-            }
-        }
-        return IsBearable();
+        JsonScan::Visit(json, this);
+        return GoesOn();
     }
 
-private:
-    bool IsBearable() const { return memory <= most && longest <= ReceivedJson::longestText; }
+    bool GoesOn() const { return memory <= most && longest <= ReceivedJson::longestText; }
 
     void TakeText(const char *from, const char *to)
     {
@@ -89,6 +72,7 @@ private:
         }
     }
 
+private:
     const qint64 most;
     const qint64 element;
     qint64 memory = 0;
@@ -104,7 +88,7 @@ int EndOfContent(const QByteArray &json, int from, char stop = 0)
     for (int at = from; at < json.size(); ++at) {
         const char mark = json[at];
         if (mark == '"') {
-            at = static_cast<int>(EndOfText(json.constData() + at + 1, json.constEnd()) -
+            at = static_cast<int>(JsonScan::EndOfText(json.constData() + at + 1, json.constEnd()) -
                                   json.constData());
         } else if (mark == '[' || mark == '{') {
             ++depth;
@@ -144,13 +128,13 @@ int BeginOfMember(const QByteArray &key, const QByteArray &json)
 
 bool ReceivedJson::IsBearable(const QByteArray &json)
 {
-    return JsonScan(mostMemory, memoryOfElement).Take(json);
+    return NeededMemory(mostMemory, memoryOfElement).Take(json);
 }
 
 // Of the elements no more stays than what each of them is made into.
 bool ReceivedJson::IsBearableList(const QByteArray &json)
 {
-    return JsonScan(mostMemoryOfList, 0).Take(json);
+    return NeededMemory(mostMemoryOfList, 0).Take(json);
 }
 
 ReceivedJson::List::List(const QByteArray &document, const QByteArray &key)

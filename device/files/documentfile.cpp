@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 #include "filedescriptor.h"
+#include "jsonmemory.h"
 
 namespace {
 
@@ -127,6 +128,12 @@ std::optional<QJsonObject> DocumentFile::ReadObject(const QString &path, QString
 {
     const std::optional<QByteArray> content = Read(path, problem);
     if (!content) {
+        return std::nullopt;
+    }
+    if (JsonMemory(*content) > mostMemory) {
+        *problem = QStringLiteral("it has so many arrays, objects or values that reading it would "
+                                  "take more than %1 MiB of memory")
+                       .arg(mostMemory / 1024 / 1024);
         return std::nullopt;
     }
     QJsonParseError error;

@@ -12,8 +12,11 @@
  */
 namespace DocumentFile {
 
-/** Bytes. Reading JSON takes twenty times its size in memory. */
+/** Bytes. */
 constexpr qint64 largest = qint64{16} * 1024 * 1024;
+
+/** Bytes that a document may take while it is parsed: `largest` of them, unless they are dense. */
+constexpr qint64 mostMemory = qint64{256} * 1024 * 1024;
 
 /**
  * The content; none when the file is missing, in which case `*problem` is empty, and when it cannot
@@ -27,7 +30,7 @@ std::optional<QByteArray> Read(const QString &path, QString *problem, qint64 lim
  */
 qint64 IndentedLength(const QJsonObject &document);
 
-/** As `Read`, for a file that holds one JSON object. */
+/** As `Read`, for a file that holds one JSON object; what needs too much memory stays unparsed. */
 std::optional<QJsonObject> ReadObject(const QString &path, QString *problem);
 
 } // namespace DocumentFile

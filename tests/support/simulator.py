@@ -111,8 +111,15 @@ class Simulator:
         return total.hexdigest()
 
     def resident_kib(self):
+        return self.kib_of("VmRSS")
+
+    def highest_kib(self):
+        """Of resident memory, since the start."""
+        return self.kib_of("VmHWM")
+
+    def kib_of(self, matter):
         with open(f"/proc/{self.process.pid}/status", encoding="ascii") as status:
-            return next(int(line.split()[1]) for line in status if line.startswith("VmRSS:"))
+            return next(int(line.split()[1]) for line in status if line.startswith(matter + ":"))
 
 
 def ask(method, path, body=None, timeout=120, port=PORT):

@@ -5,7 +5,8 @@ The attacks, each seen to succeed on the interface as it was:
 - a work order of 4.8 MB, nested 500 levels deep, ended the program, as did setting the active work
   order to one;
 - 100 kB uploaded as a template ended it at every request for templates;
-- a work order of 4.8 MB that took 46 MB when it was indented was told stored, and never read again.
+- a work order of 4.8 MB that took 46 MB when it was indented was told stored, and never read again;
+- 16 MiB of "[0],[0]", uploaded as a template, took 800 MiB of memory whenever the file was looked at.
 
 usage: nested_test.py SIMULATOR
 """
@@ -67,6 +68,17 @@ class Templates(Nested):
             self.ask("POST", "/api/filemgr/v2/userfiles", upload_body(target, document))
             self.assertTrue(os.path.exists(os.path.join(folder, name + ".json")))
         self.assertEqual(json.loads(self.ask("GET", TEMPLATES)[1]), honest)
+        self.check_it_lives()
+
+    def test_that_are_dense_take_no_memory_and_are_left_out(self):
+        honest = json.loads(self.ask("GET", TEMPLATES)[1])
+        target = f"{self.device.files}/../templates/dense.json"
+        dense = '{"cdm": [' + "[0]," * 4_000_000 + "0]}"
+        self.ask("POST", "/api/filemgr/v2/userfiles", upload_body(target, dense.encode()))
+        before = self.device.highest_kib()
+        self.assertEqual(json.loads(self.ask("GET", TEMPLATES)[1]), honest)
+        self.assertLess(self.device.highest_kib() - before, 128 * 1024)
+        self.assertIn("dense.json", self.device.errors())
         self.check_it_lives()
 
 
