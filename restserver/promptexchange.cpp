@@ -5,6 +5,7 @@
 #include <strings.h>
 
 #include "jsonlength.h"
+#include "jsonsyntax.h"
 #include "promptdownload.h"
 #include "promptreply.h"
 #include "promptupload.h"
@@ -74,6 +75,10 @@ int PromptExchange::Answer()
     if (AnswerWouldBeHuge(body)) {
         body.DropRest();
         return SendError(413, "The request is nested too deeply to be answered");
+    }
+    if (!IsUpload() && RepeatsKeyOfJson(body.First())) {
+        body.DropRest();
+        return SendError(400, "An object of the request has a key twice");
     }
     return IsUpload() ? AnswerUpload(&body) : AnswerByHandlers(&body);
 }

@@ -3,6 +3,7 @@
 #include <QFile>
 
 #include "jsonlength.h"
+#include "jsonsyntax.h"
 
 PromptHandlers::PromptHandlers(PromptHost *promptHost)
     : host(promptHost)
@@ -20,7 +21,7 @@ RestServerResponseObject *PromptHandlers::Answer(RestServerRequestObject *reques
     return ProcessRequest(request);
 }
 
-// One that is too large is left out: clients may be able to place it there.
+// Clients may be able to place it there: one that would do harm is left out.
 QByteArray PromptHandlers::ReadTemplate(const QString &path, const TemplateReader &readWhole)
 {
     QFile file(path);
@@ -28,21 +29,25 @@ QByteArray PromptHandlers::ReadTemplate(const QString &path, const TemplateReade
         return readWhole(path); // which reports it
     }
     QByteArray content = file.read(largestTemplate + 1);
-    if (FitsAnswer(content)) {
+    const QString problem = ProblemOf(content);
+    if (problem.isEmpty()) {
         return content;
     }
     host->ErrorReporter()->ReportError(
-        QStringLiteral("Left out the template file %1: it is too large for an answer").arg(path),
-        "prompthandlers", __LINE__);
+        QStringLiteral("Left out the template file %1: %2").arg(path, problem), "prompthandlers",
+        __LINE__);
     return QByteArray();
 }
 
-bool PromptHandlers::FitsAnswer(const QByteArray &content)
+QString PromptHandlers::ProblemOf(const QByteArray &content)
 {
     const qint64 length = IndentedJsonLength(content);
     if (length > qMin(largestTemplate, templateRoom)) {
-        return false;
+        return QStringLiteral("it is too large for an answer");
+    }
+    if (RepeatsKeyOfJson(content)) {
+        return QStringLiteral("an object in it has a key twice");
     }
     templateRoom -= length;
-    return true;
+    return QString();
 }

@@ -19,7 +19,7 @@ public:
 
 private:
     QByteArray ReadTemplate(const QString &path, const TemplateReader &readWhole);
-    bool FitsAnswer(const QByteArray &content);
+    QString ProblemOf(const QByteArray &content);
 
     PromptHost *host;
     PromptDownloads files; // uploads come by another way

@@ -3,6 +3,7 @@
 #include <QDebug>
 #include <algorithm>
 
+#include "jsonsyntax.h"
 #include "observation.h"
 
 namespace {
@@ -158,6 +159,11 @@ IUploadFile *PromptUploadHandler::NewFile(const QString &path)
 
 UploadMetadata PromptUploadHandler::ReadMetadata(const QByteArray &json)
 {
+    if (RepeatsKeyOfJson(json)) {
+        UploadMetadata unread;
+        unread.problem = QStringLiteral("an object has a key twice");
+        return unread;
+    }
     return host->Read([json] { return ParseMetadata(json); });
 }
 

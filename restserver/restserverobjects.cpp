@@ -1,8 +1,8 @@
 #include "restserverobjects.h"
 
-#include <QJsonDocument>
-#include <QJsonParseError>
 #include <utility>
+
+#include "jsonsyntax.h"
 
 namespace {
 
@@ -26,9 +26,7 @@ RestServerResponseObject::MimeKind RestServerResponseObject::Classify(const QByt
     if (body.isEmpty()) {
         return MimeKind::None;
     }
-    QJsonParseError error;
-    QJsonDocument::fromJson(body, &error);
-    return error.error == QJsonParseError::NoError ? MimeKind::Json : MimeKind::Binary;
+    return IsJson(body) ? MimeKind::Json : MimeKind::Binary;
 }
 
 RestServerRequestObject::RestServerRequestObject(RestServerRequestUri route,

@@ -62,6 +62,17 @@ TEST_F(PromptHandlersTest, LeavesATemplateFileOutThatIsNestedTooDeeply)
     EXPECT_EQ(Templates(), 1);
 }
 
+TEST_F(PromptHandlersTest, LeavesATemplateFileOutThatTakesMemoryEachTimeItIsParsed)
+{
+    Place("a.json", R"({"key": [1]})");
+    Place("b.json", R"({"key": [1], "key": 2})");
+    EXPECT_EQ(Templates(), 1);
+    ASSERT_EQ(host.errors.reports.size(), 1U);
+    EXPECT_EQ(host.errors.reports[0].message, "Left out the template file " +
+                                                  folder.filePath("b.json") +
+                                                  ": an object in it has a key twice");
+}
+
 TEST_F(PromptHandlersTest, TakesNoMoreTemplatesThanFitIntoAnAnswer)
 {
     for (int number = 0; number < 10; ++number) {

@@ -51,6 +51,14 @@ TEST_F(PromptTest, AnActiveWorkOrderThatIsNestedTooDeeplyToBeEchoedIsRefused)
                                 "The request is nested too deeply to be answered"));
 }
 
+// The parser would keep memory for ever.
+TEST_F(PromptTest, ABodyThatHasAKeyTwiceIsRefused)
+{
+    const std::string body = R"({"activeWorkOrderId": "1", "x": {"key": [1], "key": 2}})";
+    EXPECT_EQ(WithoutDate(Ask(Request("PUT", "/api/workflow/v1/active", body))),
+              ErrorReply("400 Bad Request", "An object of the request has a key twice"));
+}
+
 // The thread of the model
 
 TEST_F(PromptTest, NoTimerRuns)

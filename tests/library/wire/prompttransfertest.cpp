@@ -289,6 +289,14 @@ TEST_F(PromptTransferTest, MetadataNestedTooDeepAreRefused)
     EXPECT_EQ(AskBody(Request("POST", uploads, body)), failed);
 }
 
+TEST_F(PromptTransferTest, MetadataThatHaveAKeyTwiceAreRefused)
+{
+    std::string body = UploadBody(host.Path("file"), "content");
+    body.insert(body.find('{') + 1, R"("key": [1], "key": 2, )");
+    EXPECT_EQ(AskBody(Request("POST", uploads, body)), failed);
+    EXPECT_EQ(Names(), QStringList());
+}
+
 TEST_F(PromptTransferTest, UploadsSideBySideEachWriteTheirOwn)
 {
     const std::string contents[] = {RandomBytes(11000000), std::string(12000000, '\r'),
