@@ -12,6 +12,17 @@ bool HasFailed(const RequestRecord &record)
     return record.status >= firstFailure || !record.error.isEmpty();
 }
 
+// A client may have named a file of a megabyte, which is not to fill the log.
+RequestRecord WithShortTexts(RequestRecord record)
+{
+    record.uri = Shortened(QString::fromUtf8(record.uri)).toUtf8();
+    record.error = Shortened(record.error);
+    if (!record.reports.isEmpty()) {
+        record.reports = QStringList(Shortened(record.reports.join(QStringLiteral("; "))));
+    }
+    return record;
+}
+
 } // namespace
 
 RequestReport::RequestReport(Lines lines, std::FILE *output, std::FILE *failures,
@@ -31,7 +42,7 @@ RequestReport::RequestReport(Lines lines, std::FILE *output, std::FILE *failures
 void RequestReport::RequestServed(const RequestRecord &record)
 {
     if (log) {
-        log->RequestServed(record);
+        log->RequestServed(WithShortTexts(record));
     }
     // What was reported is on the stream already, with its reason: one line is enough.
     const quint64 before = std::exchange(reported, reporter.Count());

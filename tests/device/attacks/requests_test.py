@@ -2,9 +2,10 @@
 """Requests that were made to hide another one, to write lines into the log, or to hit a file of
 another name.
 
-Of these attacks two succeeded on the interface as it was: a name with half of a surrogate pair, or
+Of these attacks three succeeded on the interface as it was: a name with half of a surrogate pair, or
 with a NUL, replaced the file whose name stands before it, and was told stored; half of a surrogate
-pair in such a name gave a line of the JSON log that many readers refuse.
+pair in such a name gave a line of the JSON log that many readers refuse; and the name of an upload
+with a million characters gave a line of megabytes.
 
 usage: requests_test.py SIMULATOR
 """
@@ -174,6 +175,15 @@ class JsonLog(Attack):
         for line in self.attack():
             for value in json.loads(line).values():
                 self.assertNotRegex(str(value), HARMFUL, line)
+
+    def test_a_name_of_nearly_a_megabyte_gives_no_long_line(self):
+        for name in ("x" * 900_000, "\x01" * 900_000, "\\u0001" * 150_000):
+            self.ask("POST", UPLOAD, upload(self.device.path(name)))
+        _, output, errors = self.device.stop()
+        self.assertEqual(output.count("\n"), 3)
+        self.assertEqual(errors.count("\n"), 3)
+        for line in output.split("\n") + errors.split("\n"):
+            self.assertLess(len(line), 20_000)
 
 
 class TextLog(JsonLog):
