@@ -83,15 +83,23 @@ const Confirmation *ConfirmationLog::Find(const QString &name) const
 bool ConfirmationLog::Add(const QString &name, const Confirmation &confirmation)
 {
     QString error = QStringLiteral("%1 is damaged and is kept as it is").arg(filePath);
-    const bool stored = !keepFile && HasRoom(&error) &&
-                        (IsWritingDue() ? WriteAnew(name, confirmation, &error)
-                                        : Append(Line(name, confirmation), &error));
-    if (!stored) {
+    if (keepFile || !HasRoom(0, &error) || !Store(name, confirmation, &error)) {
         errorReporter.ReportError(error, "confirmationlog", __LINE__);
         return false;
     }
     confirmations.insert(name, confirmation);
     return true;
+}
+
+// While there is no room for a second file, the old one grows on.
+bool ConfirmationLog::Store(const QString &name, const Confirmation &confirmation, QString *error)
+{
+    const QByteArray line = Line(name, confirmation);
+    const bool canGrow = appendable && bytes + line.size() <= largestFile;
+    if (canGrow && !(IsWritingDue() && HasRoom(bytes, error))) {
+        return Append(line, error);
+    }
+    return WriteAnew(name, confirmation, error) || (canGrow && appendable && Append(line, error));
 }
 
 void ConfirmationLog::Remove(const QString &name)
@@ -111,7 +119,7 @@ void ConfirmationLog::Recognize(const QString &name, const FileStatus &status)
     const auto entry = confirmations.find(name);
     if (entry != confirmations.end() && entry->status != status) {
         entry->status = status;
-        appendable = false; // the next confirmation keeps this for later runs
+        outdated = true; // the next confirmation keeps this for later runs
     }
 }
 
@@ -126,9 +134,10 @@ void ConfirmationLog::Load()
             const int length = content->indexOf('\n', start) - start;
             usable = TakeLine(content->mid(start, length)) && usable;
         }
-        bytes = content->size();
+        bytes = end;
+        torn = end != content->size();
         linesWhenWhole = lines;
-        appendable = usable && end == content->size() && end > 0;
+        appendable = usable && end > 0;
         problem = usable ? QString() : QStringLiteral("it is damaged");
     }
     keepFile = !problem.isEmpty() && !SetAside(fileSystem, filePath, problem, errorReporter);
@@ -154,17 +163,17 @@ bool ConfirmationLog::IsWritingDue() const
 {
     // Lines that were replaced are counted; those of files that went unnoticed are only found by
     // looking, which is not done before there may be very many.
-    return !appendable || lines > 2 * confirmations.size() + fewLines ||
+    return outdated || lines > 2 * confirmations.size() + fewLines ||
            lines > 2 * linesWhenWhole + manyLines;
 }
 
 // A device whose disk is full to the reserve must still take confirmations, of files that are to be
 // deleted next.
-bool ConfirmationLog::HasRoom(QString *error) const
+bool ConfirmationLog::HasRoom(qint64 size, QString *error) const
 {
     const std::optional<DiskSpace> space =
         DiskSpace::Of(fileSystem, QFileInfo(filePath).path(), error);
-    if (space && space->BesideReserve() < -DiskSpace::reserve / 2) {
+    if (space && space->BesideReserve() - space->Taken(size) < -DiskSpace::reserve / 2) {
         *error = QStringLiteral("Cannot write %1: its disk has less than 8 MiB free").arg(filePath);
         return false;
     }
@@ -173,14 +182,19 @@ bool ConfirmationLog::HasRoom(QString *error) const
 
 bool ConfirmationLog::Append(const QByteArray &line, QString *error)
 {
+    if (torn && fileSystem.Truncate(filePath, bytes) != 0) {
+        *error = DescribeFailure("shorten", filePath);
+        return false;
+    }
+    torn = false;
     if (AppendDurably(fileSystem, filePath, line, error)) {
         bytes += line.size();
         ++lines;
         return true;
     }
     // What came through of the line must not count after a restart.
-    fileSystem.Truncate(filePath, bytes);
-    appendable = false;
+    torn = fileSystem.Truncate(filePath, bytes) != 0;
+    outdated = true;
     return false;
 }
 
@@ -196,8 +210,13 @@ bool ConfirmationLog::WriteAnew(const QString &name, const Confirmation &confirm
         }
     }
     content += Line(name, confirmation);
-    if (!WriteDurably(fileSystem, filePath, content, error)) {
-        appendable = false;
+    const QString written = TemporaryPath(filePath);
+    if (!WriteFile(fileSystem, written, content, Flushing::AtOnce, error)) {
+        return false;
+    }
+    // Should the folder not be flushed, nobody knows which of the two files a restart will find.
+    appendable = false;
+    if (!ReplaceDurably(fileSystem, written, filePath, error)) {
         return false;
     }
     confirmations = remaining;
@@ -205,5 +224,7 @@ bool ConfirmationLog::WriteAnew(const QString &name, const Confirmation &confirm
     lines = remaining.size() + 1;
     linesWhenWhole = lines;
     appendable = true;
+    outdated = false;
+    torn = false;
     return true;
 }

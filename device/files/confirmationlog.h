@@ -20,7 +20,8 @@ struct Confirmation
  * Confirmations by name, in a file of one line for each that outlives the program and a loss of
  * power. A new one is added at the end, so that it costs the same however many there are; of
  * several lines with one name the last counts. The file is written anew, without the lines that no
- * longer count, once it has twice as many as it had the last time.
+ * longer count, once it has twice as many as it had the last time; where the disk has no room for
+ * both files, lines are added to the old one until it has.
  *
  * A line that a kill or a loss of power cut short was never confirmed, and does not count. A file
  * with lines that cannot be used is kept under another name; the lines that can be used still
@@ -62,9 +63,10 @@ private:
 
     void Load();
     bool TakeLine(const QByteArray &line);
+    bool Store(const QString &name, const Confirmation &confirmation, QString *error);
     bool Append(const QByteArray &line, QString *error);
     bool WriteAnew(const QString &name, const Confirmation &confirmation, QString *error);
-    bool HasRoom(QString *error) const;
+    bool HasRoom(qint64 size, QString *error) const;
     bool IsWritingDue() const;
 
     FileSystem &fileSystem;
@@ -72,10 +74,12 @@ private:
     Presence present;
     IErrorReporter &errorReporter;
     Confirmations confirmations;
-    qint64 bytes = 0;       // of the file as it is
-    int lines = 0;          // in it
-    int linesWhenWhole = 0; // when it was last written anew
-    bool appendable = false;
+    qint64 bytes = 0;        // of its whole lines
+    int lines = 0;           // in it
+    int linesWhenWhole = 0;  // when it was last written anew
+    bool torn = false;       // there is part of a line behind them
+    bool outdated = false;   // writing it anew is due
+    bool appendable = false; // all lines of the file can be used
     bool keepFile = false;
 };
 

@@ -14,6 +14,7 @@ The attacks, each seen to succeed on the interface as it was:
   deleted was cut short, and both downloads ended properly;
 - an upload named ".parlowen-upload-passing" was told stored, and removed by the next one;
 - "fileSize" 0 filled the disk, reserve included, and was answered with success;
+- with 9 MiB free, no file could be confirmed any more when the list of 10 MB was to be written anew;
 - 300,000 files without content made a list of 482 MB, which took 1 GB of memory.
 
 usage: uploads_test.py SIMULATOR
@@ -25,6 +26,7 @@ import socket
 import threading
 import time
 import unittest
+from urllib.parse import quote
 
 from simulator import BOUNDARY, ask, error, sha256, upload_body
 from simulatortest import SimulatorTest, SmallDiskTest
@@ -296,6 +298,39 @@ class SmallDisk(SmallDiskTest):
         while any(upload.is_alive() for upload in uploads):
             lowest = min(lowest, self.free())
         self.assertGreaterEqual(lowest, self.RESERVE - 2 * 8 * MIB)
+
+    def confirm(self, name):
+        path = quote(self.device.path(name))
+        return json.loads(self.ask("PUT", f"/api/syncfiles/v1/userfiles{path}")[1])
+
+    def make(self, folders, names):
+        """Files deep below the user files, where a path is too long for one call."""
+        place = os.open(self.seen("device/storage/userfiles"), os.O_RDONLY)
+        for folder in folders:
+            os.mkdir(folder, dir_fd=place)
+            below = os.open(folder, os.O_RDONLY, dir_fd=place)
+            os.close(place)
+            place = below
+        for name in names:
+            os.close(os.open(name, os.O_CREAT | os.O_WRONLY, dir_fd=place))
+        os.close(place)
+
+    def test_files_can_be_confirmed_while_there_is_no_room_for_a_second_list_of_them(self):
+        folders = ["\x01" * 240] * 14  # six bytes each in the list
+        names = [f"{number}" for number in range(480)]
+        self.make(folders, names)
+        for name in names:
+            self.assertEqual(self.confirm("/".join([*folders, name])), {})
+        self.assertGreater(os.path.getsize(self.seen("device/state/confirmed-files.jsonl")), 9 * MIB)
+        for name in "ab":
+            self.make([], [name])
+        self.assertEqual(self.confirm("a"), {})
+        os.utime(self.seen("device/storage/userfiles/a"), (0, 0))
+        self.ask("GET", "/api/syncfiles/v1/pendingfiles/all")  # it is seen that "a" is the same file
+        self.leave(9 * MIB)
+        self.assertEqual(self.confirm("b"), {})
+        self.assertGreater(self.free(), 8 * MIB)
+        self.assertEqual(self.device.errors(), "")
 
 
 if __name__ == "__main__":

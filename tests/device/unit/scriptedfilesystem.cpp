@@ -105,6 +105,11 @@ std::function<bool(int)> FailAt(int number)
     return [number](int step) { return step != number; };
 }
 
+std::function<bool(int)> FailFrom(int number)
+{
+    return [number](int step) { return step < number; };
+}
+
 std::function<bool(int)> KillAt(int number)
 {
     return [number](int step) {

@@ -47,6 +47,9 @@ private:
 /** Only the step with this number fails. */
 std::function<bool(int)> FailAt(int number);
 
+/** That step and all after it fail. */
+std::function<bool(int)> FailFrom(int number);
+
 /** The process is killed before the step with this number. */
 std::function<bool(int)> KillAt(int number);
 

@@ -527,6 +527,155 @@ TEST_F(SyncFilesModelTest, AKillAtAnyStepOfAConfirmationKeepsTheFormerOnes)
     EXPECT_EQ(errors.messages, QStringList());
 }
 
+/** Three files, of which the first is confirmed, in a log that is to be written anew. */
+class OutdatedConfirmationsTest : public SyncFilesModelTest
+{
+protected:
+    static constexpr const char *log = "../state/confirmed-files.jsonl";
+
+    OutdatedConfirmationsTest()
+    {
+        for (const char *name : {"a", "b", "c"}) {
+            WriteSettled(name, name);
+        }
+    }
+
+    /** With this file system behind the model. */
+    void Begin(FileSystem &through)
+    {
+        unlink(OnDisk(log).constData());
+        digests = std::make_unique<FileDigestCache>();
+        model = MakeModel(fileSystem);
+        ASSERT_TRUE(Confirm("a"));
+        model = MakeModel(through);
+        MakeOutdated();
+    }
+
+    void MakeOutdated()
+    {
+        SetTime("a", nowSeconds - 500 - ++changes);
+        ASSERT_FALSE(IsPending("a"));
+    }
+
+private:
+    int changes = 0;
+};
+
+TEST_F(OutdatedConfirmationsTest, AreAddedToWhileThereIsNoRoomForASecondFile)
+{
+    ScriptedFileSystem nearlyFull(FailAt(0));
+    nearlyFull.SetFree(DiskSpace::reserve / 2);
+    Begin(nearlyFull);
+    const QByteArray before = Content(log);
+    EXPECT_TRUE(Confirm("b"));
+    EXPECT_TRUE(Confirm("c"));
+    EXPECT_TRUE(Content(log).startsWith(before));
+    EXPECT_EQ(PathsOf(StoredConfirmations()), QStringList({"a", "b", "c"}));
+    Restart();
+    EXPECT_EQ(Pending(), QStringList());
+    EXPECT_EQ(errors.messages, QStringList());
+}
+
+TEST_F(OutdatedConfirmationsTest, AreWrittenAnewOnceThereIsRoom)
+{
+    ScriptedFileSystem disk(FailAt(0));
+    disk.SetFree(DiskSpace::reserve / 2);
+    Begin(disk);
+    const QByteArray before = Content(log);
+    EXPECT_TRUE(Confirm("b"));
+    disk.SetFree(DiskSpace::reserve);
+    EXPECT_TRUE(Confirm("c"));
+    EXPECT_FALSE(Content(log).startsWith(before));
+    EXPECT_EQ(StoredConfirmations().size(), 3);
+}
+
+TEST_F(OutdatedConfirmationsTest, AreAddedToWhenTheSecondFileCannotBeWritten)
+{
+    for (int step = 1; step <= 4; ++step) { // it is opened, written, flushed and closed
+        ScriptedFileSystem failing(FailAt(step));
+        Begin(failing);
+        EXPECT_TRUE(Confirm("b")) << step;
+        Restart();
+        EXPECT_EQ(Pending(), QStringList(Path("/c"))) << step;
+    }
+    EXPECT_EQ(errors.messages, QStringList());
+}
+
+TEST_F(OutdatedConfirmationsTest, KeepTheFormerOnesWhicheverStepFails)
+{
+    int failures = 0;
+    for (int step = 1; step < moreThanAllSteps; ++step) {
+        for (const auto &allow : {FailAt(step), FailFrom(step)}) {
+            ScriptedFileSystem failing(allow);
+            Begin(failing);
+            const bool confirmed = Confirm("b");
+            failures += confirmed ? 0 : 1;
+            Restart();
+            EXPECT_FALSE(IsPending("a")) << step;
+            EXPECT_TRUE(!confirmed || !IsPending("b")) << step;
+            EXPECT_TRUE(Confirm("c")) << step;
+            Restart();
+            EXPECT_FALSE(IsPending("a") || IsPending("c")) << step;
+        }
+    }
+    EXPECT_GE(failures, 4);
+}
+
+TEST_F(OutdatedConfirmationsTest, KeepTheFormerOnesWhenTheProgramIsKilledAtAnyStep)
+{
+    int kills = 0;
+    for (const qint64 free : {DiskSpace::reserve / 2, DiskSpace::reserve}) {
+        for (int step = 1; step < moreThanAllSteps; ++step) {
+            ScriptedFileSystem killing(KillAt(step));
+            killing.SetFree(free);
+            Begin(killing);
+            const pid_t child = fork();
+            ASSERT_GE(child, 0);
+            if (child == 0) {
+                _exit(Confirm("b") ? 0 : 1);
+            }
+            int status = 0;
+            ASSERT_EQ(waitpid(child, &status, 0), child);
+            kills += WIFSIGNALED(status) ? 1 : 0;
+            Restart();
+            EXPECT_FALSE(IsPending("a")) << step;
+            EXPECT_TRUE(WIFSIGNALED(status) || !IsPending("b")) << step;
+        }
+    }
+    EXPECT_GE(kills, 10);
+    EXPECT_EQ(errors.messages, QStringList());
+}
+
+TEST_F(OutdatedConfirmationsTest, PartOfALineIsCutOffBeforeTheNextOneIsAdded)
+{
+    // The new line is not flushed, and cannot be taken back either.
+    ScriptedFileSystem failing([](int step) { return step != 3 && step != 5; });
+    failing.SetFree(DiskSpace::reserve / 2);
+    Begin(failing);
+    const int before = Content(log).size();
+    EXPECT_FALSE(Confirm("b"));
+    EXPECT_GT(Content(log).size(), before);
+    EXPECT_TRUE(Confirm("c"));
+    EXPECT_EQ(PathsOf(StoredConfirmations()), QStringList({"a", "c"}));
+    Restart();
+    EXPECT_EQ(Pending(), QStringList(Path("/b")));
+}
+
+TEST_F(OutdatedConfirmationsTest, AFileThatEndsInPartOfALineIsAddedToWhileThereIsNoRoom)
+{
+    ASSERT_TRUE(Confirm("a"));
+    const QByteArray whole = Content(log);
+    Write(log, whole + whole.left(40));
+    ScriptedFileSystem nearlyFull(FailAt(0));
+    nearlyFull.SetFree(DiskSpace::reserve / 2);
+    model = MakeModel(nearlyFull);
+    EXPECT_TRUE(Confirm("b"));
+    EXPECT_TRUE(Content(log).startsWith(whole));
+    Restart();
+    EXPECT_EQ(Pending(), QStringList(Path("/c")));
+    EXPECT_EQ(errors.messages, QStringList());
+}
+
 TEST_F(SyncFilesModelTest, ReadsAWholeFile)
 {
     const QByteArray content = QByteArray("\0\r\n\xFF", 4).repeated(100000);
