@@ -2,6 +2,7 @@
 
 #include <QTimer>
 #include <arpa/inet.h>
+#include <cerrno>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -15,11 +16,18 @@
 
 namespace {
 
+QString CannotServe(const DeviceOptions &options, const QString &reason)
+{
+    return QStringLiteral("cannot serve on port %1 of %2: %3")
+        .arg(QString::number(options.port), options.listenAddress, reason);
+}
+
+// After a call that failed.
 QString PortTaken(const DeviceOptions &options)
 {
-    return QStringLiteral("cannot serve on port %1 of %2: another program may be using it")
-        .arg(options.port)
-        .arg(options.listenAddress);
+    return CannotServe(options, errno == EADDRINUSE
+                                    ? QStringLiteral("another program may be using it")
+                                    : qt_error_string(errno));
 }
 
 } // namespace
@@ -76,10 +84,15 @@ bool DeviceApplication::PortIsFree(const DeviceOptions &deviceOptions, QString *
 bool DeviceApplication::Listen(quint16 port, QString *error)
 {
     // First, so that the server does not take the listening socket for one of its own.
-    if (!line || line->Listen(options.listenAddress, port)) {
-        server.Start();
+    if (line && !line->Listen(options.listenAddress, port)) {
+        *error = PortTaken(options);
+        return false;
     }
-    *error = server.Running() ? QString() : PortTaken(options);
+    server.Start();
+    if (!server.Running() && (line || PortIsFree(options, error))) {
+        *error = CannotServe(options, QStringLiteral("the threads of the server cannot be started; "
+                                                     "raise the limits of tasks and memory"));
+    }
     return server.Running();
 }
 

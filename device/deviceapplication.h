@@ -41,7 +41,7 @@ public:
     /** Stops the server if that is still to be done. */
     ~DeviceApplication();
 
-    /** False, with the line that `Start` would give, while another program serves on the port. */
+    /** False, with a line that says why, while nobody can serve on the port. */
     static bool PortIsFree(const DeviceOptions &deviceOptions, QString *error);
 
     /**
@@ -49,8 +49,9 @@ public:
      * come meanwhile are served when the event loop runs.
      *
      * The port comes first: as long as another simulator has it, the folder may be in use too. On
-     * failure nothing is served, and `*error` is one line that names the port or the path. A
-     * folder that another process serves from is a failure, too.
+     * failure nothing is served, and `*error` is one line that names the port or the path and tells
+     * a port that is taken from threads that are missing. A folder that another process serves from
+     * is a failure, too.
      */
     bool Start(QString *error);
 
