@@ -10,8 +10,8 @@ import unittest
 
 from simulatortest import PROGRAM, SimulatorTest
 
-# Each thread takes a stack of that size out of the address space: some dozens fit.
-NO_ROOM_FOR_THREADS = ("prlimit", f"--stack={1 << 46}")
+# What a thread gets for its stack. It is more than there are addresses.
+NO_ROOM_FOR_THREADS = ("prlimit", f"--stack={1 << 48}")
 
 
 class Start(SimulatorTest):
