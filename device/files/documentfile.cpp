@@ -12,6 +12,7 @@
 
 #include "filedescriptor.h"
 #include "jsonmemory.h"
+#include "jsonsyntax.h"
 
 namespace {
 
@@ -134,6 +135,10 @@ std::optional<QJsonObject> DocumentFile::ReadObject(const QString &path, QString
         *problem = QStringLiteral("it has so many arrays, objects or values that reading it would "
                                   "take more than %1 MiB of memory")
                        .arg(mostMemory / 1024 / 1024);
+        return std::nullopt;
+    }
+    if (RepeatsKeyOfJson(*content)) {
+        *problem = QStringLiteral("an object in it has a key twice");
         return std::nullopt;
     }
     QJsonParseError error;

@@ -30,7 +30,10 @@ std::optional<QByteArray> Read(const QString &path, QString *problem, qint64 lim
  */
 qint64 IndentedLength(const QJsonObject &document);
 
-/** As `Read`, for a file that holds one JSON object; what needs too much memory stays unparsed. */
+/**
+ * As `Read`, for a file that holds one JSON object. What needs too much memory, or has a key twice
+ * and so takes memory for good, stays unparsed.
+ */
 std::optional<QJsonObject> ReadObject(const QString &path, QString *problem);
 
 } // namespace DocumentFile

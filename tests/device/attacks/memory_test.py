@@ -66,10 +66,14 @@ class KeysTwice(Memory):
 
     def test_in_a_template_leave_it_out(self):
         honest = self.ask("GET", TEMPLATES)[1]
-        folder = f"{self.device.files}/../templates"
-        self.upload(f"{folder}/twice.json", repeating(2_000_000).encode())
-        self.assertTrue(os.path.exists(f"{folder}/twice.json"))
-        self.check_bounded(lambda: self.assertEqual(self.ask("GET", TEMPLATES)[1], honest))
+        path = f"{self.device.files}/../templates/twice.json"
+
+        def replace_and_read():
+            self.upload(path, repeating(2_000_000).encode())
+            self.assertTrue(os.path.exists(path))
+            self.assertEqual(self.ask("GET", TEMPLATES)[1], honest)
+
+        self.check_bounded(replace_and_read)
 
     def test_in_a_file_change_nothing(self):
         path = self.device.path("twice.json")

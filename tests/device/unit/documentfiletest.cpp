@@ -54,6 +54,12 @@ TEST_F(DocumentFileTest, DenseTextThatIsNoJsonIsNotParsed)
     EXPECT_TRUE(problem.contains("256 MiB of memory"));
 }
 
+TEST_F(DocumentFileTest, AnObjectThatTakesMemoryForGoodIsNotParsed)
+{
+    EXPECT_FALSE(ReadObject(R"({"cdm": [{"key": [1], "key": 2}]})"));
+    EXPECT_EQ(problem, "an object in it has a key twice");
+}
+
 TEST_F(DocumentFileTest, ADocumentOf16MebibytesIsRead)
 {
     EXPECT_TRUE(ReadObject(Filled("101.25", 16 * mebibyte)));
