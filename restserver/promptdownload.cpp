@@ -1,35 +1,48 @@
 #include "promptdownload.h"
 
+#include <QDir>
+#include <algorithm>
 #include <utility>
 
 #include "promptexchange.h"
 #include "requestexchange.h"
 
-WatchedFile::WatchedFile(const RestServerFileDownloadContext &rest, QByteArray pathOfFile,
-                         const std::optional<FileIdentity> &before)
+WatchedName::WatchedName(QByteArray path)
+    : name(std::move(path))
+    , identity(FileIdentity::At(name))
+{}
+
+bool WatchedName::NamesTheSame() const
+{
+    return !identity || FileIdentity::At(name) == identity;
+}
+
+WatchedFile::WatchedFile(const RestServerFileDownloadContext &rest,
+                         QVector<WatchedName> namesOfFile)
     : RestServerFileDownloadContext(rest)
-    , name(std::move(pathOfFile))
-    , identity(before)
+    , names(std::move(namesOfFile))
 {}
 
 // Asked after the piece was read: a file that is replaced in between counts as replaced before.
 std::unique_ptr<DataChunk> WatchedFile::ReadPieceOfSame(qint64 position, bool *lastChunk) const
 {
     std::unique_ptr<DataChunk> piece = ReadPiece(position, lastChunk);
-    const bool same = !identity || FileIdentity::At(name) == identity;
+    const bool same = std::all_of(names.cbegin(), names.cend(),
+                                  [](const WatchedName &name) { return name.NamesTheSame(); });
     return same ? std::move(piece) : nullptr;
 }
 
-// The path comes from a URI, with one character for each of its bytes.
+// The path comes from a URI, with one character for each of its bytes. A host may go by it as the
+// system does or by its text, which differ at ".." behind a link or a folder that is missing.
 bool PromptDownloads::ProcessFileDownloadRequest(QString path, DataChunk **chunk,
                                                  IDownloadContext **context)
 {
-    const QByteArray name = path.toLatin1();
-    const std::optional<FileIdentity> before = FileIdentity::At(name);
+    const QVector<WatchedName> names = {WatchedName(path.toLatin1()),
+                                        WatchedName(QDir::cleanPath(path).toLatin1())};
     const bool found = RestServerFileProcessor::ProcessFileDownloadRequest(path, chunk, context);
     const std::unique_ptr<IDownloadContext> rest(*context);
     if (const auto *pieces = dynamic_cast<RestServerFileDownloadContext *>(rest.get())) {
-        *context = new WatchedFile(*pieces, name, before);
+        *context = new WatchedFile(*pieces, names);
     }
     return found;
 }

@@ -1,6 +1,7 @@
 #ifndef PROMPTDOWNLOAD_H
 #define PROMPTDOWNLOAD_H
 
+#include <QVector>
 #include <memory>
 
 #include "fileidentity.h"
@@ -12,6 +13,20 @@
 struct PromptServices;
 struct mg_connection;
 
+/** What a path names at one moment: a file of the file system, or nothing that can be watched. */
+class WatchedName
+{
+public:
+    explicit WatchedName(QByteArray path);
+
+    /** False when the path names another file by now, or none. */
+    bool NamesTheSame() const;
+
+private:
+    QByteArray name;
+    std::optional<FileIdentity> identity; // none when the path is not one of the file system
+};
+
 /**
  * The rest of a file that another one may take the place of while it is sent: uploads and deletions
  * go on beside downloads.
@@ -19,16 +34,14 @@ struct mg_connection;
 class WatchedFile : public RestServerFileDownloadContext
 {
 public:
-    /** `before` is what `pathOfFile` named before the first piece was read. */
-    WatchedFile(const RestServerFileDownloadContext &rest, QByteArray pathOfFile,
-                const std::optional<FileIdentity> &before);
+    /** `namesOfFile` are from before the first piece was read. */
+    WatchedFile(const RestServerFileDownloadContext &rest, QVector<WatchedName> namesOfFile);
 
-    /** As `ReadPiece`; null when the path names another file by now, or none. */
+    /** As `ReadPiece`; null when one of the names stands for another file by now, or for none. */
     std::unique_ptr<DataChunk> ReadPieceOfSame(qint64 position, bool *lastChunk) const;
 
 private:
-    QByteArray name;
-    std::optional<FileIdentity> identity; // none when the path is not one of the file system
+    QVector<WatchedName> names;
 };
 
 /** Reads files for downloads that run beside uploads. Thread of the model. */

@@ -236,11 +236,21 @@ class Downloads(Attack):
             answer.read()
         self.assertNotIn(b"B", broken.exception.partial)
 
-    def test_of_a_file_that_is_replaced_is_broken(self):
+    def check_replacing_breaks(self, name):
         self.assertEqual(self.upload(self.device.path("file"), b"A" * self.SIZE), {})
-        answer = self.begin_download("file")
+        answer = self.begin_download(name)
         self.assertEqual(self.upload(self.device.path("file"), b"B" * self.SIZE), {})
         self.check_it_is_broken(answer)
+
+    def test_of_a_file_that_is_replaced_is_broken(self):
+        self.check_replacing_breaks("file")
+
+    def test_of_a_file_that_is_named_by_way_of_a_missing_folder_is_broken_too(self):
+        self.check_replacing_breaks("missing/../file")
+
+    def test_of_a_file_that_is_named_by_way_of_a_link_is_broken_too(self):
+        os.symlink("/usr/share", self.device.path("link"))
+        self.check_replacing_breaks("link/../file")
 
     def test_of_a_file_that_is_deleted_is_broken(self):
         self.assertEqual(self.upload(self.device.path("file"), b"A" * self.SIZE), {})
