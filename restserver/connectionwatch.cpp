@@ -201,6 +201,10 @@ void ConnectionWatch::Look()
 void ConnectionWatch::Follow(const QVector<ProcessSocket> &sockets, Clock::time_point now)
 {
     std::map<ino_t, Track> followed;
+    std::map<QByteArray, int> peers;
+    for (const ProcessSocket &socket : sockets) {
+        ++peers[socket.peer];
+    }
     for (const ProcessSocket &socket : sockets) {
         const auto known = tracks.find(socket.identity);
         Track track = known != tracks.end() ? std::move(known->second) : Track();
@@ -208,13 +212,14 @@ void ConnectionWatch::Follow(const QVector<ProcessSocket> &sockets, Clock::time_
             track.since = track.waitsSince = now;
         }
         track.socket = socket;
+        track.unsure = peers[socket.peer] > 1;
         Read(&track, now);
         followed.emplace(socket.identity, std::move(track));
     }
     tracks.swap(followed);
 }
 
-void ConnectionWatch::Read(Track *track, Clock::time_point now)
+void ConnectionWatch::ReadConnection(Track *track)
 {
     const Connection connection = ConnectionOf(*track);
     if (connection.phase != ReadingHead && connection.since != track->since) {
@@ -222,6 +227,13 @@ void ConnectionWatch::Read(Track *track, Clock::time_point now)
         track->since = connection.since;
     }
     track->memory = connection.memory;
+}
+
+void ConnectionWatch::Read(Track *track, Clock::time_point now)
+{
+    if (!track->unsure) {
+        ReadConnection(track);
+    }
     track->unread = HasUnreadBytes(track->socket);
     if (!track->WaitsForClient()) {
         track->waitsSince = now;
@@ -250,7 +262,12 @@ ConnectionWatch::Connection ConnectionWatch::ConnectionOf(const Track &track)
 // A head that lies there unread waits for a free thread of the server, not for its client.
 bool ConnectionWatch::Track::WaitsForClient() const
 {
-    return phase == ReadingHead ? !unread : phase != Working;
+    return unsure || (phase == ReadingHead ? !unread : phase != Working);
+}
+
+bool ConnectionWatch::Track::Holds(Memory what) const
+{
+    return unsure || memory == what;
 }
 
 bool ConnectionWatch::HoldsUp(const Track &track, Clock::time_point now)
@@ -314,7 +331,7 @@ void ConnectionWatch::ShutDownSlowestThatHolds(Memory memory, Clock::time_point 
     const auto from = now - slowestWindow;
     const Track *slowest = nullptr;
     for (const auto &[identity, track] : tracks) {
-        if (track.memory == memory && track.WaitsForClient() && track.waitsSince <= from &&
+        if (track.Holds(memory) && track.WaitsForClient() && track.waitsSince <= from &&
             (slowest == nullptr || track.MovedSince(from) < slowest->MovedSince(from))) {
             slowest = &track;
         }

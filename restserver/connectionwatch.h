@@ -28,6 +28,10 @@
  * - while others wait for memory, the one that holds some of it and moved least in the last 2 s, if
  *   that was less than 200,000 bytes.
  *
+ * A request tells its peer, but not at which address of the device. Connections from one port of
+ * one client to several addresses or ports of the device count as waiting for their client and as
+ * holding everything, so that none of them covers another.
+ *
  * A shut down socket makes the blocked call of the HTTP thread return. `Enter`, `Leave` and the
  * phases are called by HTTP threads, each for its one connection.
  */
@@ -124,9 +128,11 @@ private:
         Clock::time_point since;      // of its phase
         Clock::time_point waitsSince; // the first look from which on all saw it wait for its client
         bool unread = false;          // bytes came that the server has yet to read
+        bool unsure = false;          // another has the same peer: no telling what this one does
         std::deque<Reading> readings; // oldest first, of the last 10 s
         qint64 MovedSince(Clock::time_point time) const;
         bool WaitsForClient() const;
+        bool Holds(Memory what) const;
     };
 
     void SetPhase(Phase phase);
@@ -135,6 +141,7 @@ private:
     void Look();
     void Follow(const QVector<ProcessSocket> &sockets, Clock::time_point now);
     void Read(Track *track, Clock::time_point now);
+    void ReadConnection(Track *track);
     Connection ConnectionOf(const Track &track);
     void ShutDownSlowest(Clock::time_point now);
     void ShutDownSlowestThatHolds(Memory memory, Clock::time_point now);
