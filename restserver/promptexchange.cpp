@@ -72,7 +72,8 @@ int PromptExchange::Answer()
     if (body.ReadFirst() == RequestBody::NoMemory) {
         return SendTimeout();
     }
-    if (AnswerWouldBeHuge(body)) {
+    echo = EchoOf(body);
+    if (echo > largestEcho) {
         body.DropRest();
         return SendError(413, "The request is nested too deeply to be answered");
     }
@@ -134,15 +135,17 @@ bool PromptExchange::IsUpload() const
 }
 
 // Whoever sets the active work order gets back all that was sent, indented.
-bool PromptExchange::AnswerWouldBeHuge(const RequestBody &body) const
+qint64 PromptExchange::EchoOf(const RequestBody &body) const
 {
-    return route == RestServerRequestUri::WorkflowActive &&
-           IndentedJsonLength(body.First()) > largestEcho;
+    return route == RestServerRequestUri::WorkflowActive ? IndentedJsonLength(body.First()) : 0;
 }
 
 // The others have short answers, and go on whatever slow clients hold.
 bool PromptExchange::MayHaveLargeAnswer() const
 {
+    if (echo > largeAnswer) {
+        return true;
+    }
     return method == RestServerRequestMethod::Get && route != RestServerRequestUri::Info &&
            route != RestServerRequestUri::WorkflowActive &&
            route != RestServerRequestUri::SyncfilesMetadata &&

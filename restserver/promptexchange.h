@@ -56,7 +56,7 @@ private:
     int GrantLeave();
     bool IsUpload() const;
     bool MayHaveLargeAnswer() const;
-    bool AnswerWouldBeHuge(const RequestBody &body) const;
+    qint64 EchoOf(const RequestBody &body) const;
     int AnswerByHandlers(RequestBody *body);
     int AnswerUpload(RequestBody *body);
     std::unique_ptr<RestServerRequestObject> MakeRequest(const RequestBody &body) const;
@@ -74,6 +74,7 @@ private:
     RestServerRequestMethod method;
     std::chrono::steady_clock::time_point begun;
     RequestRecord record;
+    qint64 echo = 0; // bytes of the request's body as it comes back, indented
 };
 
 #endif

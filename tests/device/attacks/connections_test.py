@@ -9,7 +9,10 @@ The attacks, each seen to succeed on the interface as it was:
   every other upload above 64 KiB was told 408;
 - one upload that sent its first 5 MB at once and then a kilobyte a second kept the storage to itself:
   every other upload was told 408;
-- 90 connections that asked for 16 MiB and hardly read took 1.4 GB of memory.
+- 90 connections that asked for 16 MiB and hardly read took 1.4 GB of memory, and so did 90 that set
+  the active work order to 16 kB, which come back indented as 16 MiB;
+- a request to one address of the device covered a connection from the same port to another one, which
+  could then be as slow as it liked.
 
 usage: connections_test.py SIMULATOR
 """
@@ -23,6 +26,7 @@ from simulator import upload_body
 from simulatortest import SimulatorTest
 
 UPLOAD = "/api/filemgr/v2/userfiles"
+ACTIVE = "/api/workflow/v1/active"
 MIB = 1024 * 1024
 
 
@@ -123,13 +127,10 @@ class Hoarders(SimulatorTest):
             time.sleep(11)  # until the storage takes nobody more
             self.check_uploads_are_taken(1, 2)
 
-    def test_of_large_answers_take_no_gigabyte(self):
-        body = upload_body(self.device.path("large"), b"x" * (16 * MIB - 1))
-        self.ask("POST", UPLOAD, body)
-        request = f"GET /api/syncfiles/v1/userfiles{self.device.path('large')} HTTP/1.0\r\n\r\n"
+    def check_answers_take_no_gigabyte(self, request):
         clients = [connect(self.device.port) for _ in range(90)]
         for client in clients:
-            client.send(request.encode())
+            client.send(request)
         highest, end = 0, time.monotonic() + 8
         while time.monotonic() < end:
             highest = max(highest, self.device.resident_kib())
@@ -139,6 +140,20 @@ class Hoarders(SimulatorTest):
         print(f"at most {highest // 1024} MiB", flush=True)
         self.assertLess(highest, 1100 * 1024)
         self.assertEqual(self.ask("GET", "/info")[0], 200)
+
+    def test_of_large_answers_take_no_gigabyte(self):
+        body = upload_body(self.device.path("large"), b"x" * (16 * MIB - 1))
+        self.ask("POST", UPLOAD, body)
+        path = f"/api/syncfiles/v1/userfiles{self.device.path('large')}"
+        self.check_answers_take_no_gigabyte(f"GET {path} HTTP/1.0\r\n\r\n".encode())
+
+    def test_of_what_was_sent_as_the_active_work_order_take_no_gigabyte(self):
+        self.ask_json("POST", "/api/workflow/v1/workorders", {"cdm": [{"workOrderId": "W"}]})
+        deep = "[" * 500 + "1," * 7_600 + "1" + "]" * 500
+        body = f'{{"activeWorkOrderId": "W", "x": {deep}}}'
+        self.assertEqual(self.ask("PUT", ACTIVE, body)[0], 200)
+        head = f"PUT {ACTIVE} HTTP/1.0\r\nContent-Length: {len(body)}\r\n\r\n"
+        self.check_answers_take_no_gigabyte((head + body).encode())
 
 
 class Crowd(SimulatorTest):
