@@ -45,7 +45,7 @@ mode_t KindOf(const dirent &entry, const FileDescriptor &folder)
 {
     struct stat status = {};
     if (entry.d_type != DT_UNKNOWN) {
-        return DTTOIF(entry.d_type);
+        return static_cast<mode_t>(DTTOIF(entry.d_type));
     }
     return fstatat(folder.Number(), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0
                ? status.st_mode
