@@ -58,8 +58,8 @@ void RequireBearable(bool isBearable, const QUrl &device)
     if (!isBearable) {
         throw ClientError(
             ExitStatus::TransferCorrupt,
-            QString("the answer of %1 is denser than a list of 50,000 files, or has a "
-                    "text of more than %2 MB: delete some, or fetch it with curl")
+            QString("the answer of %1 is denser than a list of 50,000 files, or has a text of more "
+                    "than %2 MB, or an object with a key twice: delete some, or fetch it with curl")
                 .arg(device.authority())
                 .arg(ReceivedJson::longestText / 1'000'000));
     }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "jsonscan.h"
+#include "jsonsyntax.h"
 
 namespace {
 
@@ -128,7 +129,7 @@ int BeginOfMember(const QByteArray &key, const QByteArray &json)
 
 bool ReceivedJson::IsBearable(const QByteArray &json)
 {
-    return NeededMemory(mostMemory, memoryOfElement).Take(json);
+    return NeededMemory(mostMemory, memoryOfElement).Take(json) && !RepeatsKeyOfJson(json);
 }
 
 // Of the elements no more stays than what each of them is made into.

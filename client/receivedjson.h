@@ -20,8 +20,13 @@ constexpr int mostMemoryOfList = 36 << 20;
 /** Of one text, which is copied on its way to the user: what a work order can hold. */
 constexpr int longestText = 5'000'000;
 
-/** Whether it takes no more than that. Valid JSON or not. */
+/**
+ * Whether it takes no more than that, and no memory for good, which a key that an object has twice
+ * would. Valid JSON or not.
+ */
 bool IsBearable(const QByteArray &json);
+
+/** Whether it takes no more than that when each of its elements is bearable. Valid JSON or not. */
 bool IsBearableList(const QByteArray &json);
 
 /** The elements of a list, found without parsing them. */

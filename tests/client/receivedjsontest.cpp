@@ -40,6 +40,12 @@ TEST(ReceivedJson, TenThousandWorkOrdersAreBearable)
     EXPECT_TRUE(ReceivedJson::IsBearable(Repeated(order, 10'000)));
 }
 
+TEST(ReceivedJson, AKeyThatAnObjectHasTwiceIsNotBearable)
+{
+    EXPECT_FALSE(ReceivedJson::IsBearable(R"({"files": [{"path": ["a"], "path": "b"}]})"));
+    EXPECT_TRUE(ReceivedJson::IsBearable(R"({"files": [{"path": ["a"]}, {"path": "b"}]})"));
+}
+
 TEST(ReceivedJson, ManySmallValuesAreNotBearable)
 {
     EXPECT_FALSE(ReceivedJson::IsBearable(Repeated("1", 2'000'000)));
