@@ -24,7 +24,7 @@ struct CloseFolder
 
 using FolderStream = std::unique_ptr<DIR, CloseFolder>;
 
-// Its files are found with the descriptor of the folder, which stays the caller's.
+// A stream of its own, as what is in the folder is asked for through the folder's descriptor.
 FolderStream NamesIn(const FileDescriptor &folder)
 {
     FileDescriptor readable(openat(folder.Number(), ".", O_RDONLY | folderFlags));
