@@ -4,6 +4,9 @@
 
 #include "printabletext.h"
 
+namespace {
+
+// What a client sent may be in it: a name of a megabyte is not to fill the log.
 QString Shortened(const QString &text)
 {
     constexpr int longest = 1000;
@@ -12,6 +15,8 @@ QString Shortened(const QString &text)
                : QStringLiteral("%1... (%2 more characters)")
                      .arg(text.left(longest), QString::number(text.size() - longest));
 }
+
+} // namespace
 
 void PrintLine(std::FILE *output, const QString &text)
 {

@@ -12,17 +12,6 @@ bool HasFailed(const RequestRecord &record)
     return record.status >= firstFailure || !record.error.isEmpty();
 }
 
-// A client may have named a file of a megabyte, which is not to fill the log.
-RequestRecord WithShortTexts(RequestRecord record)
-{
-    record.uri = Shortened(QString::fromUtf8(record.uri)).toUtf8();
-    record.error = Shortened(record.error);
-    if (!record.reports.isEmpty()) {
-        record.reports = QStringList(Shortened(record.reports.join(QStringLiteral("; "))));
-    }
-    return record;
-}
-
 } // namespace
 
 RequestReport::RequestReport(Lines lines, std::FILE *output, std::FILE *failures,
@@ -42,7 +31,7 @@ RequestReport::RequestReport(Lines lines, std::FILE *output, std::FILE *failures
 void RequestReport::RequestServed(const RequestRecord &record)
 {
     if (log) {
-        log->RequestServed(WithShortTexts(record));
+        log->RequestServed(record);
     }
     // What was reported is on the stream already, with its reason: one line is enough.
     const quint64 before = std::exchange(reported, reporter.Count());

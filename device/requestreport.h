@@ -11,7 +11,7 @@ class ErrorReporter;
 
 /**
  * Tells people what the server did: a line for each request where that was asked for, and in any
- * case one for each that failed. Long texts in them are shortened. Main thread only.
+ * case one for each that failed. Main thread only.
  */
 class RequestReport : public IRequestObserver
 {

@@ -27,9 +27,12 @@ bool IsHalfOfPair(const QString &text, int index)
            (character.isLowSurrogate() && (index == 0 || !text.at(index - 1).isHighSurrogate()));
 }
 
-// Reports may hold what a client sent, such as the name of a file.
-QString Printable(const QString &text)
+// Reports may hold what a client sent, such as the name of a file, which may have a million
+// letters.
+QString Printable(const QString &whole)
 {
+    constexpr int longest = 1000;
+    const QString text = whole.left(longest);
     QString printable;
     for (int index = 0; index < text.size(); ++index) {
         const QChar character = text.at(index);
@@ -40,6 +43,9 @@ QString Printable(const QString &text)
             (code >= 0x2066 && code <= 0x2069);
         printable += isEscaped ? QStringLiteral("\\u%1").arg(code, 4, 16, QLatin1Char('0'))
                                : QString(character);
+    }
+    if (whole.size() > longest) {
+        printable += QStringLiteral("... (%1 more characters)").arg(whole.size() - longest);
     }
     return printable;
 }

@@ -14,7 +14,8 @@
  *     RestServerOptions options = RestServerOptions::Prompt();
  *     options.observer = &requestLog;
  *
- * A line has no line end, and no control character in it. Thread of the model only.
+ * A line has no line end, and no control character in it. Of a long text, which a client may have
+ * sent, it has the first 1,000 characters. Thread of the model only.
  */
 class RequestLog final : public IRequestObserver
 {

@@ -86,6 +86,33 @@ TEST(RequestLogJsonTest, ShowsHalfOfASurrogatePairAsText)
               QString::fromUtf8("a\\udc80\xf0\x9f\x92\xa9\\ud800"));
 }
 
+TEST(RequestLogTextTest, HasTheBeginningOfLongTexts)
+{
+    RequestRecord record = Record();
+    record.uri = '/' + QByteArray(1'000'000, 'u');
+    record.error = QString(1'000'000, 'e');
+    record.reports = QStringList{QString(1000, 'r'), QString(1000, 's')};
+    const QByteArray line = Text(record);
+    EXPECT_LT(line.size(), 3500);
+    EXPECT_TRUE(line.contains("uuu... (999001 more characters) 200 "));
+    EXPECT_TRUE(line.contains("eee... (999000 more characters)\" "));
+    EXPECT_TRUE(line.endsWith("rrr... (1002 more characters))"));
+}
+
+TEST(RequestLogTextTest, HasTextsOf1000CharactersWhole)
+{
+    RequestRecord record = Record();
+    record.error = QString(1000, 'e');
+    EXPECT_TRUE(Text(record).endsWith(" \"" + QByteArray(1000, 'e') + '"'));
+}
+
+TEST(RequestLogJsonTest, HasTheBeginningOfLongTexts)
+{
+    RequestRecord record = Record();
+    record.error = QString(999, 'e') + QString::fromUtf8("\xf0\x9f\x92\xa9");
+    EXPECT_EQ(Json(record)["error"], QString(999, 'e') + "\\ud83d... (1 more characters)");
+}
+
 TEST(RequestLogTextTest, HasNoCharacterThatTurnsTheLineAround)
 {
     RequestRecord record = Record();
