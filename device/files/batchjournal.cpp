@@ -2,9 +2,9 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QJsonDocument>
 #include <cerrno>
 
+#include "documentfile.h"
 #include "durablefile.h"
 #include "filestatus.h"
 #include "statefile.h"
@@ -85,7 +85,7 @@ bool BatchJournal::WriteStaged(const Batch &batch, QString *error)
 {
     const bool together = batch.size() > flushedOneByOne;
     for (const auto &[fileName, content] : batch) {
-        if (!WriteFile(fileSystem, Join(staged, fileName), QJsonDocument(content).toJson(),
+        if (!WriteFile(fileSystem, Join(staged, fileName), DocumentFile::Written(content),
                        together ? Flushing::Later : Flushing::AtOnce, error)) {
             return false;
         }

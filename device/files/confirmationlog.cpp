@@ -35,7 +35,7 @@ QByteArray Line(const QString &name, const Confirmation &confirmation)
                                {secondsKey, status.modifiedSeconds},
                                {nanosecondsKey, status.modifiedNanoseconds},
                                {sha256Key, confirmation.sha256}};
-    return QJsonDocument(entry).toJson(QJsonDocument::Compact) + '\n';
+    return DocumentFile::Written(entry, QJsonDocument::Compact) + '\n';
 }
 
 bool IsConfirmation(const QJsonObject &entry)
@@ -106,10 +106,10 @@ void ConfirmationLog::Remove(const QString &name)
 {
     QString error;
     if (confirmations.remove(name) > 0 && appendable &&
-        !Append(QJsonDocument(QJsonObject{{pathKey, name}, {removedKey, true}})
-                        .toJson(QJsonDocument::Compact) +
-                    '\n',
-                &error)) {
+        !Append(
+            DocumentFile::Written({{pathKey, name}, {removedKey, true}}, QJsonDocument::Compact) +
+                '\n',
+            &error)) {
         errorReporter.ReportError(error, "confirmationlog", __LINE__);
     }
 }

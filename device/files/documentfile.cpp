@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QLocale>
 #include <algorithm>
 #include <cerrno>
@@ -35,7 +34,8 @@ qint64 QuotedLength(const QString &text)
     constexpr int escape = 5;
     const auto isEscaped = [](QChar character) {
         return character < QLatin1Char(' ') || character == QLatin1Char('"') ||
-               character == QLatin1Char('\\') || character == QChar(0x7f);
+               character == QLatin1Char('\\') || character == QChar(0x7f) ||
+               character == QChar::ByteOrderMark;
     };
     return text.toUtf8().size() + quotes +
            escape * std::count_if(text.cbegin(), text.cend(), isEscaped);
@@ -118,6 +118,11 @@ std::optional<QByteArray> DocumentFile::Read(const QString &path, QString *probl
     }
     content.truncate(static_cast<int>(count));
     return content;
+}
+
+QByteArray DocumentFile::Written(const QJsonObject &document, QJsonDocument::JsonFormat format)
+{
+    return QJsonDocument(document).toJson(format).replace("\xef\xbb\xbf", "\\ufeff");
 }
 
 qint64 DocumentFile::IndentedLength(const QJsonObject &document)

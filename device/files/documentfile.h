@@ -2,6 +2,7 @@
 #define DOCUMENTFILE_H
 
 #include <QByteArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QString>
 #include <optional>
@@ -23,6 +24,13 @@ constexpr qint64 mostMemory = qint64{256} * 1024 * 1024;
  * be used: `*problem` then says why, in words that follow a path and a colon.
  */
 std::optional<QByteArray> Read(const QString &path, QString *problem, qint64 limit = largest);
+
+/**
+ * The document as text. A byte order mark is escaped in it: where a text begins with one, reading
+ * would drop it.
+ */
+QByteArray Written(const QJsonObject &document,
+                   QJsonDocument::JsonFormat format = QJsonDocument::Indented);
 
 /**
  * How many bytes the document has at most when it is written, indented. Found without writing it,

@@ -1,7 +1,6 @@
 #include "statefile.h"
 
 #include <QFileInfo>
-#include <QJsonDocument>
 
 #include "documentfile.h"
 #include "durablefile.h"
@@ -56,7 +55,7 @@ QJsonObject StateFile::Load(const Check &check)
 bool StateFile::Store(const QJsonObject &state)
 {
     QString error = QStringLiteral("%1 is damaged and is kept as it is").arg(filePath);
-    if (!keepFile && WriteDurably(fileSystem, filePath, QJsonDocument(state).toJson(), &error)) {
+    if (!keepFile && WriteDurably(fileSystem, filePath, DocumentFile::Written(state), &error)) {
         return true;
     }
     errorReporter.ReportError(error, "statefile", __LINE__);

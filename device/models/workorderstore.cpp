@@ -2,7 +2,6 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QJsonDocument>
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -226,7 +225,7 @@ qint64 WorkOrderStore::Growth(const BatchJournal::Batch &batch, const DiskSpace 
     qint64 growth = 0;
     for (const auto &[fileName, document] : batch) {
         const qint64 replaced = QFileInfo(journal.PathOf(fileName)).size();
-        growth += space.Taken(QJsonDocument(document).toJson().size()) - space.Taken(replaced);
+        growth += space.Taken(DocumentFile::Written(document).size()) - space.Taken(replaced);
     }
     return growth;
 }

@@ -49,6 +49,13 @@ TEST_F(StateFileTest, WhatWasStoredIsBack)
     EXPECT_EQ(errors.messages, QStringList());
 }
 
+TEST_F(StateFileTest, AByteOrderMarkInFrontOfATextIsBackToo)
+{
+    const QJsonObject state{{"value", QString(QChar::ByteOrderMark) + "Ada"}};
+    EXPECT_TRUE(StoreThrough(fileSystem, state));
+    EXPECT_EQ(Stored(), state);
+}
+
 TEST_F(StateFileTest, ADamagedFileIsReportedAndKeptUnderAnotherName)
 {
     for (const char *content : {"", "{\"value\": ", "[]", "{\"other\": 1}"}) {

@@ -185,6 +185,14 @@ TEST_F(SyncFilesModelTest, AConfirmationSurvivesARestart)
     EXPECT_EQ(errors.messages, QStringList());
 }
 
+TEST_F(SyncFilesModelTest, AConfirmationOfANameWithAByteOrderMarkInFrontSurvivesARestart)
+{
+    WriteSettled("\xef\xbb\xbfreport", "content");
+    EXPECT_TRUE(Confirm("\xef\xbb\xbfreport"));
+    Restart();
+    EXPECT_EQ(Pending(), QStringList());
+}
+
 TEST_F(SyncFilesModelTest, AFileThatChangesOnlyNowCanBeConfirmed)
 {
     Write("a.txt", "");

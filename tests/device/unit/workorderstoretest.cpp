@@ -182,8 +182,8 @@ TEST_F(WorkOrderStoreTest, TheLengthOfADocumentIsFoundWithoutWritingIt)
         {"texts", QJsonArray{"", "plain", QString::fromUtf8("\xc3\xa9\xe2\x82\xac")}},
         {"numbers", QJsonArray{0, -1, 1.5, 1e17, 1e18, 1e300, -1e-300, 123456789.123}},
         {"words", QJsonArray{true, false, QJsonValue::Null, QJsonArray(), QJsonObject()}},
-        {"escaped", "\"\\\n\t\x01\x7f"}};
-    const qint64 written = QJsonDocument(document).toJson().size();
+        {"escaped", QString("\"\\\n\t\x01\x7f") + QChar(QChar::ByteOrderMark)}};
+    const qint64 written = DocumentFile::Written(document).size();
     EXPECT_GE(DocumentFile::IndentedLength(document), written);
     EXPECT_LE(DocumentFile::IndentedLength(document), written + 60);
 }
@@ -373,6 +373,17 @@ TEST_F(WorkOrderStoreTest, UnusualIdsSurviveARestart)
     }
     EXPECT_EQ(open.store.Entries().size(), static_cast<std::size_t>(ids.size()));
     EXPECT_TRUE(open.errors.messages.isEmpty());
+}
+
+TEST_F(WorkOrderStoreTest, AByteOrderMarkInFrontOfATextOrAKeyIsKept)
+{
+    const QString marked = QString(QChar::ByteOrderMark) + "text";
+    QJsonObject order = WorkOrder("A", 1);
+    order[marked] = marked;
+    OpenStore open(folder);
+    ASSERT_TRUE(open.store.UpdateWorkOrders({order}));
+    bool found = false;
+    EXPECT_EQ(open.store.GetWorkOrder("A", &found), order);
 }
 
 TEST_F(WorkOrderStoreTest, AnUnknownIdIsNotFound)

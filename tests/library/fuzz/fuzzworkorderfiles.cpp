@@ -4,6 +4,7 @@
 
 #include <QJsonDocument>
 
+#include "documentfile.h"
 #include "fakehost.h"
 #include "filesystem.h"
 #include "fuzzfolder.h"
@@ -30,7 +31,10 @@ QMap<QString, QJsonObject> Documents(WorkOrderStore *store)
 QMap<QString, QJsonObject> With(QMap<QString, QJsonObject> documents, const QJsonArray &batch)
 {
     for (const QJsonValue &element : batch) {
-        documents[element.toObject().value("workOrderId").toString()] = element.toObject();
+        // As it is written: of texts that began with a byte order mark it may be gone already.
+        const QByteArray text = DocumentFile::Written(element.toObject());
+        documents[element.toObject().value("workOrderId").toString()] =
+            QJsonDocument::fromJson(text).object();
     }
     return documents;
 }
