@@ -48,7 +48,8 @@ public:
             Add(std::string_view(begin, size));
         } else {
             const QByteArray array = "[\"" + QByteArray(begin, static_cast<int>(size)) + "\"]";
-            const QByteArray key = QJsonDocument::fromJson(array).array().at(0).toString().toUtf8();
+            const QString text = QJsonDocument::fromJson(array).array().at(0).toString();
+            const QByteArray key = AsCompared(text).toUtf8();
             Add(std::string_view(key.constData(), static_cast<size_t>(key.size())));
         }
     }
@@ -71,6 +72,13 @@ public:
 
 private:
     static constexpr quint64 hasParts = 1;
+
+    // The parser takes half of a surrogate pair for U+FFFD when it compares keys.
+    static QString AsCompared(const QString &key)
+    {
+        const QVector<uint> characters = key.toUcs4();
+        return QString::fromUcs4(characters.constData(), characters.size());
+    }
 
     void Add(std::string_view key)
     {
