@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <algorithm>
+#include <numeric>
 #include <optional>
 #include <utility>
 
@@ -30,10 +31,12 @@ QDateTime FolderTime(const QString &folder)
 } // namespace
 
 WorkOrderStore::WorkOrderStore(FileSystem &files, const QString &workOrderFolder,
-                               const QString &stateFolder, IErrorReporter &errors, int limit)
+                               const QString &stateFolder, IErrorReporter &errors, int limit,
+                               qint64 bytes)
     : fileSystem(files)
     , folder(workOrderFolder)
     , mostWorkOrders(limit)
+    , byteLimit(bytes)
     , errorReporter(errors)
     , journal(files, workOrderFolder, stateFolder, QStringLiteral("workorders"), errors)
 {}
@@ -89,7 +92,7 @@ void WorkOrderStore::AddFile(const QString &fileName)
     } else if (index.count(id) > 0) {
         SkipDuplicate(id, fileName);
     } else {
-        index.emplace(id, Entry{fileName, ModifiedTime(fileName)});
+        index.emplace(id, EntryOf(fileName));
     }
 }
 
@@ -99,7 +102,7 @@ void WorkOrderStore::SkipDuplicate(const QString &id, const QString &fileName)
     QString surplus = fileName;
     if (fileName == WorkOrderId::FileName(id)) {
         surplus = entry.fileName;
-        entry = Entry{fileName, ModifiedTime(fileName)};
+        entry = EntryOf(fileName);
     }
     ReportSkipped(QStringLiteral("skipped %1: %2 holds the same work order")
                       .arg(journal.PathOf(surplus), entry.fileName));
@@ -173,7 +176,7 @@ bool WorkOrderStore::StoreBatch(const Documents &documents, QString *error)
 {
     BatchJournal::Batch batch;
     LoadIfChanged();
-    if (!journal.Apply(error) || !NameFiles(documents, &batch, error) ||
+    if (!journal.Apply(error) || !NameFiles(documents, &batch, error) || !FitsBytes(batch, error) ||
         !LeavesReserve(batch, error) || !journal.Stage(batch, error) || !journal.Commit(error)) {
         return false;
     }
@@ -198,18 +201,44 @@ bool WorkOrderStore::NameFiles(const Documents &documents, BatchJournal::Batch *
     return true;
 }
 
+bool WorkOrderStore::FitsBytes(const BatchJournal::Batch &batch, QString *error) const
+{
+    const qint64 stored = StoredBytes();
+    // Where any batch fits, nothing is written for the sake of its size.
+    if (stored + largestBatch <= byteLimit) {
+        return true;
+    }
+    const qint64 growth = Growth(batch, [](qint64 size) { return size; });
+    if (growth <= 0 || stored + growth <= byteLimit) {
+        return true;
+    }
+    *error = QStringLiteral("stored nothing: with %1 bytes more beside the %2 stored ones the work "
+                            "orders would have more than the %3 allowed; send smaller ones, or "
+                            "remove files from %4")
+                 .arg(growth)
+                 .arg(stored)
+                 .arg(byteLimit)
+                 .arg(folder);
+    return false;
+}
+
+qint64 WorkOrderStore::StoredBytes() const
+{
+    return std::accumulate(index.cbegin(), index.cend(), qint64{0},
+                           [](qint64 sum, const auto &each) { return sum + each.second.size; });
+}
+
 bool WorkOrderStore::LeavesReserve(const BatchJournal::Batch &batch, QString *error) const
 {
     const std::optional<DiskSpace> space = DiskSpace::Of(fileSystem, folder, error);
     if (!space) {
         return false;
     }
-    // Where any batch fits, nothing is written for the sake of its size.
     const qint64 most = largestBatch + static_cast<qint64>(batch.size()) * space->Taken(1);
     if (most <= space->BesideReserve()) {
         return true;
     }
-    const qint64 growth = Growth(batch, *space);
+    const qint64 growth = Growth(batch, [&](qint64 size) { return space->Taken(size); });
     if (growth <= 0 || growth <= space->BesideReserve()) {
         return true;
     }
@@ -220,12 +249,13 @@ bool WorkOrderStore::LeavesReserve(const BatchJournal::Batch &batch, QString *er
     return false;
 }
 
-qint64 WorkOrderStore::Growth(const BatchJournal::Batch &batch, const DiskSpace &space) const
+qint64 WorkOrderStore::Growth(const BatchJournal::Batch &batch,
+                              const std::function<qint64(qint64 size)> &taken) const
 {
     qint64 growth = 0;
     for (const auto &[fileName, document] : batch) {
         const qint64 replaced = QFileInfo(journal.PathOf(fileName)).size();
-        growth += space.Taken(DocumentFile::Written(document).size()) - space.Taken(replaced);
+        growth += taken(DocumentFile::Written(document).size()) - taken(replaced);
     }
     return growth;
 }
@@ -233,8 +263,7 @@ qint64 WorkOrderStore::Growth(const BatchJournal::Batch &batch, const DiskSpace 
 void WorkOrderStore::Remember(const Documents &documents)
 {
     for (const auto &[id, document] : documents) {
-        const QString fileName = FileNameFor(id);
-        index[id] = Entry{fileName, ModifiedTime(fileName)};
+        index[id] = EntryOf(FileNameFor(id));
     }
 }
 
@@ -264,7 +293,8 @@ QString WorkOrderStore::FileNameFor(const QString &id) const
     return entry != index.end() ? entry->second.fileName : WorkOrderId::FileName(id);
 }
 
-QDateTime WorkOrderStore::ModifiedTime(const QString &fileName) const
+WorkOrderStore::Entry WorkOrderStore::EntryOf(const QString &fileName) const
 {
-    return QFileInfo(journal.PathOf(fileName)).lastModified().toUTC();
+    const QFileInfo file(journal.PathOf(fileName));
+    return Entry{fileName, file.lastModified().toUTC(), file.size()};
 }

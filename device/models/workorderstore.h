@@ -3,6 +3,7 @@
 
 #include <QDateTime>
 #include <QSet>
+#include <functional>
 #include <map>
 
 #include "batchjournal.h"
@@ -33,6 +34,7 @@ public:
     {
         QString fileName;
         QDateTime modifiedTime; ///< when it was last stored: the file's time, in UTC
+        qint64 size;            ///< of the file, in bytes
     };
 
     /** By id, in ascending order of code units. */
@@ -41,9 +43,15 @@ public:
     /** How many are stored at most: each costs a file, and no request takes one away. */
     static constexpr int defaultLimit = 10000;
 
+    /**
+     * How many bytes the files of all work orders have at most: a start reads them all, which takes
+     * half a second for 8 MiB that are made to be slow.
+     */
+    static constexpr qint64 mostBytes = qint64{256} * 1024 * 1024;
+
     /** Keeps the references; both objects outlive this one, and both folders exist. */
     WorkOrderStore(FileSystem &files, const QString &workOrderFolder, const QString &stateFolder,
-                   IErrorReporter &errors, int limit = defaultLimit);
+                   IErrorReporter &errors, int limit = defaultLimit, qint64 bytes = mostBytes);
 
     /**
      * Finishes or throws away a batch that was cut short, then reads every file. What is skipped is
@@ -63,12 +71,13 @@ public:
      *
      * False, with a report and with nothing stored, when an element is no object or has no valid
      * id, when there would be more work orders than the limit allows, when one is larger than can
-     * be read again or all together have more than 64 MiB, when they take more of the disk than
-     * those they replace and would leave less than its reserve, when the file name of a new work
-     * order is taken by a file that is not its own, when a write fails before the batch is
-     * committed, and while an earlier batch cannot be finished. A failure after the commit is
-     * reported; the batch counts, and is finished later. Until the old files are gone the new ones
-     * beside them may take the reserve.
+     * be read again or all together have more than 64 MiB, when they are larger than those they
+     * replace and all stored work orders would have more bytes than are allowed, when they take
+     * more of the disk than those they replace and would leave less than its reserve, when the file
+     * name of a new work order is taken by a file that is not its own, when a write fails before
+     * the batch is committed, and while an earlier batch cannot be finished. A failure after the
+     * commit is reported; the batch counts, and is finished later. Until the old files are gone the
+     * new ones beside them may take the reserve.
      */
     bool UpdateWorkOrders(QJsonArray workOrders) override;
 
@@ -93,15 +102,19 @@ private:
     bool FitsLimit(const Documents &documents, QString *error) const;
     static bool CanBeReadAgain(const Documents &documents, QString *error);
     bool StoreBatch(const Documents &documents, QString *error);
+    bool FitsBytes(const BatchJournal::Batch &batch, QString *error) const;
     bool LeavesReserve(const BatchJournal::Batch &batch, QString *error) const;
-    qint64 Growth(const BatchJournal::Batch &batch, const DiskSpace &space) const;
+    qint64 StoredBytes() const;
+    qint64 Growth(const BatchJournal::Batch &batch,
+                  const std::function<qint64(qint64 size)> &taken) const;
     void Remember(const Documents &documents);
     QString FileNameFor(const QString &id) const;
-    QDateTime ModifiedTime(const QString &fileName) const;
+    Entry EntryOf(const QString &fileName) const;
 
     FileSystem &fileSystem;
     QString folder;
     int mostWorkOrders;
+    qint64 byteLimit;
     IErrorReporter &errorReporter;
     BatchJournal journal;
     Index index;

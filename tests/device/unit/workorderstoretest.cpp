@@ -276,6 +276,72 @@ TEST_F(WorkOrderStoreTest, ABatchBeyondTheLimitIsRefusedWholeWithTheReason)
     EXPECT_TRUE(store.UpdateWorkOrders(Batch(1, 3, 3))) << "what is replaced adds nothing";
 }
 
+class ByteLimitTest : public WorkOrderStoreTest
+{
+protected:
+    static QJsonObject OfBytes(const QString &id, int bytes)
+    {
+        const int empty = DocumentFile::Written({{"workOrderId", id}, {"text", ""}}).size();
+        return {{"workOrderId", id}, {"text", QString(bytes - empty, 'x')}};
+    }
+
+    void Place(const QString &id, int bytes) const
+    {
+        folder.Place(id + ".json", DocumentFile::Written(OfBytes(id, bytes)));
+    }
+
+    RecordingErrorReporter errors;
+    FileSystem fileSystem;
+    WorkOrderStore store{fileSystem, folder.WorkOrders(), folder.State(), errors, 10, 1000};
+};
+
+TEST_F(ByteLimitTest, WorkOrdersMayTakeAsManyBytesAsAreAllowed)
+{
+    EXPECT_TRUE(store.UpdateWorkOrders({OfBytes("A", 400)}));
+    EXPECT_TRUE(store.UpdateWorkOrders({OfBytes("B", 300), OfBytes("C", 300)}));
+    EXPECT_TRUE(errors.messages.isEmpty());
+}
+
+TEST_F(ByteLimitTest, ABatchThatTakesAByteMoreIsRefusedWholeWithTheReason)
+{
+    ASSERT_TRUE(store.UpdateWorkOrders({OfBytes("A", 400)}));
+    EXPECT_FALSE(store.UpdateWorkOrders({OfBytes("B", 300), OfBytes("C", 301)}));
+    ASSERT_EQ(errors.messages.size(), 1);
+    EXPECT_TRUE(errors.messages.first().contains("601 bytes"));
+    EXPECT_TRUE(errors.messages.first().contains("the 1000 allowed"));
+    EXPECT_EQ(IdsOf(store), QStringList("A"));
+    EXPECT_EQ(folder.Names(), QStringList({"state", "workorders", "workorders/A.json"}));
+}
+
+TEST_F(ByteLimitTest, WhatAReplacementFreesIsFreeForOthers)
+{
+    ASSERT_TRUE(store.UpdateWorkOrders({OfBytes("A", 1000)}));
+    EXPECT_TRUE(store.UpdateWorkOrders({OfBytes("A", 600), OfBytes("B", 400)}));
+    EXPECT_TRUE(store.UpdateWorkOrders({OfBytes("A", 500)}));
+    EXPECT_FALSE(store.UpdateWorkOrders({OfBytes("C", 101)}));
+    EXPECT_TRUE(store.UpdateWorkOrders({OfBytes("C", 100)}));
+}
+
+TEST_F(ByteLimitTest, FilesPlacedByHandCount)
+{
+    Place("A", 600);
+    store.Load();
+    EXPECT_FALSE(store.UpdateWorkOrders({OfBytes("B", 401)}));
+    EXPECT_TRUE(store.UpdateWorkOrders({OfBytes("B", 400)}));
+}
+
+TEST_F(ByteLimitTest, BeyondTheLimitWorkOrdersAreReplacedByOnesThatAreNoLarger)
+{
+    Place("A", 600);
+    Place("B", 600);
+    store.Load();
+    EXPECT_TRUE(store.UpdateWorkOrders({OfBytes("A", 600)}));
+    EXPECT_FALSE(store.UpdateWorkOrders({OfBytes("A", 601)}));
+    EXPECT_TRUE(store.UpdateWorkOrders({OfBytes("A", 601), OfBytes("B", 599)}));
+    EXPECT_TRUE(store.UpdateWorkOrders({OfBytes("A", 500)}));
+    EXPECT_FALSE(store.UpdateWorkOrders({OfBytes("A", 501)}));
+}
+
 TEST_F(WorkOrderStoreTest, ABatchReplacesByIdAndLeavesTheOthers)
 {
     OpenStore open(folder);
