@@ -60,8 +60,9 @@ public:
                          QStringLiteral("Store at most so many work orders (default 10000)."),
                          QStringLiteral("number"), QStringLiteral("10000"))
         , userFileLimit(QStringLiteral("user-file-limit"),
-                        QStringLiteral("Take no upload beside so many user files (default 50000); "
-                                       "none that replaces a file either."),
+                        QStringLiteral("Take no upload beside so many files on the storage, user "
+                                       "files and templates (default 50000); none that replaces a "
+                                       "file either."),
                         QStringLiteral("number"), QStringLiteral("50000"))
         , requireSandbox(QStringLiteral("require-sandbox"),
                          QStringLiteral("Do not start where the kernel cannot confine the program "

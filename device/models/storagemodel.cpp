@@ -1,5 +1,6 @@
 #include "storagemodel.h"
 
+#include <QFileInfo>
 #include <algorithm>
 
 #include "diskspace.h"
@@ -83,18 +84,24 @@ bool StorageModel::MayHaveOneMoreFile()
 void StorageModel::CountRoom()
 {
     constexpr int mostAtOnce = 1000; // so that files of others are noticed
-    int least = mostAtOnce;
-    // The templates there are in the reach of uploads too.
-    for (const QString &place : {folder.UserFiles(), folder.GuardedTemplates()}) {
-        const int rest = fileLimit - UserFileDirectory(place).Count(fileLimit);
-        if (rest == 0) {
-            errorReporter.ReportError(QStringLiteral("no room for a file: %1 holds the %2 that are "
-                                                     "allowed; delete some")
-                                          .arg(place)
-                                          .arg(fileLimit),
-                                      "storagemodel", __LINE__);
-        }
-        least = std::min(least, rest);
+    room = std::min(mostAtOnce, fileLimit - CountFiles());
+    if (room == 0) {
+        errorReporter.ReportError(QStringLiteral("no room for a file: %1 holds the %2 that are "
+                                                 "allowed; delete some")
+                                      .arg(folder.Storage())
+                                      .arg(fileLimit),
+                                  "storagemodel", __LINE__);
     }
-    room = least;
+}
+
+int StorageModel::CountFiles() const
+{
+    // All of the storage is in the reach of uploads.
+    int count = UserFileDirectory(folder.Storage()).Count(fileLimit);
+    for (const QString &place : {folder.UserFiles(), folder.GuardedTemplates()}) {
+        if (QFileInfo(place).isSymLink()) { // no link was followed so far
+            count += UserFileDirectory(place).Count(fileLimit - count);
+        }
+    }
+    return count;
 }

@@ -31,8 +31,8 @@ public:
 
     /**
      * Whether a file may be written: the file system of the user files has `bytes` bytes beside the
-     * reserve, see `DiskSpace`, and neither the user files nor the templates beside them have
-     * reached their limit, which is reported. False when the file system cannot be asked.
+     * reserve, see `DiskSpace`, and the files of the storage, user files and others together, have
+     * not reached their limit, which is reported. False when the file system cannot be asked.
      *
      * Not even a file that replaces another is let in at the limit: nothing tells which one is
      * meant. Each answer counts as a new file until all are counted anew, which is at the latest
@@ -47,6 +47,7 @@ private:
     QDir LookedAt(const QString &templateFolder);
     bool MayHaveOneMoreFile();
     void CountRoom();
+    int CountFiles() const;
 
     DeviceFolder folder;
     bool available;

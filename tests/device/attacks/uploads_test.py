@@ -136,8 +136,10 @@ class ManyFiles(Attack):
         self.assertEqual(len(os.listdir(self.device.files)), 20)
         self.assertIn("holds the 20 that are allowed", self.device.errors())
 
-    def test_the_templates_beside_the_user_files_are_limited_too(self):
-        self.assertEqual(self.fill(self.device.path("../templates/")), 20)
+    def test_the_whole_storage_holds_no_more_wherever_they_are_sent(self):
+        self.assertEqual(self.fill(self.device.path("../")), 20)
+        self.assertEqual(self.fill(self.device.path("../templates/")), 0)
+        self.assertEqual(self.fill(self.device.path("")), 0)
 
     def test_at_the_limit_files_can_be_read_and_deleted_and_then_uploaded_again(self):
         self.fill(self.device.path(""))

@@ -105,7 +105,7 @@ TEST_F(FileLimitTest, FilesAreLetInUntilTheLimitIsReached)
     EXPECT_EQ(errors.messages,
               QStringList(QStringLiteral("no room for a file: %1 holds the 3 that are allowed; "
                                          "delete some")
-                              .arg(device.UserFiles())));
+                              .arg(device.Storage())));
 }
 
 TEST_F(FileLimitTest, ThereIsRoomAgainOnceAFileIsGone)
@@ -142,14 +142,25 @@ TEST_F(FileLimitTest, FilesOfOthersAreNoticedAfterAThousandUploads)
     EXPECT_EQ(let, 1000);
 }
 
-TEST_F(FileLimitTest, TemplatesOnTheStorageAreLimitedToo)
+TEST_F(FileLimitTest, AllFilesOfTheStorageCountTogether)
 {
-    for (const char *name : {"/a.json", "/b.json", "/c.json"}) {
+    for (const char *name : {"/userfiles/a", "/templates/b.json", "/c"}) {
         EXPECT_TRUE(small.HasFreeSpace(0));
-        Place(device.GuardedTemplates() + name);
+        Place(device.Storage() + name);
     }
     EXPECT_FALSE(small.HasFreeSpace(0));
-    EXPECT_TRUE(errors.messages.join('\n').contains(device.GuardedTemplates()));
+}
+
+TEST_F(FileLimitTest, FilesOfAFolderThatIsALinkCountToo)
+{
+    const QTemporaryDir elsewhere;
+    ASSERT_TRUE(QDir().rmdir(device.UserFiles()));
+    ASSERT_TRUE(QFile::link(elsewhere.path(), device.UserFiles()));
+    for (const char *name : {"/userfiles/a", "/userfiles/b", "/c"}) {
+        EXPECT_TRUE(small.HasFreeSpace(0));
+        Place(device.Storage() + name);
+    }
+    EXPECT_FALSE(small.HasFreeSpace(0));
 }
 
 TEST_F(FileLimitTest, LinksAndFoldersAreNoFiles)
