@@ -1,18 +1,21 @@
 #include "jsonsyntax.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
+#include <QChar>
 #include <algorithm>
 #include <bitset>
 #include <cctype>
+#include <charconv>
 #include <cstring>
 #include <functional>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
 
 constexpr size_t mostOpen = 1024;
+constexpr int surelyFinite = 300; // digits of a whole number
 
 int LengthOfUtf8Sequence(unsigned char first)
 {
@@ -33,6 +36,99 @@ bool MayFollow(unsigned char first, unsigned char second)
     return second >= lowest && second <= highest;
 }
 
+// A text with escapes, as UTF-8. Half of a surrogate pair becomes U+FFFD, which the parser takes it
+// for when it compares keys.
+class UnescapedText
+{
+public:
+    // Of a text that the parser takes. Valid until the next one.
+    std::string_view Take(const char *begin, const char *end)
+    {
+        text.clear();
+        for (const char *at = begin; at < end;) {
+            if (*at == '\\') {
+                at += TakeEscape(at);
+            } else {
+                EndPair();
+                text.push_back(*at++);
+            }
+        }
+        EndPair();
+        return text;
+    }
+
+private:
+    static ushort CodeAt(const char *digits)
+    {
+        ushort code = 0;
+        std::from_chars(digits, digits + 4, code, 16);
+        return code;
+    }
+
+    // Returns its length.
+    int TakeEscape(const char *at)
+    {
+        constexpr char letters[] = "bfnrt";
+        constexpr char meanings[] = "\b\f\n\r\t";
+        if (at[1] == 'u') {
+            TakeUnit(CodeAt(at + 2));
+            return 6;
+        }
+        const char *const letter = at[1] != 0 ? std::strchr(letters, at[1]) : nullptr;
+        TakeCharacter(static_cast<uint>(letter != nullptr ? meanings[letter - letters] : at[1]));
+        return 2;
+    }
+
+    // As the parser does it, for bytes that are negative as well.
+    void TakeCharacter(uint character)
+    {
+        if (QChar::requiresSurrogates(character)) {
+            TakeUnit(QChar::highSurrogate(character));
+            TakeUnit(QChar::lowSurrogate(character));
+        } else {
+            TakeUnit(static_cast<ushort>(character));
+        }
+    }
+
+    void TakeUnit(ushort unit)
+    {
+        if (high != 0 && QChar::isLowSurrogate(unit)) {
+            Append(QChar::surrogateToUcs4(std::exchange(high, ushort(0)), unit));
+            return;
+        }
+        EndPair();
+        if (QChar::isHighSurrogate(unit)) {
+            high = unit;
+        } else {
+            Append(QChar::isLowSurrogate(unit) ? uint(QChar::ReplacementCharacter) : unit);
+        }
+    }
+
+    void EndPair()
+    {
+        if (std::exchange(high, ushort(0)) != 0) {
+            Append(QChar::ReplacementCharacter);
+        }
+    }
+
+    void Append(uint character)
+    {
+        if (character < 0x80) {
+            text.push_back(static_cast<char>(character));
+            return;
+        }
+        const int later = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
+        const uint mark = 0xf80U >> later & 0xffU; // as many ones as there are bytes, and a zero
+        text.push_back(static_cast<char>(mark | character >> 6 * later));
+        for (int shift = 6 * (later - 1); shift >= 0; shift -= 6) {
+            text.push_back(static_cast<char>(0x80U | (character >> shift & 0x3fU)));
+        }
+    }
+
+    std::string text;
+    ushort high = 0; ///< the first half of a pair whose second has yet to come
+};
+
 // The keys of the objects that are open. What is kept of a key is 63 bits of a hash, and in the
 // lowest bit whether its value is an array or object.
 class OpenKeys
@@ -44,14 +140,10 @@ public:
     void Add(const char *begin, const char *end)
     {
         const auto size = static_cast<size_t>(end - begin);
-        if (std::memchr(begin, '\\', size) == nullptr) {
-            Add(std::string_view(begin, size));
-        } else {
-            const QByteArray array = "[\"" + QByteArray(begin, static_cast<int>(size)) + "\"]";
-            const QString text = QJsonDocument::fromJson(array).array().at(0).toString();
-            const QByteArray key = AsCompared(text).toUtf8();
-            Add(std::string_view(key.constData(), static_cast<size_t>(key.size())));
-        }
+        const bool isEscaped = std::memchr(begin, '\\', size) != nullptr;
+        const std::string_view key =
+            isEscaped ? unescaped.Take(begin, end) : std::string_view(begin, size);
+        keys.push_back(std::hash<std::string_view>()(key) & ~hasParts);
     }
 
     void ValueHasParts() { keys.back() |= hasParts; }
@@ -73,18 +165,7 @@ public:
 private:
     static constexpr quint64 hasParts = 1;
 
-    // The parser takes half of a surrogate pair for U+FFFD when it compares keys.
-    static QString AsCompared(const QString &key)
-    {
-        const QVector<uint> characters = key.toUcs4();
-        return QString::fromUcs4(characters.constData(), characters.size());
-    }
-
-    void Add(std::string_view key)
-    {
-        keys.push_back(std::hash<std::string_view>()(key) & ~hasParts);
-    }
-
+    UnescapedText unescaped;
     std::vector<quint64> keys;
     std::vector<size_t> begins;
     bool repeated = false;
@@ -249,8 +330,13 @@ private:
     {
         const char *const begin = at;
         SkipOne("-");
+        const char *const digits = at;
         if (!SkipOne("0")) {
             SkipDigits();
+        }
+        const bool isWhole = at > digits && !IsNext('.') && !IsNext('e') && !IsNext('E');
+        if (isWhole && at - digits < surelyFinite) {
+            return true;
         }
         if (SkipOne(".")) {
             SkipDigits();

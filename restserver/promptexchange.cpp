@@ -77,7 +77,7 @@ int PromptExchange::Answer()
         body.DropRest();
         return SendError(413, "The request is nested too deeply to be answered");
     }
-    if (!IsUpload() && RepeatsKeyOfJson(body.First())) {
+    if (IsParsed() && RepeatsKeyOfJson(body.First())) {
         body.DropRest();
         return SendError(400, "An object of the request has a key twice");
     }
@@ -132,6 +132,16 @@ bool PromptExchange::IsUpload() const
     return method == RestServerRequestMethod::Post &&
            (route == RestServerRequestUri::SyncfilesUserFiles ||
             route == RestServerRequestUri::FilemgrUserFiles);
+}
+
+// The bodies of all other requests do not count, whatever they hold.
+bool PromptExchange::IsParsed() const
+{
+    return (method == RestServerRequestMethod::Put &&
+            route == RestServerRequestUri::WorkflowActive) ||
+           (method == RestServerRequestMethod::Post &&
+            (route == RestServerRequestUri::WorkflowWorkorders ||
+             route == RestServerRequestUri::TechInfo));
 }
 
 // Whoever sets the active work order gets back all that was sent, indented.

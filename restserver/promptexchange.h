@@ -55,6 +55,7 @@ private:
     bool AsksForLeave() const;
     int GrantLeave();
     bool IsUpload() const;
+    bool IsParsed() const;
     bool MayHaveLargeAnswer() const;
     qint64 EchoOf(const RequestBody &body) const;
     int AnswerByHandlers(RequestBody *body);

@@ -82,6 +82,32 @@ TEST_F(PromptHandlersTest, TakesNoMoreTemplatesThanFitIntoAnAnswer)
     EXPECT_EQ(Templates(), 5);
 }
 
+TEST_F(PromptHandlersTest, ReadsNoMoreForAnAnswerThanFourTimesTheLargestFile)
+{
+    const QByteArray large(PromptHandlers::largestTemplate - 1000, ' ');
+    Place("z.json", "1");
+    for (const char *name : {"a.json", "b.json", "c.json", "d.json"}) {
+        EXPECT_EQ(Templates(), 1);
+        Place(name, R"({"key": [1], "key": 2})" + large);
+    }
+    EXPECT_EQ(Templates(), 1);
+    Place("e.json", R"({"key": [1], "key": 2})" + large);
+    EXPECT_EQ(Templates(), 0);
+}
+
+TEST_F(PromptHandlersTest, ReportsFilesThatAreLeftOutInOneLineForEachAnswer)
+{
+    for (const char *name : {"a.json", "b.json", "c.json"}) {
+        Place(name, R"({"key": [1], "key": 2})");
+    }
+    Templates();
+    Templates();
+    ASSERT_EQ(host.errors.reports.size(), 2U);
+    EXPECT_EQ(host.errors.reports[1].message, "Left out the template file " +
+                                                  folder.filePath("a.json") +
+                                                  ": an object in it has a key twice; and 2 more");
+}
+
 TEST(JsonLengthTest, IsThatOfTheIndentedText)
 {
     const QByteArray text = QJsonDocument(QJsonObject{{"[{,", "\"\\,\""},

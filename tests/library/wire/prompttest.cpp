@@ -59,6 +59,12 @@ TEST_F(PromptTest, ABodyThatHasAKeyTwiceIsRefused)
               ErrorReply("400 Bad Request", "An object of the request has a key twice"));
 }
 
+TEST_F(PromptTest, ABodyThatDoesNotCountMayHaveAKeyTwice)
+{
+    const std::string body = R"({"key": [1], "key": 2})";
+    EXPECT_EQ(Ask(Request("GET", "/info", body)).substr(0, 15), "HTTP/1.1 200 OK");
+}
+
 // The thread of the model
 
 TEST_F(PromptTest, NoTimerRuns)
