@@ -39,19 +39,21 @@ void TemplateFolders::Look(const QString &folder)
                                                      QDir::Files | QDir::CaseSensitive, QDir::Name);
     Files &former = folders[folder];
     Files found;
+    qint64 room = mostAtOnce;
     for (const QString &name : names) {
         const QString path = folder + QLatin1Char('/') + name;
-        found.insert(path, LookAt(path, former.value(path)));
+        found.insert(path, LookAt(path, former.value(path), &room));
     }
     former = found;
 }
 
-TemplateFolders::Seen TemplateFolders::LookAt(const QString &path, const Seen &former)
+TemplateFolders::Seen TemplateFolders::LookAt(const QString &path, const Seen &former, qint64 *room)
 {
     const FileStatus status = StatusAt(path);
-    if (status == former.status) {
+    if (status == former.status || *room <= 0) {
         return former;
     }
+    *room -= status.size;
     const QString problem = ProblemOf(path);
     if (!problem.isEmpty() && problem != former.problem) {
         errorReporter.ReportError(

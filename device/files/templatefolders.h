@@ -18,7 +18,13 @@ public:
     /** Keeps the reference; the reporter outlives this object. */
     explicit TemplateFolders(IErrorReporter &errors);
 
-    /** Looks at the files of the folder that are new or changed since it was last looked at. */
+    /** Bytes of files that are looked at in one call, and one file more. */
+    static constexpr qint64 mostAtOnce = qint64{64} * 1024 * 1024;
+
+    /**
+     * Looks at the files of the folder that are new or changed since it was last looked at. Of
+     * very many the rest comes in the next call, so that none takes long.
+     */
     void Look(const QString &folder);
 
 private:
@@ -29,7 +35,7 @@ private:
     };
     using Files = QHash<QString, Seen>; // by path
 
-    Seen LookAt(const QString &path, const Seen &former);
+    Seen LookAt(const QString &path, const Seen &former, qint64 *room);
 
     IErrorReporter &errorReporter;
     QHash<QString, Files> folders;

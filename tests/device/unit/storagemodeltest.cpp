@@ -216,6 +216,17 @@ TEST_F(TemplatesTest, AFileThatIsNoJsonIsReported)
     EXPECT_TRUE(errors.messages.first().contains(QStringLiteral("it is no JSON")));
 }
 
+TEST_F(TemplatesTest, OfVeryLargeFilesTheRestIsLookedAtTheNextTime)
+{
+    Place("a.json", "{");
+    ASSERT_TRUE(QFile::resize(device.Templates() + "/a.json",
+                              TemplateFolders::mostAtOnce)); // takes no disk
+    Place("b.json", "{");
+    EXPECT_EQ(Reported().size(), 1);
+    EXPECT_EQ(Reported().size(), 2);
+    EXPECT_EQ(Reported().size(), 2);
+}
+
 TEST_F(TemplatesTest, AFileThatWasMendedAndBrokenAgainIsReportedAgain)
 {
     Place("b.json", "[]");
