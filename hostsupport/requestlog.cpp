@@ -56,13 +56,19 @@ QString Name(const QByteArray &bytes)
     return Printable(QString::fromUtf8(bytes));
 }
 
+// A blank in it would look like the end of the field.
+QString Field(QByteArray bytes)
+{
+    return Name(bytes.replace(' ', "\\u0020"));
+}
+
 QByteArray TextLine(const RequestRecord &record)
 {
     QString line =
         QStringList{Time(record),
                     Name(record.client),
-                    Name(record.method),
-                    Name(record.uri),
+                    Field(record.method),
+                    Field(record.uri),
                     QString::number(record.status),
                     QString::number(record.received),
                     QString::number(record.sent),

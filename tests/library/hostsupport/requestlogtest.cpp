@@ -120,6 +120,13 @@ TEST(RequestLogTextTest, HasNoCharacterThatTurnsTheLineAround)
     EXPECT_TRUE(Text(record).contains(" /a\\u202eb "));
 }
 
+TEST(RequestLogTextTest, ABlankInAUriEndsNoField)
+{
+    RequestRecord record = Record();
+    record.uri = "/a 200 0 44";
+    EXPECT_TRUE(Text(record).contains(" GET /a\\u0020200\\u00200\\u002044 200 5 412 "));
+}
+
 TEST(RequestLogTextTest, AUriThatIsNoUtf8IsStillALine)
 {
     RequestRecord record = Record();
