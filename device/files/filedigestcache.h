@@ -20,9 +20,13 @@
 class FileDigestCache
 {
 public:
-    static constexpr int usual = 4096; ///< capacity
+    /**
+     * The capacity: more than a device takes files. With fewer digests than files a list that goes
+     * through all of them would find none of them again, and read every file each time.
+     */
+    static constexpr int usual = 65'536;
 
-    /** Remembers up to `capacity` digests, at some 250 bytes each. */
+    /** Remembers up to `capacity` digests, at some 300 bytes each, 20 MB of the usual ones. */
     explicit FileDigestCache(
         int capacity = usual, std::function<bool()> goesOn = [] { return true; });
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "storagemodel.h"
 #include "userfilestest.h"
 
 namespace {
@@ -138,6 +139,22 @@ TEST_F(FileDigestCacheTest, TheDigestAskedForLongestAgoIsForgotten)
     EXPECT_EQ(two.Known(Status("1")), first);
     EXPECT_TRUE(two.Known(Status("2")).isNull());
     EXPECT_FALSE(two.Known(Status("3")).isNull());
+}
+
+TEST_F(FileDigestCacheTest, AsManyAreKeptAsADeviceTakesFiles)
+{
+    Write("file", "abc");
+    const FileDescriptor descriptor(open(OnDisk("file").constData(), O_RDONLY));
+    const auto laterStatus = [&](int seconds) {
+        SetTime("file", seconds);
+        return Status("file");
+    };
+    const FileStatus first = laterStatus(0);
+    digests.Digest(descriptor, first);
+    for (int number = 1; number < StorageModel::defaultFileLimit; ++number) {
+        digests.Digest(descriptor, laterStatus(number));
+    }
+    EXPECT_EQ(digests.Known(first), abcDigest);
 }
 
 TEST_F(FileDigestCacheTest, AFileThatChangedMeanwhileIsNotRemembered)
