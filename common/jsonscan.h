@@ -2,7 +2,6 @@
 #define JSONSCAN_H
 
 #include <QByteArray>
-#include <algorithm>
 
 /** Goes through JSON, valid or not, without parsing it, so that it costs no memory. */
 namespace JsonScan {
@@ -11,9 +10,9 @@ namespace JsonScan {
 inline const char *EndOfText(const char *at, const char *end)
 {
     while (at < end && *at != '"') {
-        at += *at == '\\' ? 2 : 1;
+        at += *at == '\\' && end - at > 1 ? 2 : 1;
     }
-    return std::min(at, end);
+    return at;
 }
 
 /**
