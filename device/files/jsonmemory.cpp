@@ -1,5 +1,7 @@
 #include "jsonmemory.h"
 
+#include <algorithm>
+
 #include "jsonscan.h"
 
 namespace {
