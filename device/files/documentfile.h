@@ -16,7 +16,10 @@ namespace DocumentFile {
 /** Bytes. */
 constexpr qint64 largest = qint64{16} * 1024 * 1024;
 
-/** Bytes that a document may take while it is parsed: `largest` of them, unless they are dense. */
+/**
+ * Bytes that a document may take while it is parsed. One of `largest` bytes takes less, unless
+ * nearly all of it are short arrays and objects.
+ */
 constexpr qint64 mostMemory = qint64{256} * 1024 * 1024;
 
 /**
