@@ -5,6 +5,7 @@
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
+#include <numeric>
 
 #include "fakehost.h"
 #include "fakehttpserver.h"
@@ -19,10 +20,10 @@ using Uri = RestServerRequestUri;
 /** Bytes whose order shows. */
 inline QByteArray Pattern(int size)
 {
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (int i = 0; i < size; ++i) {
-        bytes[i] = static_cast<char>(i % 251);
-    }
+    QByteArray block(251, Qt::Uninitialized);
+    std::iota(block.begin(), block.end(), char(0));
+    QByteArray bytes = block.repeated(size / block.size() + 1);
+    bytes.truncate(size);
     return bytes;
 }
 
