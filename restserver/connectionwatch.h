@@ -5,12 +5,13 @@
 #include <QVector>
 #include <chrono>
 #include <condition_variable>
-#include <deque>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <thread>
+#include <vector>
 
+#include "connectiontracks.h"
 #include "processsockets.h"
 
 /**
@@ -41,13 +42,7 @@ public:
     explicit ConnectionWatch(size_t httpThreads);
     ~ConnectionWatch();
 
-    /** What connections may hold while others wait for it. */
-    enum Memory
-    {
-        None,
-        OfBodies,
-        OfAnswers
-    };
+    using Memory = WatchedConnection::Memory;
 
     /** `isScarce` tells, on any thread, whether others wait for such memory. Before `Start`. */
     void SetScarcity(Memory memory, std::function<bool()> isScarce);
@@ -93,71 +88,24 @@ public:
     };
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = WatchedConnection::Clock;
     using Lock = std::unique_lock<std::mutex>;
 
-    enum Phase
-    {
-        ReadingHead,
-        Working,          // the server's own turn
-        WaitingForClient, // in the body, or in the answer
-        After             // the answer is out
-    };
-
-    struct Connection
-    {
-        QByteArray peer; // empty until the request came to its route
-        Phase phase = ReadingHead;
-        Memory memory = None;
-        Clock::time_point begun = Clock::now();
-        Clock::time_point since = begun; // of its phase
-    };
-
-    struct Reading
-    {
-        Clock::time_point time;
-        qint64 moved; // bytes, since the connection began
-    };
-
-    // What is known of a socket, by its identity.
-    struct Track
-    {
-        ProcessSocket socket;
-        Phase phase = ReadingHead;
-        Memory memory = None;
-        Clock::time_point since;      // of its phase
-        Clock::time_point waitsSince; // the first look from which on all saw it wait for its client
-        bool unread = false;          // bytes came that the server has yet to read
-        bool unsure = false;          // another has the same peer: no telling what this one does
-        std::deque<Reading> readings; // oldest first, of the last 10 s
-        qint64 MovedSince(Clock::time_point time) const;
-        bool WaitsForClient() const;
-        bool Holds(Memory what) const;
-    };
-
-    void SetPhase(Phase phase);
+    void SetPhase(WatchedConnection::Phase phase);
     void Run();
     void WaitUntilDue(Lock *lock);
     void Look();
-    void Follow(const QVector<ProcessSocket> &sockets, Clock::time_point now);
-    void Read(Track *track, Clock::time_point now);
-    void ReadConnection(Track *track);
-    Connection ConnectionOf(const Track &track);
-    void ShutDownSlowest(Clock::time_point now);
-    void ShutDownSlowestThatHolds(Memory memory, Clock::time_point now);
-    size_t ThreadsThatWait();
-    static bool HoldsUp(const Track &track, Clock::time_point now);
+    void Follow(const QVector<ProcessSocket> &sockets);
+    std::vector<WatchedConnection> Connections();
 
-    const size_t threads;
     QVector<ProcessSocket> listening;
     QVector<int> ports;
-    std::map<ino_t, Track> tracks; // watching thread
-    Clock::time_point lastLook;    // watching thread
+    ConnectionTracks tracks; // watching thread
     std::map<Memory, std::function<bool()>> scarcities;
 
     std::mutex mutex;
     std::condition_variable changed;
-    std::map<std::thread::id, Connection> connections; // guarded by mutex, by HTTP thread
+    std::map<std::thread::id, WatchedConnection> connections; // guarded by mutex, by HTTP thread
     bool idle = false;     // guarded by mutex: the watching thread waits for a first one
     bool stopping = false; // guarded by mutex
     bool ended = false;    // guarded by mutex

@@ -220,7 +220,7 @@ int PromptExchange::Send(std::unique_ptr<RestServerResponseObject> response)
     if (services.observation) {
         NoteAnswer(*response, &record);
     }
-    services.watch->Holds(ConnectionWatch::OfAnswers);
+    services.watch->Holds(WatchedConnection::OfAnswers);
     if (IsDownload(*response)) {
         SendDownload(std::move(response));
         return code;

@@ -44,9 +44,9 @@ PromptServing::PromptServing(IApplicationModel *host, const RestServerOptions &s
     services.handlers = std::make_shared<PromptHandlers>(services.host.get());
     services.memory = std::make_shared<BodyMemory>(httpThreads);
     services.answers = std::make_shared<AnswerMemory>();
-    watch.SetScarcity(ConnectionWatch::OfBodies,
+    watch.SetScarcity(WatchedConnection::OfBodies,
                       [memory = services.memory] { return memory->IsScarce(); });
-    watch.SetScarcity(ConnectionWatch::OfAnswers,
+    watch.SetScarcity(WatchedConnection::OfAnswers,
                       [answers = services.answers] { return !answers->HasRoom(); });
     if (options.observer != nullptr) {
         services.observation = std::make_shared<Observation>(options.observer, services.calls);

@@ -85,7 +85,7 @@ bool RequestBody::Grow()
         return false;
     }
     if (size > BodyMemory::alwaysGranted) {
-        watch->Holds(ConnectionWatch::OfBodies);
+        watch->Holds(WatchedConnection::OfBodies);
     }
     return true;
 }
