@@ -59,6 +59,13 @@ bool IsValidUtf8(const QByteArray &name)
     return QString::fromUtf8(bytes).toUtf8() == bytes;
 }
 
+// While it is written, or for a moment when it replaces another: no client has anything to do with
+// it, and one that deleted it would end the upload.
+bool IsUploadOnItsWay(const QByteArray &name)
+{
+    return name.startsWith(".parlowen-upload-");
+}
+
 bool NamesAFolder(const QByteArray &path)
 {
     return path.endsWith('/') || path.endsWith("/.") || path.endsWith("/..");
@@ -173,7 +180,8 @@ std::optional<QByteArrayList> UserFileDirectory::NamesBelow(const QString &clien
         return std::nullopt;
     }
     const QByteArrayList names = ResolvedNames(path);
-    if (names.size() <= rootNames.size() || names.mid(0, rootNames.size()) != rootNames) {
+    if (names.size() <= rootNames.size() || names.mid(0, rootNames.size()) != rootNames ||
+        IsUploadOnItsWay(names.last())) {
         return std::nullopt;
     }
     return names.mid(rootNames.size());
@@ -243,7 +251,7 @@ void UserFileDirectory::ListFolder(const QByteArray &folder, QByteArrayList *fol
         }
         if (S_ISDIR(status.st_mode)) {
             folders->append(prefix + name);
-        } else if (S_ISREG(status.st_mode)) {
+        } else if (S_ISREG(status.st_mode) && !IsUploadOnItsWay(name)) {
             files->append({PathOf(prefix + name), FileStatus::From(status)});
         }
     }

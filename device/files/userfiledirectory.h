@@ -40,7 +40,8 @@ struct OpenUserFile
  *
  * Names on disk are bytes and are taken as UTF-8, whatever the locale. A name that is not valid
  * UTF-8 can be written neither in JSON nor by a client: such a file, and all below such a folder,
- * is not listed and cannot be reached.
+ * is not listed and cannot be reached. Nor is a file whose name begins with ".parlowen-upload-": an
+ * upload that is on its way.
  *
  * The directory need not exist; it is looked up anew at each call and may itself be reached through
  * symbolic links. Nothing stays open between calls. One thread at a time.

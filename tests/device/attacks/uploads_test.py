@@ -13,6 +13,8 @@ The attacks, each seen to succeed on the interface as it was:
 - a file that was replaced while it was downloaded reached its client with bytes of both, one that was
   deleted was cut short, and both downloads ended properly;
 - an upload named ".parlowen-upload-passing" was told stored, and removed by the next one;
+- a client that deleted that name again and again ended every hundredth upload of others, and lists held
+  it now and then;
 - "fileSize" 0 filled the disk, reserve included, and was answered with success;
 - with 9 MiB free, no file could be confirmed any more when the list of 10 MB was to be written anew;
 - 300,000 files without content made a list of 482 MB, which took 1 GB of memory.
@@ -268,6 +270,33 @@ class HiddenNames(Attack):
         self.assertEqual(self.upload(self.device.path("file"), b"first"), {})
         self.assertEqual(self.upload(self.device.path("file"), b"second"), {})
         self.assertEqual(self.ask("GET", UPLOAD + self.device.path("file"))[1], b"second")
+
+
+    def test_of_uploads_on_their_way_are_no_user_files(self):
+        name = self.device.path(".parlowen-upload-passing")
+        with open(name, "wb") as file:
+            file.write(b"on its way")
+        for path in (UPLOAD, "/api/syncfiles/v1/pendingfiles/all"):
+            self.assertNotIn(b"passing", self.ask("GET", path)[1])
+        for method, path in (("GET", UPLOAD), ("DELETE", UPLOAD), ("GET", "/api/filemgr/v2/metadata"),
+                             ("GET", "/api/syncfiles/v1/metadata"),
+                             ("GET", "/api/syncfiles/v1/userfiles"),
+                             ("PUT", "/api/syncfiles/v1/userfiles")):
+            self.assertIn("errorMessage", self.ask_json(method, path + name), (method, path))
+        self.assertTrue(os.path.exists(name))
+
+    def test_cannot_be_deleted_while_an_upload_goes_by_one(self):
+        ended = threading.Event()
+
+        def delete():
+            while not ended.is_set():
+                self.ask("DELETE", UPLOAD + self.device.path(".parlowen-upload-passing"))
+        deleting = threading.Thread(target=delete)
+        deleting.start()
+        answers = [self.upload(self.device.path("file")) for _ in range(300)]
+        ended.set()
+        deleting.join()
+        self.assertEqual(answers, [{}] * 300)
 
 
 class NoRegularFiles(Attack):

@@ -130,6 +130,22 @@ TEST_F(UserFileDirectoryTest, ANameThatBeginsWithAByteOrderMarkIsListedAndServed
     EXPECT_EQ(Read(ClientPath(mark + "folder/" + mark + "b")), "second");
 }
 
+TEST_F(UserFileDirectoryTest, AnUploadOnItsWayIsNeitherListedNorServedNorRemoved)
+{
+    MakeFolder("folder");
+    for (const char *name : {".parlowen-upload-passing", "folder/.parlowen-upload-7-1"}) {
+        Write(name, "content");
+        EXPECT_FALSE(directory.Find(ClientPath(name))) << name;
+        EXPECT_EQ(Read(ClientPath(name)), "not served") << name;
+        QString error;
+        EXPECT_FALSE(directory.Remove(ClientPath(name), &error)) << name;
+        EXPECT_TRUE(Exists(name)) << name;
+    }
+    Write(".parlowen-uploads", "content");
+    EXPECT_EQ(Listed(), QStringList(Path("/.parlowen-uploads")));
+    EXPECT_EQ(directory.Count(10), 3);
+}
+
 TEST_F(UserFileDirectoryTest, AByteThatIsNoUtf8IsTakenAsItsCharacter)
 {
     Write("\xC3\xBF.txt", "content");
