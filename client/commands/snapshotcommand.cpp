@@ -45,12 +45,13 @@ void SetTime(const QString &path, const QString &time)
     }
 }
 
-// Most ids are names that anybody can read; any other one has a number for a name.
+// Most ids are names that anybody can read; any other one has a number for a name, with a mark that
+// keeps it apart from an id of digits.
 QString FileNameFor(const QString &id, int number)
 {
     static const QRegularExpression plain("^[A-Za-z0-9_-][A-Za-z0-9._-]{0,99}$");
     return plain.match(id).hasMatch() ? id + ".json"
-                                      : QString("%1.json").arg(number, 6, 10, QChar('0'));
+                                      : QString("%%1.json").arg(number, 6, 10, QChar('0'));
 }
 
 } // namespace

@@ -108,6 +108,15 @@ class Snapshot(ClientTest):
         except ValueError:
             return answer
 
+    def test_ids_of_digits_take_the_place_of_no_other_work_order(self):
+        ids = ["%06d" % number for number in range(1, 20)] + ["Ü", "a b", "é", "e\u0301", "x:y"]
+        self.here("orders.json", json.dumps([{"workOrderId": each} for each in ids]).encode())
+        self.expect(DONE, "workorders", "put", "orders.json")
+        self.take()
+        kept = {json.loads(path.read_bytes())["workOrderId"]
+                for path in (self.local / "kept/workorders").iterdir()}
+        self.assertEqual(kept, set(self.expect(DONE, "workorders", "list", "--json").json()["workOrderIds"]))
+
     def test_folder_that_is_there_stays(self):
         (self.local / "kept").mkdir()
         self.assertIn("is there already", self.take(LOCAL_FAILURE).err)
