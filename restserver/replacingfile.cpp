@@ -167,6 +167,10 @@ bool ReplacingFile::CheckOldFile()
     }
     const int old =
         ::open(target.constData(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_LARGEFILE | O_CLOEXEC);
+    if (old < 0 && errno == ENOENT) { // deleted in between
+        replaces = false;
+        return true;
+    }
     if (old < 0) {
         Fail("the file");
         return false;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
+#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
@@ -14,8 +15,9 @@
 #include <unistd.h>
 
 namespace {
-bool namelessFiles = true; // as the file system of a test has them or not
-}
+bool namelessFiles = true;       // as the file system of a test has them or not
+const char *vanishing = nullptr; // a file that somebody deletes just before it is opened
+} // namespace
 
 // The linker has every call of `open` in this program, by the name in OPEN, come to the second one.
 #define JOIN(a, b) a##b
@@ -27,6 +29,9 @@ int NAMED(__wrap_, OPEN)(const char *path, int flags, ...)  // NOLINT
     if ((flags & O_TMPFILE) == O_TMPFILE && !namelessFiles) {
         errno = EOPNOTSUPP;
         return -1;
+    }
+    if (vanishing != nullptr && std::strcmp(path, vanishing) == 0) {
+        unlink(vanishing);
     }
     va_list arguments;
     va_start(arguments, flags);
@@ -169,6 +174,19 @@ TEST_P(ReplacingFileTest, AFileThatCameMeanwhileIsReplaced)
     EXPECT_TRUE(file->Commit());
     EXPECT_EQ(Content("file"), "new");
     EXPECT_EQ(Names(), QStringList{"file"});
+}
+
+TEST_P(ReplacingFileTest, AFileThatGoesWhileItIsLookedAtIsStoredAsANewOne)
+{
+    Make("file");
+    const std::unique_ptr<ReplacingFile> file = NewFile("file");
+    const QByteArray path = QFile::encodeName(Path("file"));
+    vanishing = path.constData();
+    EXPECT_TRUE(file->Open());
+    vanishing = nullptr;
+    Append(file.get(), {"new"});
+    EXPECT_TRUE(file->Commit()) << qPrintable(file->Failure());
+    EXPECT_EQ(Content("file"), "new");
 }
 
 TEST_P(ReplacingFileTest, AFolderThatCameMeanwhileIsNot)
