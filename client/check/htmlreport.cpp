@@ -2,12 +2,18 @@
 #include <algorithm>
 
 #include "checkreport.h"
+#include "printabletext.h"
 
 namespace {
 
-QString InHtml(const QString &text)
+// What a device sent must not change how the rest of the page is read.
+QString InHtml(QString text)
 {
-    return text.toHtmlEscaped();
+    QStringList lines = text.replace("\r\n", "\n").split('\n');
+    for (QString &line : lines) {
+        line = Escaped(line);
+    }
+    return lines.join('\n').toHtmlEscaped();
 }
 
 QString Style()

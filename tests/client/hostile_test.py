@@ -14,6 +14,7 @@ import sys
 import tempfile
 import threading
 import unittest
+import xml.etree.ElementTree
 
 from clienttest import (CLIENT, DEVICE_REFUSED, DONE, LOCAL_FAILURE, TRANSFER_CORRUPT, USAGE,
                         Result)
@@ -291,6 +292,18 @@ class Hostile(unittest.TestCase):
                     result = self.run_client(*command)
                     self.assertNotRegex(result.out + result.err,
                                         "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e]")
+
+    def test_texts_of_the_device_do_not_steer_the_protocol_of_a_check(self):
+        evil = "<script>\x1b[2J\0\u202e\x9b\u2028]]>&\""
+        self.device.answers["/info"] = head() + json.dumps(
+            {"apiSupport": [{"name": evil}], "infoVersion": evil, evil: evil,
+             "assetInfo": {"model": evil, "serialNumber": evil}}, ensure_ascii=False).encode()
+        self.run_client("check", "--only", "asset.*", "--report", "page", "--junit", "results")
+        page = (self.local / "page").read_text()
+        self.assertIn("\\u202e", page)
+        self.assertNotRegex(page, "<script|[\0-\x09\x0b-\x1f\x7f-\x9f\u2028\u202e]")
+        results = xml.etree.ElementTree.parse(self.local / "results").getroot()
+        self.assertGreater(len(list(results.iter("failure"))), 0)
 
     def test_page_on_a_terminal_is_escaped(self):
         self.device.answers["/page"] = head() + b"<p>\x1b[2J</p>"
