@@ -13,6 +13,7 @@
 #include "outputline.h"
 #include "samplecontent.h"
 #include "scenarioplayer.h"
+#include "terminationsignals.h"
 
 namespace {
 
@@ -169,6 +170,9 @@ bool DeviceApplication::OpenFolder(QString *error)
         DeviceModels::Setup{options.dataFolder, options.mode, options.storageAvailable,
                             options.workOrderLimit, options.userFileLimit},
         fileSystem, errorReporter, viewOutput);
+    if (TerminationSignals::IsPending()) {
+        return false;
+    }
     faultyModels = std::make_unique<FaultyModels>(*models, faults, errorReporter);
     activity = std::make_unique<Activity>(*models, fileSystem, errorReporter, options.seed);
     if (options.activity) {

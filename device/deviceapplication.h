@@ -51,7 +51,7 @@ public:
      * The port comes first: as long as another simulator has it, the folder may be in use too. On
      * failure nothing is served, and `*error` is one line that names the port or the path and tells
      * a port that is taken from threads that are missing. A folder that another process serves from
-     * is a failure, too.
+     * is a failure, too. `*error` stays empty when a signal came that ends the program.
      */
     bool Start(QString *error);
 

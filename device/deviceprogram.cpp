@@ -106,6 +106,9 @@ int DeviceProgram::Serve(DeviceApplication &device, const Run &run, const QStrin
     const TerminationSignals termination([] { QCoreApplication::quit(); });
     QString error;
     if (!device.Start(&error)) {
+        if (error.isEmpty()) {
+            return 0;
+        }
         Fail(error);
         return exitFailure;
     }

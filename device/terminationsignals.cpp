@@ -33,6 +33,10 @@ TerminationSignals::TerminationSignals(std::function<void()> onSignal)
 
 TerminationSignals::~TerminationSignals()
 {
+    // One that came too late for the event loop has nothing left to end.
+    signalfd_siginfo pending = {};
+    while (read(descriptor, &pending, sizeof pending) > 0) {
+    }
     Release();
     notifier.reset();
     close(descriptor);

@@ -23,7 +23,7 @@ public:
     /** True while one was sent that the event loop has not come to yet. */
     static bool IsPending();
 
-    /** Gives the signals back their former treatment. */
+    /** Drops one that is pending, and gives the signals back their former treatment. */
     ~TerminationSignals();
 
 private:

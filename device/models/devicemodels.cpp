@@ -22,6 +22,6 @@ ViewCommand &DeviceModels::CommandWithId(int id)
 
 WorkOrderStore &DeviceModels::Loaded(WorkOrderStore &store)
 {
-    store.Load();
+    store.Load([] { return !TerminationSignals::IsPending(); });
     return store;
 }

@@ -32,7 +32,8 @@ public:
         int userFileLimit = StorageModel::defaultFileLimit;
     };
 
-    /** Reads what the device has stored. Keeps the references; lines of the view go to `view`. */
+    /** Reads what the device has stored, until the program is to end. Keeps the references; lines
+     * of the view go to `view`. */
     DeviceModels(const Setup &setup, FileSystem &fileSystem, IErrorReporter &errors,
                  std::FILE *view);
 

@@ -41,7 +41,7 @@ WorkOrderStore::WorkOrderStore(FileSystem &files, const QString &workOrderFolder
     , journal(files, workOrderFolder, stateFolder, QStringLiteral("workorders"), errors)
 {}
 
-void WorkOrderStore::Load()
+void WorkOrderStore::Load(const std::function<bool()> &goesOn)
 {
     QString error;
     if (!journal.Discard(&error)) {
@@ -56,8 +56,8 @@ void WorkOrderStore::Load()
     const QStringList pending = journal.PendingFiles();
     QStringList files = pending + DocumentsIn(folder);
     files.removeDuplicates(); // a file that is still to be replaced counts with its new content
-    for (const QString &file : qAsConst(files)) {
-        AddFile(file);
+    for (auto file = files.cbegin(); file != files.cend() && goesOn(); ++file) {
+        AddFile(*file);
     }
 }
 

@@ -55,9 +55,10 @@ public:
 
     /**
      * Finishes or throws away a batch that was cut short, then reads every file. What is skipped is
-     * reported once, and again when it was gone in between.
+     * reported once, and again when it was gone in between. `goesOn` is asked before each file;
+     * once it is false the rest is not read, and the store is of no use.
      */
-    void Load();
+    void Load(const std::function<bool()> &goesOn = [] { return true; });
 
     /**
      * Loads when somebody else has added, removed or renamed a file since; true if so. Changes

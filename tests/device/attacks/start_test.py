@@ -7,11 +7,14 @@ They do not reach it any more (see uploads_test.py); here the files are put ther
 - a file where the journal of the work orders writes its folder made every later batch fail;
 - a file "state/faults" with "slow-call=4000000000" answered every request with 500 and held up the
   end of the program;
-- a FIFO as a state file held up the start.
+- a FIFO as a state file held up the start;
+- many megabytes of work orders, read at the start, held up the end of the program for seconds.
 
 usage: start_test.py SIMULATOR
 """
 import os
+import socket
+import threading
 import time
 import unittest
 
@@ -75,6 +78,26 @@ class Placed(SimulatorTest):
             os.mkfifo(self.place(name))
         self.check_it_starts_serves_and_ends()
         self.assertIn("technician.json", self.device.errors())
+
+    def test_many_work_orders_do_not_hold_up_the_end_while_they_are_read(self):
+        keys = ",".join(f'"\\n{key:06x}":0' for key in range(350_000))
+        for number in range(20):
+            self.place_text(f"workorders/{number:02}.json",
+                            f'{{"workOrderId":"{number}","x":{{{keys}}}}}')
+        self.device.ready_line = ""
+        starts = threading.Thread(target=self.device.start)
+        starts.start()
+        while not self.listens():  # which it does before it reads
+            time.sleep(0.01)
+        self.device.process.terminate()
+        starts.join()
+        self.assertEqual(self.device.process.wait(60), 0)
+        self.assertEqual(self.device.ready_line, "")
+
+    def listens(self):
+        with socket.socket() as client:
+            return client.connect_ex(("127.0.0.1", self.device.port)) == 0
+
 
 
 if __name__ == "__main__":

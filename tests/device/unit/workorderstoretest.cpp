@@ -205,6 +205,15 @@ TEST_F(WorkOrderStoreTest, WhatIsSkippedIsReportedOnce)
     EXPECT_EQ(open.errors.messages.size(), 1);
 }
 
+TEST_F(WorkOrderStoreTest, AProgramThatIsToEndReadsNoMore)
+{
+    OpenStore open(folder);
+    ASSERT_TRUE(open.store.UpdateWorkOrders(Batch(1, 5, 1)));
+    int files = 0;
+    open.store.Load([&files] { return ++files <= 3; });
+    EXPECT_EQ(open.store.Entries().size(), 3u);
+}
+
 TEST_F(WorkOrderStoreTest, WhatStandsWhereABatchIsWrittenIsKeptAsideAndReported)
 {
     for (const char *name : {"state/workorders.staged", "state/workorders.committed"}) {
