@@ -9,35 +9,24 @@
 
 namespace {
 
-// How long the manager waits for a sign of this process; 0 when it does not.
-std::chrono::microseconds ManagersPatience()
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+
+constexpr const char *sign = "WATCHDOG=1";
+
+// Half of the time for which the manager waits for a sign of this process; 0 when it does not.
+milliseconds TimeBetweenSigns()
 {
     const QByteArray process = qgetenv("WATCHDOG_PID");
     const bool isMeant = process.isEmpty() || process.toLongLong() == getpid();
-    return std::chrono::microseconds(isMeant ? qgetenv("WATCHDOG_USEC").toLongLong() : 0);
-}
-
-} // namespace
-
-ServiceWatchdog::ServiceWatchdog()
-    : manager(qgetenv("NOTIFY_SOCKET"))
-{
-    Tell("READY=1");
-    const auto half = std::chrono::duration_cast<std::chrono::milliseconds>(ManagersPatience() / 2);
-    if (half.count() > 0) {
-        QObject::connect(&timer, &QTimer::timeout, &timer, [this] { Tell("WATCHDOG=1"); });
-        timer.start(half);
-    }
-}
-
-ServiceWatchdog::~ServiceWatchdog()
-{
-    Tell("STOPPING=1");
+    const microseconds patience(isMeant ? qgetenv("WATCHDOG_USEC").toLongLong() : 0);
+    return std::chrono::duration_cast<milliseconds>(patience / 2);
 }
 
 // A name that begins with "@" stands for one that is in no folder and begins with NUL.
-void ServiceWatchdog::Tell(const QByteArray &state) const
+void Tell(const QByteArray &state)
 {
+    const QByteArray manager = qgetenv("NOTIFY_SOCKET");
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     const auto length = static_cast<size_t>(manager.size());
@@ -54,5 +43,33 @@ void ServiceWatchdog::Tell(const QByteArray &state) const
            static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));
     if (messages >= 0) {
         close(messages);
+    }
+}
+
+} // namespace
+
+ServiceWatchdog::ServiceWatchdog()
+{
+    Tell("READY=1");
+    const milliseconds interval = TimeBetweenSigns();
+    if (interval.count() > 0) {
+        QObject::connect(&timer, &QTimer::timeout, &timer, [] { Tell(sign); });
+        timer.start(interval);
+    }
+}
+
+ServiceWatchdog::~ServiceWatchdog()
+{
+    Tell("STOPPING=1");
+}
+
+void ServiceWatchdog::TellProgress()
+{
+    const auto now = std::chrono::steady_clock::now();
+    static auto last = now; // used by the thread that serves
+    const milliseconds interval = TimeBetweenSigns();
+    if (interval.count() > 0 && now - last >= interval) {
+        last = now;
+        Tell(sign);
     }
 }

@@ -28,10 +28,14 @@ public:
     /** Tells the manager that the service ends. */
     ~ServiceWatchdog();
 
-private:
-    void Tell(const QByteArray &state) const;
+    /**
+     * Tells the manager, twice in its time-out at most, that the thread makes progress though its
+     * loop does not turn. For work that may take longer than the manager waits, such as to read a
+     * file of many gigabytes: call it before each step. By the thread that serves.
+     */
+    static void TellProgress();
 
-    QByteArray manager; // the name of its socket; empty for none
+private:
     QTimer timer;
 };
 

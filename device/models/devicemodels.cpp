@@ -1,5 +1,8 @@
 #include "devicemodels.h"
 
+#include "servicewatchdog.h"
+#include "terminationsignals.h"
+
 DeviceModels::DeviceModels(const Setup &setup, FileSystem &fileSystem, IErrorReporter &errors,
                            std::FILE *view)
     : folder(setup.folder)
@@ -20,8 +23,14 @@ ViewCommand &DeviceModels::CommandWithId(int id)
     return commands.try_emplace(id, id, viewOutput).first->second;
 }
 
+bool DeviceModels::GoesOn()
+{
+    ServiceWatchdog::TellProgress();
+    return !TerminationSignals::IsPending();
+}
+
 WorkOrderStore &DeviceModels::Loaded(WorkOrderStore &store)
 {
-    store.Load([] { return !TerminationSignals::IsPending(); });
+    store.Load(GoesOn);
     return store;
 }

@@ -12,7 +12,6 @@
 #include "jobmodel.h"
 #include "storagemodel.h"
 #include "syncfilesmodel.h"
-#include "terminationsignals.h"
 #include "userfiledirectory.h"
 #include "viewmodels.h"
 #include "workorderstore.h"
@@ -39,8 +38,7 @@ public:
 
     DeviceFolder folder;
     UserFileDirectory userFiles;
-    FileDigestCache digests{FileDigestCache::usual,
-                            [] { return !TerminationSignals::IsPending(); }};
+    FileDigestCache digests{FileDigestCache::usual, GoesOn};
     StorageModel storage;
     ModeModel mode;
     JobPanelModel jobPanel;
@@ -54,6 +52,7 @@ public:
     ViewCommand &CommandWithId(int id);
 
 private:
+    static bool GoesOn(); // asked at each step of long work
     static WorkOrderStore &Loaded(WorkOrderStore &store);
 
     std::FILE *viewOutput;

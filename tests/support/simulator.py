@@ -79,6 +79,11 @@ class Simulator:
     def running(self):
         return self.process.poll() is None
 
+    def open_files(self):
+        """The paths of what it has open."""
+        folder = f"/proc/{self.process.pid}/fd"
+        return [os.path.realpath(os.path.join(folder, name)) for name in os.listdir(folder)]
+
     def errors(self):
         with open(self.error_file, encoding="utf-8", errors="replace") as file:
             return file.read()

@@ -266,13 +266,9 @@ class End(SimulatorTest):
         request = f"PUT {path} HTTP/1.1\r\nHost: a\r\nContent-Length: 0\r\n\r\n"
         with connect(self.device.port) as client:
             client.send(request.encode())
-            while self.device.path("large") not in self.open_files():
+            while self.device.path("large") not in self.device.open_files():
                 time.sleep(0.01)
             self.check_end(within=3)
-
-    def open_files(self):
-        folder = f"/proc/{self.device.process.pid}/fd"
-        return [os.path.realpath(os.path.join(folder, name)) for name in os.listdir(folder)]
 
     def test_while_many_drip(self):
         self.serve()

@@ -8,6 +8,7 @@ import os
 import socket
 import sys
 import threading
+import time
 import unittest
 
 UNIT = sys.argv.pop(2)
@@ -64,6 +65,19 @@ class Told(SimulatorTest):
         with self.assertRaises(socket.timeout):
             for _ in range(20):
                 self.next_word()
+
+    def test_that_it_is_at_work_while_it_forms_the_digest_of_a_large_file(self):
+        self.serve_watched()
+        path = self.device.path("large")
+        with open(path, "wb") as file:
+            file.truncate(10 ** 12)  # takes minutes
+        request = f"PUT /api/syncfiles/v1/userfiles{path} HTTP/1.1\r\nContent-Length: 0\r\n\r\n"
+        with socket.create_connection(("127.0.0.1", self.device.port)) as client:
+            client.sendall(request.encode())
+            while path not in self.device.open_files():
+                time.sleep(0.01)
+            self.assertEqual([self.next_word() for _ in range(5)][1:], ["WATCHDOG=1"] * 4)
+            self.assertIn(path, self.device.open_files())
 
     def test_nothing_of_a_watch_that_is_meant_for_another_process(self):
         self.serve(f"{self.folder}/manager", WATCHDOG_USEC="100000", WATCHDOG_PID="1")
