@@ -176,12 +176,16 @@ int PromptExchange::AnswerByHandlers(RequestBody *body)
     body->Release();
     body->DropRest();
     record.received = body->Received();
+    const auto turn = std::make_shared<AnswerMemory::Turn>(services.answers);
     ModelCalls::Condition mayBegin;
     if (MayHaveLargeAnswer()) {
-        mayBegin = [answers = services.answers] { return answers->HasRoom(); };
+        mayBegin = [turn] { return turn->HasCome(); };
     }
     const ModelCalls::Outcome outcome = services.calls->Wait(services.calls->Post(
-        [question, handlers = services.handlers, host = services.host] {
+        [question, turn, handlers = services.handlers, host = services.host] {
+            if (turn->IsRefused()) {
+                return;
+            }
             host->Reporter().TakeNotes(); // of uploads, which keep their own
             question->response.reset(handlers->Answer(question->request.get()));
             question->answer.Hold(MemoryOf(*question->response));
@@ -192,6 +196,9 @@ int PromptExchange::AnswerByHandlers(RequestBody *body)
         std::move(mayBegin)));
     if (outcome != ModelCalls::Done) {
         return SendFailure(outcome);
+    }
+    if (!question->response) {
+        return SendTimeout();
     }
     record.reports = question->reports;
     return Send(std::move(question->response));

@@ -3,6 +3,7 @@
 #include <deque>
 #include <future>
 #include <gtest/gtest.h>
+#include <list>
 #include <thread>
 
 #include "answermemory.h"
@@ -107,6 +108,52 @@ TEST_F(BodyMemoryTest, NothingIsGrantedAfterStop)
 {
     memory->Stop();
     EXPECT_FALSE(shares.emplace_back(memory).GrowTo(whole));
+}
+
+TEST(AnswerMemoryTest, WhoFindsRoomNeedNotWait)
+{
+    AnswerMemory::Turn turn(std::make_shared<AnswerMemory>());
+    EXPECT_TRUE(turn.HasCome());
+    EXPECT_FALSE(turn.IsRefused());
+}
+
+TEST(AnswerMemoryTest, SoManyWaitForRoomAndOthersAreRefused)
+{
+    const auto memory = std::make_shared<AnswerMemory>();
+    auto all = std::make_unique<AnswerMemory::Share>(memory);
+    all->Hold(AnswerMemory::room);
+    std::list<AnswerMemory::Turn> turns;
+    for (int i = 0; i < AnswerMemory::mostWaiting; ++i) {
+        EXPECT_FALSE(turns.emplace_back(memory).HasCome());
+        EXPECT_FALSE(turns.back().HasCome()) << "asked again";
+    }
+    for (int i = 0; i < 2; ++i) {
+        AnswerMemory::Turn refused(memory);
+        EXPECT_TRUE(refused.HasCome());
+        EXPECT_TRUE(refused.IsRefused());
+    }
+    turns.pop_back(); // its client went away
+    EXPECT_FALSE(turns.emplace_back(memory).HasCome());
+    all.reset();
+    EXPECT_TRUE(turns.front().HasCome());
+    EXPECT_FALSE(turns.front().IsRefused());
+}
+
+TEST(AnswerMemoryTest, WhoseTurnHasComeWaitsNoMore)
+{
+    const auto memory = std::make_shared<AnswerMemory>();
+    std::list<AnswerMemory::Turn> begun;
+    for (int round = 0; round < 2; ++round) {
+        auto all = std::make_unique<AnswerMemory::Share>(memory);
+        all->Hold(AnswerMemory::room);
+        for (int i = 0; i < AnswerMemory::mostWaiting; ++i) {
+            EXPECT_FALSE(begun.emplace_back(memory).HasCome());
+        }
+        all.reset();
+        for (AnswerMemory::Turn &turn : begun) {
+            EXPECT_TRUE(turn.HasCome());
+        }
+    }
 }
 
 TEST(AnswerMemoryTest, HasNoRoomWhileAnswersHoldIt)
