@@ -292,6 +292,7 @@ class HiddenNames(Attack):
             while not ended.is_set():
                 self.ask("DELETE", UPLOAD + self.device.path(".parlowen-upload-passing"))
         deleting = threading.Thread(target=delete)
+        self.addCleanup(ended.set)
         deleting.start()
         answers = [self.upload(self.device.path("file")) for _ in range(300)]
         ended.set()
