@@ -112,9 +112,12 @@ bool WorkOrderStore::UpdateWorkOrders(QJsonArray workOrders)
 {
     Documents documents;
     QString error;
-    const bool stored = Collect(workOrders, &documents, &error) && FitsLimit(documents, &error) &&
-                        CanBeReadAgain(documents, &error) &&
-                        (documents.empty() || StoreBatch(documents, &error));
+    bool stored = Collect(workOrders, &documents, &error);
+    if (stored && !documents.empty()) {
+        LoadIfChanged();
+        stored = FitsLimit(documents, &error) && CanBeReadAgain(documents, &error) &&
+                 StoreBatch(documents, &error);
+    }
     if (!error.isEmpty()) {
         errorReporter.ReportError(error, source, __LINE__);
     }
@@ -175,7 +178,6 @@ bool WorkOrderStore::CanBeReadAgain(const Documents &documents, QString *error)
 bool WorkOrderStore::StoreBatch(const Documents &documents, QString *error)
 {
     BatchJournal::Batch batch;
-    LoadIfChanged();
     if (!journal.Apply(error) || !NameFiles(documents, &batch, error) || !FitsBytes(batch, error) ||
         !LeavesReserve(batch, error) || !journal.Stage(batch, error) || !journal.Commit(error)) {
         return false;

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QJsonDocument>
 #include <QThread>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -283,6 +284,21 @@ TEST_F(WorkOrderStoreTest, ABatchBeyondTheLimitIsRefusedWholeWithTheReason)
     EXPECT_EQ(IdsOf(store), QStringList({"WO-0001", "WO-0002"}));
     EXPECT_TRUE(store.UpdateWorkOrders(Batch(1, 3, 2)));
     EXPECT_TRUE(store.UpdateWorkOrders(Batch(1, 3, 3))) << "what is replaced adds nothing";
+}
+
+TEST_F(WorkOrderStoreTest, WhatWasRemovedByHandDoesNotCountForTheLimit)
+{
+    folder.Place("a.json", Document("A", 1));
+    folder.Place("b.json", Document("B", 1));
+    const timespec longAgo[2] = {{1000, 0}, {1000, 0}}; // the clock of files is coarse
+    ASSERT_EQ(utimensat(AT_FDCWD, qPrintable(folder.WorkOrders()), longAgo, 0), 0);
+    RecordingErrorReporter errors;
+    FileSystem fileSystem;
+    WorkOrderStore store(fileSystem, folder.WorkOrders(), folder.State(), errors, 2);
+    store.Load();
+    ASSERT_TRUE(QFile::remove(folder.WorkOrders() + "/a.json"));
+    EXPECT_TRUE(store.UpdateWorkOrders({WorkOrder("C", 1)}));
+    EXPECT_EQ(IdsOf(store), QStringList({"B", "C"}));
 }
 
 class ByteLimitTest : public WorkOrderStoreTest
