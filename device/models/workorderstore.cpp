@@ -3,9 +3,11 @@
 #include <QDir>
 #include <QFileInfo>
 #include <algorithm>
+#include <functional>
 #include <numeric>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "clienttext.h"
 #include "documentfile.h"
@@ -29,6 +31,43 @@ QDateTime FolderTime(const QString &folder)
 }
 
 } // namespace
+
+// What a batch adds to the files it replaces. It is written out for that, once, when first asked.
+class WorkOrderStore::Growth
+{
+public:
+    Growth(const BatchJournal &journalOfBatch, const BatchJournal::Batch &grownBatch)
+        : journal(journalOfBatch)
+        , batch(grownBatch)
+    {}
+
+    qint64 Files() const { return static_cast<qint64>(batch.size()); }
+
+    qint64 Bytes(const std::function<qint64(qint64 size)> &taken)
+    {
+        if (changes.empty()) {
+            Measure();
+        }
+        qint64 bytes = 0;
+        for (const auto &[replaced, written] : changes) {
+            bytes += taken(written) - taken(replaced);
+        }
+        return bytes;
+    }
+
+private:
+    void Measure()
+    {
+        for (const auto &[fileName, document] : batch) {
+            changes.emplace_back(QFileInfo(journal.PathOf(fileName)).size(),
+                                 DocumentFile::Written(document).size());
+        }
+    }
+
+    const BatchJournal &journal;
+    const BatchJournal::Batch &batch;
+    std::vector<std::pair<qint64, qint64>> changes; ///< bytes before and after, of each file
+};
 
 WorkOrderStore::WorkOrderStore(FileSystem &files, const QString &workOrderFolder,
                                const QString &stateFolder, IErrorReporter &errors, int limit,
@@ -178,8 +217,10 @@ bool WorkOrderStore::CanBeReadAgain(const Documents &documents, QString *error)
 bool WorkOrderStore::StoreBatch(const Documents &documents, QString *error)
 {
     BatchJournal::Batch batch;
-    if (!journal.Apply(error) || !NameFiles(documents, &batch, error) || !FitsBytes(batch, error) ||
-        !LeavesReserve(batch, error) || !journal.Stage(batch, error) || !journal.Commit(error)) {
+    Growth growth(journal, batch);
+    if (!journal.Apply(error) || !NameFiles(documents, &batch, error) ||
+        !FitsBytes(&growth, error) || !LeavesReserve(&growth, error) ||
+        !journal.Stage(batch, error) || !journal.Commit(error)) {
         return false;
     }
     Remember(documents);
@@ -203,21 +244,21 @@ bool WorkOrderStore::NameFiles(const Documents &documents, BatchJournal::Batch *
     return true;
 }
 
-bool WorkOrderStore::FitsBytes(const BatchJournal::Batch &batch, QString *error) const
+bool WorkOrderStore::FitsBytes(Growth *growth, QString *error) const
 {
     const qint64 stored = StoredBytes();
     // Where any batch fits, nothing is written for the sake of its size.
     if (stored + largestBatch <= byteLimit) {
         return true;
     }
-    const qint64 growth = Growth(batch, [](qint64 size) { return size; });
-    if (growth <= 0 || stored + growth <= byteLimit) {
+    const qint64 bytes = growth->Bytes([](qint64 size) { return size; });
+    if (bytes <= 0 || stored + bytes <= byteLimit) {
         return true;
     }
     *error = QStringLiteral("stored nothing: with %1 bytes more beside the %2 stored ones the work "
                             "orders would have more than the %3 allowed; send smaller ones, or "
                             "remove files from %4")
-                 .arg(growth)
+                 .arg(bytes)
                  .arg(stored)
                  .arg(byteLimit)
                  .arg(folder);
@@ -230,36 +271,25 @@ qint64 WorkOrderStore::StoredBytes() const
                            [](qint64 sum, const auto &each) { return sum + each.second.size; });
 }
 
-bool WorkOrderStore::LeavesReserve(const BatchJournal::Batch &batch, QString *error) const
+bool WorkOrderStore::LeavesReserve(Growth *growth, QString *error) const
 {
     const std::optional<DiskSpace> space = DiskSpace::Of(fileSystem, folder, error);
     if (!space) {
         return false;
     }
-    const qint64 most = largestBatch + static_cast<qint64>(batch.size()) * space->Taken(1);
+    const qint64 most = largestBatch + growth->Files() * space->Taken(1);
     if (most <= space->BesideReserve()) {
         return true;
     }
-    const qint64 growth = Growth(batch, [&](qint64 size) { return space->Taken(size); });
-    if (growth <= 0 || growth <= space->BesideReserve()) {
+    const qint64 bytes = growth->Bytes([&](qint64 size) { return space->Taken(size); });
+    if (bytes <= 0 || bytes <= space->BesideReserve()) {
         return true;
     }
     *error = QStringLiteral("stored nothing: with %1 bytes more in %2 its disk would have less "
                             "than 16 MiB free; delete user files, or send smaller work orders")
-                 .arg(growth)
+                 .arg(bytes)
                  .arg(folder);
     return false;
-}
-
-qint64 WorkOrderStore::Growth(const BatchJournal::Batch &batch,
-                              const std::function<qint64(qint64 size)> &taken) const
-{
-    qint64 growth = 0;
-    for (const auto &[fileName, document] : batch) {
-        const qint64 replaced = QFileInfo(journal.PathOf(fileName)).size();
-        growth += taken(DocumentFile::Written(document).size()) - taken(replaced);
-    }
-    return growth;
 }
 
 void WorkOrderStore::Remember(const Documents &documents)

@@ -3,7 +3,6 @@
 
 #include <QDateTime>
 #include <QSet>
-#include <functional>
 #include <map>
 
 #include "batchjournal.h"
@@ -93,6 +92,7 @@ public:
     const Index &Entries() const { return index; }
 
 private:
+    class Growth;
     using Documents = std::map<QString, QJsonObject>;
 
     void AddFile(const QString &fileName);
@@ -103,11 +103,9 @@ private:
     bool FitsLimit(const Documents &documents, QString *error) const;
     static bool CanBeReadAgain(const Documents &documents, QString *error);
     bool StoreBatch(const Documents &documents, QString *error);
-    bool FitsBytes(const BatchJournal::Batch &batch, QString *error) const;
-    bool LeavesReserve(const BatchJournal::Batch &batch, QString *error) const;
+    bool FitsBytes(Growth *growth, QString *error) const;
+    bool LeavesReserve(Growth *growth, QString *error) const;
     qint64 StoredBytes() const;
-    qint64 Growth(const BatchJournal::Batch &batch,
-                  const std::function<qint64(qint64 size)> &taken) const;
     void Remember(const Documents &documents);
     QString FileNameFor(const QString &id) const;
     Entry EntryOf(const QString &fileName) const;
