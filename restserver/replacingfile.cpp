@@ -106,6 +106,12 @@ ReplacingFile::~ReplacingFile()
     }
 }
 
+// Without its NUL or its half of a surrogate pair it would be the name of another file.
+bool ReplacingFile::CanBeNamed(const QString &path)
+{
+    return !path.contains(QChar::Null) && QString::fromUtf8(path.toUtf8()) == path;
+}
+
 bool ReplacingFile::Open()
 {
     open = FindTarget() && CheckOldFile() && (OpenNameless() || OpenHidden());
@@ -116,8 +122,7 @@ bool ReplacingFile::Open()
 bool ReplacingFile::FindTarget()
 {
     QByteArray name = QFile::encodeName(path);
-    // Without its NUL or its half of a surrogate pair it would be the name of another file.
-    if (path.contains(QChar::Null) || QString::fromUtf8(path.toUtf8()) != path) {
+    if (!CanBeNamed(path)) {
         errno = EILSEQ;
         Fail("the path");
         return false;

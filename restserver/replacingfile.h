@@ -47,6 +47,9 @@ public:
     ReplacingFile(const ReplacingFile &) = delete;
     ReplacingFile &operator=(const ReplacingFile &) = delete;
 
+    /** Whether a file can have this path, not one that is left of it in the file system's bytes. */
+    static bool CanBeNamed(const QString &path);
+
     bool Open() override;
     bool IsOpen() const override { return open; }
 

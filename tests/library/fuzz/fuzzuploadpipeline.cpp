@@ -23,6 +23,7 @@
 #include "fuzzfolder.h"
 #include "promptuploads.h"
 #include "referenceparser.h"
+#include "replacingfile.h"
 #include "restserverfileprocessor.h"
 
 namespace {
@@ -179,12 +180,6 @@ QString ExpectedPath(const Upload &upload, const Parts &parts, const QString &ro
     return error.error == QJsonParseError::NoError && path.startsWith(root) ? path : QString();
 }
 
-// Classic serving stores the file under what is left of the name.
-bool CanBeNamed(const QString &path)
-{
-    return !path.contains(QChar::Null) && QString::fromUtf8(path.toUtf8()) == path;
-}
-
 bool Run(Sandbox *sandbox, const Upload &upload)
 {
     FakeHost &host = sandbox->host;
@@ -293,13 +288,13 @@ QByteArray TakePromptly(Sandbox *sandbox, const Upload &upload, const QString &p
 }
 
 // What prompt serving stores is what the reference finds in the body as one piece, and what classic
-// serving stored.
+// serving stored. That stores a file that cannot be named under what is left of its name.
 void CheckPromptly(Sandbox *sandbox, const Upload &upload, const QByteArray &classic)
 {
     const Parts parts = ExpectedParts({upload.body});
     const QString path = ExpectedPath(upload, parts, sandbox->Root());
     const bool wanted = upload.storageAvailable && !upload.broken && !path.isEmpty() &&
-                        CanBeNamed(path) && parts.size() > 1 && parts[1].ended &&
+                        ReplacingFile::CanBeNamed(path) && parts.size() > 1 && parts[1].ended &&
                         parts.size() <= mostPromptParts;
     const QByteArray stored = TakePromptly(sandbox, upload, path);
     Require(wanted || stored.isNull(), "only a whole file in a whole body is a success");
