@@ -309,7 +309,8 @@ QStringList CheckedDevice::LeftBehind() const
 QJsonObject CheckedDevice::ObjectAt(const QByteArray &route)
 {
     try {
-        const QJsonDocument document = QJsonDocument::fromJson(Get(route).body);
+        QString problem; // which an assertion of its own finds
+        const QJsonDocument document = Get(route).Json(&problem);
         return document.isArray() ? QJsonObject{{"array", document.array()}} : document.object();
     } catch (const Finding &) {
         return {};

@@ -20,10 +20,9 @@ QJsonDocument Json(const HttpAnswer &answer)
     const QByteArray type = answer.Header("content-type");
     Require(type.startsWith("application/json"),
             QString("the content type is \"%1\" where JSON is to come").arg(QString(type)));
-    QJsonParseError error{};
-    QJsonDocument document = QJsonDocument::fromJson(answer.body, &error);
-    Require(error.error == QJsonParseError::NoError,
-            "the answer is not JSON: " + error.errorString());
+    QString problem;
+    QJsonDocument document = answer.Json(&problem);
+    Require(problem.isEmpty(), problem);
     return document;
 }
 

@@ -3,6 +3,7 @@
 #include <QNetworkProxy>
 
 #include "checkinterruption.h"
+#include "jsonsyntax.h"
 
 namespace {
 
@@ -29,6 +30,20 @@ QByteArray HttpAnswer::Header(const QByteArray &name) const
         }
     }
     return {};
+}
+
+QJsonDocument HttpAnswer::Json(QString *whyNone) const
+{
+    if (RepeatsKeyOfJson(body)) {
+        *whyNone = QStringLiteral("an object of the answer has a key twice");
+        return {};
+    }
+    QJsonParseError error{};
+    QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    if (error.error != QJsonParseError::NoError) {
+        *whyNone = QStringLiteral("the answer is not JSON: ") + error.errorString();
+    }
+    return document;
 }
 
 HttpExchange::HttpExchange(const Target &exchangeTarget)

@@ -2,6 +2,7 @@
 #define HTTPEXCHANGE_H
 
 #include <QElapsedTimer>
+#include <QJsonDocument>
 #include <QSslConfiguration>
 #include <QSslSocket>
 #include <QUrl>
@@ -26,6 +27,12 @@ struct HttpAnswer
 
     /** The value of a header, empty without it. `name` in lower case. */
     QByteArray Header(const QByteArray &name) const;
+
+    /**
+     * The document that came. Null with a problem when it is none, and when an object in it has a
+     * key twice, which takes memory for good.
+     */
+    QJsonDocument Json(QString *whyNone) const;
 };
 
 /**

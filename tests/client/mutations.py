@@ -742,6 +742,16 @@ class JsonIsCut(Mutation):
             answer.body = answer.body.rstrip()[:-1]
 
 
+class KeyComesTwice(Mutation):
+    """The templates are sent under two keys that are the same."""
+
+    noticed_by = "templates.objects"
+
+    def after(self, request, answer):
+        if request.is_for("GET", TEMPLATES):
+            answer.body = b'{"templates": [], ' + answer.body.lstrip()[1:]
+
+
 class LengthIsTooLarge(Mutation):
     """The announced length of the list is too large."""
 
