@@ -20,7 +20,7 @@ constexpr qint64 memoryOfEscapedCharacter = 8;
 // More for one that is printed as "\u0001".
 constexpr qint64 memoryOfControl = 20;
 
-class NeededMemory
+class NeededMemory : public JsonScan::Visitor
 {
 public:
     NeededMemory(qint64 mostMemory, qint64 memoryOfEachElement)
@@ -49,31 +49,19 @@ public:
                   size * (isEscaped ? memoryOfEscapedCharacter : memoryOfCharacter);
     }
 
-    void TakeMark(char mark)
+    void TakeBegin(bool)
     {
-        constexpr qint64 step = 4;
-        switch (mark) {
-        case '[':
-        case '{':
-            indentation += step;
-            memory += std::max(memoryOfContainer, 2 * indentation);
-            break;
-        case ']':
-        case '}':
-            indentation -= step;
-            break;
-        case ',':
-            memory += std::max(element, indentation);
-            break;
-        case ':':
-            memory += element;
-            break;
-        default:
-            break;
-        }
+        indentation += step;
+        memory += std::max(memoryOfContainer, 2 * indentation);
     }
 
+    void TakeEnd(bool) { indentation -= step; }
+    void TakeComma() { memory += std::max(element, indentation); }
+    void TakeColon() { memory += element; }
+
 private:
+    static constexpr qint64 step = 4;
+
     const qint64 most;
     const qint64 element;
     qint64 memory = 0;
@@ -105,7 +93,7 @@ int EndOfContent(const QByteArray &json, int from, char stop = 0)
 // Behind a token and the white space before it, or -1 where something else stands.
 int Behind(const QByteArray &token, const QByteArray &json, int at)
 {
-    while (at >= 0 && at < json.size() && QByteArray(" \t\r\n").contains(json[at])) {
+    while (at >= 0 && at < json.size() && JsonScan::IsSpace(json[at])) {
         ++at;
     }
     return at >= 0 && std::strncmp(json.constData() + at, token.constData(),

@@ -2,7 +2,6 @@
 
 #include <QChar>
 #include <algorithm>
-#include <bitset>
 #include <cctype>
 #include <charconv>
 #include <cstring>
@@ -12,21 +11,9 @@
 #include <utility>
 #include <vector>
 
+#include "jsonscan.h"
+
 namespace {
-
-constexpr size_t mostOpen = 1024;
-constexpr int surelyFinite = 300; // digits of a whole number
-
-int LengthOfUtf8Sequence(unsigned char first)
-{
-    if (first < 0x80) {
-        return 1;
-    }
-    if (first < 0xc2 || first > 0xf4) {
-        return 0; // a later byte, an overlong form or beyond Unicode
-    }
-    return first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
-}
 
 // What the second byte must lie in, which keeps out overlong forms, surrogates and what is beyond.
 bool MayFollow(unsigned char first, unsigned char second)
@@ -36,9 +23,63 @@ bool MayFollow(unsigned char first, unsigned char second)
     return second >= lowest && second <= highest;
 }
 
+// Returns the length of what begins here with a backslash, or 0.
+int LengthOfEscape(const char *at, const char *end)
+{
+    constexpr int ofCode = 6;
+    const auto isDigit = [](unsigned char byte) { return std::isxdigit(byte) != 0; };
+    if (end - at < 2 || at[1] != 'u') {
+        return end - at < 2 ? 0 : 2;
+    }
+    return end - at >= ofCode && std::all_of(at + 2, at + ofCode, isDigit) ? ofCode : 0;
+}
+
+// Returns the length of the character that begins here and is not of ASCII, or 0.
+int LengthOfCharacter(const char *at, const char *end)
+{
+    const auto byte = [&](int i) { return static_cast<unsigned char>(i < end - at ? at[i] : 0); };
+    const auto isLater = [&](int i) { return (byte(i) & 0xc0) == 0x80; };
+    const unsigned char first = byte(0);
+    if (first < 0xc2 || first > 0xf4 || !MayFollow(first, byte(1))) {
+        return 0; // a later byte, an overlong form or beyond Unicode
+    }
+    if (first < 0xe0) {
+        return 2;
+    }
+    if (first < 0xf0) {
+        return isLater(2) ? 3 : 0;
+    }
+    return isLater(2) && isLater(3) ? 4 : 0;
+}
+
+bool IsNumber(const char *begin, const char *end)
+{
+    constexpr int surelyFinite = 300; // digits of a whole number
+    const auto isDigit = [](char byte) { return byte >= '0' && byte <= '9'; };
+    const char *const digits = begin + (*begin == '-' ? 1 : 0);
+    const char *const rest = JsonScan::Behind(digits, end, isDigit);
+    if (rest - digits > 1 && *digits == '0') {
+        return false;
+    }
+    if (rest == end && rest > digits && rest - digits < surelyFinite) {
+        return true;
+    }
+    const auto mayBelong = [&](char byte) {
+        return isDigit(byte) || byte == '.' || byte == 'e' || byte == 'E' || byte == '-' ||
+               byte == '+';
+    };
+    bool isNumber = *begin != '+' && std::all_of(rest, end, mayBelong);
+    if (isNumber) {
+        QByteArray::fromRawData(begin, static_cast<int>(end - begin)).toDouble(&isNumber);
+    }
+    return isNumber;
+}
+
+} // namespace
+
 // A text with escapes, as UTF-8. Half of a surrogate pair becomes U+FFFD, which the parser takes it
 // for when it compares keys.
-class UnescapedText
+class JsonSyntax::UnescapedText
 {
 public:
     // Of a text that the parser takes. Valid until the next one.
@@ -131,7 +172,7 @@ private:
 
 // The keys of the objects that are open. What is kept of a key is 63 bits of a hash, and in the
 // lowest bit whether its value is an array or object.
-class OpenKeys
+class JsonSyntax::OpenKeys
 {
 public:
     void BeginObject() { begins.push_back(keys.size()); }
@@ -171,262 +212,76 @@ private:
     bool repeated = false;
 };
 
-// Each function moves behind what it names, or tells that something else stands there.
-class JsonSyntax
+JsonSyntax::JsonSyntax(Keys keysOfObjects)
+    : keys(keysOfObjects == AreCompared ? std::make_unique<OpenKeys>() : nullptr)
+{}
+
+JsonSyntax::~JsonSyntax() = default;
+
+bool JsonSyntax::Holds() const
 {
-public:
-    explicit JsonSyntax(const QByteArray &text, OpenKeys *keysToFill = nullptr)
-        : at(text.constData())
-        , end(at + text.size())
-        , keys(keysToFill)
-    {}
+    return expected == Space;
+}
 
-    bool Holds()
-    {
-        constexpr char byteOrderMark[] = "\xef\xbb\xbf";
-        if (end - at > 3 && std::memcmp(at, byteOrderMark, 3) == 0) {
-            at += 3;
-        }
-        SkipSpace();
-        if (!IsNext('[') && !IsNext('{')) {
+bool JsonSyntax::RepeatsKey() const
+{
+    return keys && keys->HaveRepeated();
+}
+
+bool JsonSyntax::IsText(const char *from, const char *to)
+{
+    const auto isPlain = [](char byte) {
+        return byte != '\\' && static_cast<unsigned char>(byte) < 0x80;
+    };
+    const char *at = JsonScan::Behind(from, to, isPlain);
+    while (at < to) {
+        const int length = *at == '\\' ? LengthOfEscape(at, to) : LengthOfCharacter(at, to);
+        if (length == 0) {
             return false;
         }
-        const bool whole = TakeValues();
-        SkipSpace();
-        return whole && at == end;
+        at = JsonScan::Behind(at + length, to, isPlain);
     }
+    return true;
+}
 
-private:
-    bool IsNext(char byte) const { return at < end && *at == byte; }
+bool JsonSyntax::IsScalar(const char *from, const char *to)
+{
+    const std::string_view word(from, static_cast<size_t>(to - from));
+    return IsNumber(from, to) || word == "null" || word == "true" || word == "false";
+}
 
-    bool Take(char byte)
-    {
-        SkipSpace();
-        const bool found = IsNext(byte);
-        at += found ? 1 : 0;
-        return found;
+void JsonSyntax::AddKey(const char *from, const char *to)
+{
+    if (keys) {
+        keys->Add(from, to);
     }
+}
 
-    void SkipSpace()
-    {
-        while (at < end && (*at == ' ' || *at == '\t' || *at == '\n' || *at == '\r')) {
-            ++at;
-        }
+void JsonSyntax::BeginKeys(bool object)
+{
+    if ((behind[depth] & EndOfObject) != 0) {
+        keys->ValueHasParts();
     }
-
-    // All up to the end of the outermost array or object.
-    bool TakeValues()
-    {
-        do {
-            if (!TakeValue() || !TakeEnds()) {
-                return false;
-            }
-        } while (depth > 0);
-        return true;
+    if (object) {
+        keys->BeginObject();
     }
+}
 
-    // Of an array or object no more than its beginning, unless it is empty.
-    bool TakeValue()
-    {
-        for (;;) {
-            if (Take('[')) {
-                if (!Enter(false)) {
-                    return false;
-                }
-                if (Take(']')) {
-                    Leave();
-                    return true;
-                }
-            } else if (Take('{')) {
-                if (!Enter(true)) {
-                    return false;
-                }
-                if (Take('}')) {
-                    Leave();
-                    return true;
-                }
-                if (!TakeKey()) {
-                    return false;
-                }
-            } else {
-                return TakeScalar();
-            }
-        }
-    }
-
-    bool Enter(bool object)
-    {
-        if (depth == mostOpen) {
-            return false;
-        }
-        if (keys != nullptr && depth > 0 && objects[depth - 1]) {
-            keys->ValueHasParts();
-        }
-        if (keys != nullptr && object) {
-            keys->BeginObject();
-        }
-        objects[depth++] = object;
-        return true;
-    }
-
-    void Leave()
-    {
-        --depth;
-        if (keys != nullptr && objects[depth]) {
-            keys->EndObject();
-        }
-    }
-
-    // Behind a value: what ends here, and the comma before the next one.
-    bool TakeEnds()
-    {
-        while (depth > 0) {
-            const bool inObject = objects[depth - 1];
-            if (Take(',')) {
-                return !inObject || TakeKey();
-            }
-            if (!Take(inObject ? '}' : ']')) {
-                return false;
-            }
-            Leave();
-        }
-        return true;
-    }
-
-    bool TakeKey()
-    {
-        if (!Take('"')) {
-            return false;
-        }
-        const char *const begin = at;
-        if (!TakeRestOfString()) {
-            return false;
-        }
-        if (keys != nullptr) {
-            keys->Add(begin, at - 1);
-        }
-        return Take(':');
-    }
-
-    bool TakeScalar()
-    {
-        if (Take('"')) {
-            return TakeRestOfString();
-        }
-        return TakeWord("null") || TakeWord("true") || TakeWord("false") || TakeNumber();
-    }
-
-    bool TakeWord(const char *word)
-    {
-        const auto length = static_cast<qptrdiff>(std::strlen(word));
-        if (end - at < length || std::memcmp(at, word, std::strlen(word)) != 0) {
-            return false;
-        }
-        at += length;
-        return true;
-    }
-
-    bool TakeNumber()
-    {
-        const char *const begin = at;
-        SkipOne("-");
-        const char *const digits = at;
-        if (!SkipOne("0")) {
-            SkipDigits();
-        }
-        const bool isWhole = at > digits && !IsNext('.') && !IsNext('e') && !IsNext('E');
-        if (isWhole && at - digits < surelyFinite) {
-            return true;
-        }
-        if (SkipOne(".")) {
-            SkipDigits();
-        }
-        if (SkipOne("eE")) {
-            SkipOne("+-");
-            SkipDigits();
-        }
-        bool isNumber = false;
-        QByteArray::fromRawData(begin, static_cast<int>(at - begin)).toDouble(&isNumber);
-        return isNumber;
-    }
-
-    bool SkipOne(const char *choice)
-    {
-        const bool found = at < end && *at != 0 && std::strchr(choice, *at) != nullptr;
-        at += found ? 1 : 0;
-        return found;
-    }
-
-    void SkipDigits()
-    {
-        while (at < end && *at >= '0' && *at <= '9') {
-            ++at;
-        }
-    }
-
-    bool TakeRestOfString()
-    {
-        while (at < end && *at != '"') {
-            if (!(*at == '\\' ? TakeEscape() : TakeCharacter())) {
-                return false;
-            }
-        }
-        return SkipOne("\"");
-    }
-
-    bool TakeEscape()
-    {
-        if (end - at < 2) {
-            return false;
-        }
-        const bool isCode = at[1] == 'u';
-        at += 2;
-        return !isCode || TakeCode();
-    }
-
-    bool TakeCode()
-    {
-        for (int digit = 0; digit < 4; ++digit, ++at) {
-            if (at == end || std::isxdigit(static_cast<unsigned char>(*at)) == 0) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    bool TakeCharacter()
-    {
-        const auto *bytes = reinterpret_cast<const unsigned char *>(at);
-        const int length = LengthOfUtf8Sequence(bytes[0]);
-        if (length == 0 || end - at < length || (length > 1 && !MayFollow(bytes[0], bytes[1]))) {
-            return false;
-        }
-        for (int i = 2; i < length; ++i) {
-            if ((bytes[i] & 0xc0) != 0x80) {
-                return false;
-            }
-        }
-        at += length;
-        return true;
-    }
-
-    const char *at;
-    const char *const end;
-    OpenKeys *const keys;
-    size_t depth = 0;
-    std::bitset<mostOpen> objects; ///< which of the open ones are no arrays
-};
-
-} // namespace
+void JsonSyntax::EndKeys()
+{
+    keys->EndObject();
+}
 
 bool IsJson(const QByteArray &text)
 {
-    return JsonSyntax(text).Holds();
+    JsonSyntax syntax(JsonSyntax::AreIgnored);
+    JsonScan::Visit(text, &syntax);
+    return syntax.Holds();
 }
 
 bool RepeatsKeyOfJson(const QByteArray &text)
 {
-    OpenKeys keys;
-    JsonSyntax(text, &keys).Holds();
-    return keys.HaveRepeated();
+    JsonSyntax syntax(JsonSyntax::AreCompared);
+    JsonScan::Visit(text, &syntax);
+    return syntax.RepeatsKey();
 }

@@ -2,6 +2,8 @@
 #define JSONSYNTAX_H
 
 #include <QByteArray>
+#include <array>
+#include <memory>
 
 /**
  * Whether a text is what `QJsonDocument::fromJson` takes, leniencies included: any character behind
@@ -18,5 +20,113 @@ bool IsJson(const QByteArray &text);
  * thread.
  */
 bool RepeatsKeyOfJson(const QByteArray &text);
+
+/** Tells both of a text that `JsonScan::Visit` shows it from its beginning. One thread. */
+class JsonSyntax
+{
+public:
+    enum Keys
+    {
+        AreIgnored,
+        AreCompared
+    };
+
+    explicit JsonSyntax(Keys keysOfObjects);
+    ~JsonSyntax();
+    JsonSyntax(const JsonSyntax &) = delete;
+    JsonSyntax &operator=(const JsonSyntax &) = delete;
+
+    /** Whether the text may become JSON yet. */
+    bool GoesOn() const { return expected != 0; }
+
+    /** As `IsJson`. */
+    bool Holds() const;
+
+    /** As `RepeatsKeyOfJson`, of what came until now. */
+    bool RepeatsKey() const;
+
+    // The text need not be closed: none is the end of JSON.
+    void TakeText(const char *from, const char *to)
+    {
+        if ((expected & (Key | Scalar)) == 0 || !IsText(from + 1, to)) {
+            expected = Nothing;
+        } else if (expected == Key || expected == FirstOfObject) {
+            expected = Colon;
+            AddKey(from + 1, to);
+        } else {
+            expected = behind[depth];
+        }
+    }
+
+    void TakeScalar(const char *from, const char *to)
+    {
+        expected = (expected & Scalar) != 0 && IsScalar(from, to) ? behind[depth] : Nothing;
+    }
+
+    void TakeBegin(bool object)
+    {
+        if ((expected & Parts) == 0 || depth == mostOpen) {
+            expected = Nothing;
+            return;
+        }
+        if (keys) {
+            BeginKeys(object);
+        }
+        behind[++depth] = object ? NextOfObject : NextOfArray;
+        expected = object ? FirstOfObject : FirstOfArray;
+    }
+
+    void TakeEnd(bool object)
+    {
+        if ((expected & (object ? EndOfObject : EndOfArray)) == 0) {
+            expected = Nothing;
+            return;
+        }
+        if (keys && object) {
+            EndKeys();
+        }
+        expected = behind[--depth];
+    }
+
+    void TakeComma()
+    {
+        expected = expected == NextOfArray ? Value : expected == NextOfObject ? Key : Nothing;
+    }
+
+    void TakeColon() { expected = expected == Colon ? Value : Nothing; }
+
+private:
+    class UnescapedText;
+    class OpenKeys;
+    static constexpr size_t mostOpen = 1024;
+
+    // What may come next. Nothing once it is no JSON, space once it is complete.
+    using Expected = unsigned char;
+    static constexpr Expected Nothing = 0;
+    static constexpr Expected Space = 1;
+    static constexpr Expected Parts = 2; // an array or object
+    static constexpr Expected Scalar = 4;
+    static constexpr Expected Value = Parts | Scalar;
+    static constexpr Expected Key = 8;
+    static constexpr Expected Colon = 16;
+    static constexpr Expected Comma = 32;
+    static constexpr Expected EndOfArray = 64;
+    static constexpr Expected EndOfObject = 128;
+    static constexpr Expected FirstOfArray = Value | EndOfArray;
+    static constexpr Expected FirstOfObject = Key | EndOfObject;
+    static constexpr Expected NextOfArray = Comma | EndOfArray;
+    static constexpr Expected NextOfObject = Comma | EndOfObject;
+
+    static bool IsText(const char *from, const char *to);
+    static bool IsScalar(const char *from, const char *to);
+    void AddKey(const char *from, const char *to);
+    void BeginKeys(bool object);
+    void EndKeys();
+
+    std::unique_ptr<OpenKeys> keys; ///< null when they are ignored
+    Expected expected = Parts;
+    size_t depth = 0;
+    std::array<Expected, mostOpen + 1> behind = {Space}; ///< a value, by depth
+};
 
 #endif

@@ -7,12 +7,10 @@
 namespace {
 
 // What Qt takes for each, measured, and with what growing by doubling leaves unused.
-class ParsedSize
+class ParsedSize : public JsonScan::Visitor
 {
 public:
     qint64 Bytes() const { return bytes; }
-
-    static bool GoesOn() { return true; }
 
     void TakeText(const char *from, const char *to)
     {
@@ -23,25 +21,14 @@ public:
         bytes += ofText + (to - from) * (isEscaped ? ofCharacterBesideEscapes : ofCharacter);
     }
 
-    void TakeMark(char mark)
-    {
-        constexpr qint64 ofContainer = 112;
-        constexpr qint64 ofElement = 24;
-        switch (mark) {
-        case '[':
-        case '{':
-            bytes += ofContainer;
-            break;
-        case ',':
-        case ':':
-            bytes += ofElement;
-            break;
-        default:
-            break;
-        }
-    }
+    void TakeBegin(bool) { bytes += ofContainer; }
+    void TakeComma() { bytes += ofElement; }
+    void TakeColon() { bytes += ofElement; }
 
 private:
+    static constexpr qint64 ofContainer = 112;
+    static constexpr qint64 ofElement = 24;
+
     qint64 bytes = 0;
 };
 

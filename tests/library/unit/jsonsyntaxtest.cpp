@@ -3,6 +3,8 @@
 #include <QJsonDocument>
 #include <gtest/gtest.h>
 
+#include "jsonscan.h"
+
 namespace {
 
 struct SyntaxCase
@@ -161,5 +163,77 @@ INSTANTIATE_TEST_SUITE_P(
         KeyCase{"InAnObjectThatIsOpen", R"([{"a":[1],"a":2)", false}, KeyCase{"Empty", "", false},
         KeyCase{"InAString", R"(["{\"a\":[1],\"a\":2}"])", false}),
     [](const auto &given) { return given.param.name; });
+
+class ToldOf : public JsonScan::Visitor
+{
+public:
+    explicit ToldOf(int mostTold = 100)
+        : most(mostTold)
+    {}
+
+    bool GoesOn() const { return all.size() < most; }
+    void TakeText(const char *from, const char *to) { Take(from, to); }
+    void TakeScalar(const char *from, const char *to) { Take(from, to); }
+    void TakeBegin(bool object) { all.append(object ? "{" : "["); }
+    void TakeEnd(bool object) { all.append(object ? "}" : "]"); }
+    void TakeComma() { all.append(","); }
+    void TakeColon() { all.append(":"); }
+
+    QByteArrayList all;
+
+private:
+    void Take(const char *from, const char *to)
+    {
+        all.append(QByteArray(from, static_cast<int>(to - from)));
+    }
+
+    const int most;
+};
+
+QByteArrayList Told(const QByteArray &text)
+{
+    ToldOf visitor;
+    JsonScan::Visit(text, &visitor);
+    return visitor.all;
+}
+
+TEST(JsonScanTest, TellsWhatThereIsWithoutSpaces)
+{
+    EXPECT_EQ(Told(" {\"a\" :[1.5,\tnull ]\r\n}"),
+              QByteArrayList({"{", "\"a", ":", "[", "1.5", ",", "null", "]", "}"}));
+}
+
+TEST(JsonScanTest, TellsWhatIsNoJsonToo)
+{
+    EXPECT_EQ(Told("]x\"\"y z}"), QByteArrayList({"]", "x", "\"", "y", "z", "}"}));
+    EXPECT_EQ(Told(""), QByteArrayList());
+}
+
+TEST(JsonScanTest, ATextEndsBehindAnEvenNumberOfBackslashes)
+{
+    EXPECT_EQ(Told(R"("\"\\\"\\",)"), QByteArrayList({R"("\"\\\"\\)", ","}));
+}
+
+TEST(JsonScanTest, ATextThatIsNotClosedEndsWithAll)
+{
+    EXPECT_EQ(Told(R"(["a,)"), QByteArrayList({"[", R"("a,)"}));
+    EXPECT_EQ(Told(R"(["\")"), QByteArrayList({"[", R"("\")"}));
+    EXPECT_EQ(Told(R"(["\)"), QByteArrayList({"[", R"("\)"}));
+    EXPECT_EQ(Told("[\""), QByteArrayList({"[", "\""}));
+}
+
+TEST(JsonScanTest, PassesOverAByteOrderMark)
+{
+    EXPECT_EQ(Told("\xef\xbb\xbf[]"), QByteArrayList({"[", "]"}));
+}
+
+TEST(JsonScanTest, GoesOnAsLongAsTheFirstVisitor)
+{
+    ToldOf first(2);
+    ToldOf other(1);
+    JsonScan::Visit("[1,2]", &first, &other);
+    EXPECT_EQ(first.all, QByteArrayList({"[", "1"}));
+    EXPECT_EQ(other.all, QByteArrayList({"["}));
+}
 
 } // namespace
