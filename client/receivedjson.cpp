@@ -28,11 +28,12 @@ public:
         , element(memoryOfEachElement)
     {}
 
-    // False when it is too much.
-    bool Take(const QByteArray &json)
+    // False when it is too much, which the others were not told then.
+    template <typename... Others>
+    bool Take(const QByteArray &json, Others *...others)
     {
         memory = json.size();
-        JsonScan::Visit(json, this);
+        JsonScan::Visit(json, this, others...);
         return GoesOn();
     }
 
@@ -117,7 +118,8 @@ int BeginOfMember(const QByteArray &key, const QByteArray &json)
 
 bool ReceivedJson::IsBearable(const QByteArray &json)
 {
-    return NeededMemory(mostMemory, memoryOfElement).Take(json) && !RepeatsKeyOfJson(json);
+    JsonSyntax syntax(JsonSyntax::AreCompared);
+    return NeededMemory(mostMemory, memoryOfElement).Take(json, &syntax) && !syntax.RepeatsKey();
 }
 
 // Of the elements no more stays than what each of them is made into.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "jsonscan.h"
+#include "jsonsyntax.h"
 
 namespace {
 
@@ -50,9 +51,9 @@ private:
 
 } // namespace
 
-qint64 IndentedJsonLength(const QByteArray &json)
+qint64 IndentedJsonLength(const QByteArray &json, JsonSyntax *syntax)
 {
     IndentedLength length(json);
-    JsonScan::Visit(json, &length);
+    syntax != nullptr ? JsonScan::Visit(json, &length, syntax) : JsonScan::Visit(json, &length);
     return length.Length();
 }

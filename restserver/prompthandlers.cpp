@@ -48,11 +48,12 @@ QByteArray PromptHandlers::ReadTemplate(const QString &path, const TemplateReade
 QString PromptHandlers::ProblemOf(const QByteArray &content, qint64 mostBytes)
 {
     const bool isWhole = content.size() <= mostBytes;
-    const qint64 length = isWhole ? IndentedJsonLength(content) : 0;
+    JsonSyntax syntax(JsonSyntax::AreCompared);
+    const qint64 length = isWhole ? IndentedJsonLength(content, &syntax) : 0;
     if (!isWhole || length > qMin(largestTemplate, templateRoom)) {
         return QStringLiteral("it is too large for an answer");
     }
-    if (RepeatsKeyOfJson(content)) {
+    if (syntax.RepeatsKey()) {
         return QStringLiteral("an object in it has a key twice");
     }
     templateRoom -= length;

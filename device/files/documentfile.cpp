@@ -90,6 +90,19 @@ qint64 LengthOf(const QJsonValue &value, int depth)
     }
 }
 
+// Why it is not to be parsed; empty when it may be.
+QString HarmOf(const QByteArray &content)
+{
+    constexpr qint64 mostMemory = DocumentFile::mostMemory;
+    JsonSyntax syntax(JsonSyntax::AreCompared);
+    if (JsonMemory(content, &syntax) > mostMemory) {
+        return QStringLiteral("it has so many arrays, objects or values that reading it would "
+                              "take more than %1 MiB of memory")
+            .arg(mostMemory / 1024 / 1024);
+    }
+    return syntax.RepeatsKey() ? QStringLiteral("an object in it has a key twice") : QString();
+}
+
 } // namespace
 
 std::optional<QByteArray> DocumentFile::Read(const QString &path, QString *problem, qint64 limit)
@@ -136,14 +149,8 @@ std::optional<QJsonObject> DocumentFile::ReadObject(const QString &path, QString
     if (!content) {
         return std::nullopt;
     }
-    if (JsonMemory(*content) > mostMemory) {
-        *problem = QStringLiteral("it has so many arrays, objects or values that reading it would "
-                                  "take more than %1 MiB of memory")
-                       .arg(mostMemory / 1024 / 1024);
-        return std::nullopt;
-    }
-    if (RepeatsKeyOfJson(*content)) {
-        *problem = QStringLiteral("an object in it has a key twice");
+    *problem = HarmOf(*content);
+    if (!problem->isEmpty()) {
         return std::nullopt;
     }
     QJsonParseError error;

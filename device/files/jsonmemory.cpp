@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "jsonscan.h"
+#include "jsonsyntax.h"
 
 namespace {
 
@@ -34,9 +35,9 @@ private:
 
 } // namespace
 
-qint64 JsonMemory(const QByteArray &json)
+qint64 JsonMemory(const QByteArray &json, JsonSyntax *syntax)
 {
     ParsedSize size;
-    JsonScan::Visit(json, &size);
+    syntax != nullptr ? JsonScan::Visit(json, &size, syntax) : JsonScan::Visit(json, &size);
     return size.Bytes();
 }
