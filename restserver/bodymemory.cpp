@@ -1,6 +1,7 @@
 #include "bodymemory.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -24,13 +25,41 @@ void BodyMemory::Stop()
 bool BodyMemory::IsScarce()
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    return waiting > 0 && std::chrono::steady_clock::now() - waitingSince >= scarceAfter;
+    return !waits.empty() && Clock::now() - waitingSince >= scarceAfter;
 }
 
 // The body that began first has memory of its own in store, so it never waits for the others.
 bool BodyMemory::MayHold(const Share &share, size_t bytes) const
 {
     return shares.front() == &share || held - share.held + bytes <= room;
+}
+
+// Clients that are slow together could have every thread wait here otherwise.
+bool BodyMemory::WaitForRoom(const Share &share, size_t bytes, std::unique_lock<std::mutex> *lock)
+{
+    const auto hasRoom = [this, &share, bytes] { return stopped || MayHold(share, bytes); };
+    if (!hasRoom() && IsCrowded()) {
+        return false;
+    }
+    if (waits.empty()) {
+        waitingSince = Clock::now();
+    }
+    const auto wait = waits.insert(waits.end(), Clock::now());
+    const bool granted =
+        changed.wait_for(*lock, scarceAfter, hasRoom) ||
+        (MayGoOnWaiting(wait) && changed.wait_for(*lock, longestWait - scarceAfter, hasRoom));
+    waits.erase(wait);
+    return granted;
+}
+
+bool BodyMemory::IsCrowded() const
+{
+    return waits.size() >= mostWaiting && Clock::now() - waits.front() >= scarceAfter;
+}
+
+bool BodyMemory::MayGoOnWaiting(Waits::const_iterator wait) const
+{
+    return static_cast<size_t>(std::distance(waits.begin(), wait)) < mostWaiting;
 }
 
 BodyMemory::Share::Share(std::shared_ptr<BodyMemory> owner)
@@ -55,13 +84,7 @@ bool BodyMemory::Share::GrowTo(size_t bytes)
     }
     const size_t wanted = bytes - alwaysGranted;
     std::unique_lock<std::mutex> lock(memory->mutex);
-    if (memory->waiting++ == 0) {
-        memory->waitingSince = std::chrono::steady_clock::now();
-    }
-    const bool granted = memory->changed.wait_for(lock, longestWait, [this, wanted] {
-        return memory->stopped || memory->MayHold(*this, wanted);
-    });
-    --memory->waiting;
+    const bool granted = memory->WaitForRoom(*this, wanted, &lock);
     if (!granted || memory->stopped) {
         return false;
     }

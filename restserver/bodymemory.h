@@ -13,7 +13,9 @@
  * How much memory the bodies of all requests together may hold while they are read: 64 MiB.
  *
  * The first 64 KiB of a body are always granted. What is above waits while others hold the rest;
- * the body that began first always goes on, so that one of them ends. Any thread.
+ * the body that began first always goes on, so that one of them ends. Each wait takes a thread, and
+ * others need one too: `mostWaiting` bodies wait for up to 10 s. Further ones wait for 2 s, and not
+ * at all while some body has waited for longer than that. Any thread.
  */
 class BodyMemory
 {
@@ -27,8 +29,8 @@ public:
         Share(const Share &) = delete;
         Share &operator=(const Share &) = delete;
 
-        /** Waits until the body may hold `bytes` in all; false after 10 s, or when the server
-         * stops. */
+        /** Waits until the body may hold `bytes` in all; false when it has waited for as long as it
+         * may, or when the server stops. */
         bool GrowTo(size_t bytes);
 
         /** Gives back what the body holds above `bytes`. */
@@ -43,6 +45,7 @@ public:
 
     static constexpr size_t alwaysGranted = size_t(64) * 1024;
     static constexpr size_t largestBody = 5000000;
+    static constexpr size_t mostWaiting = sizeof(void *) == 8 ? 20 : 10;
 
     /** `bodies` is the largest number of bodies at a time. */
     explicit BodyMemory(size_t bodies);
@@ -54,16 +57,22 @@ public:
     bool IsScarce();
 
 private:
+    using Clock = std::chrono::steady_clock;
+    using Waits = std::list<Clock::time_point>;
+
     bool MayHold(const Share &share, size_t bytes) const;
+    bool WaitForRoom(const Share &share, size_t bytes, std::unique_lock<std::mutex> *lock);
+    bool IsCrowded() const;
+    bool MayGoOnWaiting(Waits::const_iterator wait) const;
 
     std::mutex mutex;
     std::condition_variable changed;
-    std::list<Share *> shares; // guarded by mutex, in the order in which their bodies began
-    size_t held = 0;           // guarded by mutex: the sum over all shares
-    size_t room;               // what they may hold besides what the first of them may
-    bool stopped = false;      // guarded by mutex
-    int waiting = 0;           // guarded by mutex: bodies
-    std::chrono::steady_clock::time_point waitingSince; // guarded by mutex: all the time
+    std::list<Share *> shares;      // guarded by mutex, in the order in which their bodies began
+    size_t held = 0;                // guarded by mutex: the sum over all shares
+    size_t room;                    // what they may hold besides what the first of them may
+    bool stopped = false;           // guarded by mutex
+    Waits waits;                    // guarded by mutex: when each began, in this order
+    Clock::time_point waitingSince; // guarded by mutex: some body, all the time
 };
 
 #endif

@@ -1,10 +1,12 @@
 #include "bodymemory.h"
 
+#include <algorithm>
 #include <deque>
 #include <future>
 #include <gtest/gtest.h>
 #include <list>
 #include <thread>
+#include <vector>
 
 #include "answermemory.h"
 
@@ -96,6 +98,29 @@ TEST_F(BodyMemoryTest, IsScarceOnceABodyHasWaitedFor2SecondsAndWhileItWaits)
         shares.pop_front();
     }));
     EXPECT_FALSE(memory->IsScarce());
+}
+
+TEST_F(BodyMemoryTest, SoManyGoOnWaitingAndOthersAreRefused)
+{
+    Fill();
+    std::vector<std::future<bool>> waits;
+    const size_t twoMore = BodyMemory::mostWaiting + 2;
+    for (size_t body = 0; body < twoMore; ++body) {
+        BodyMemory::Share &share = shares.emplace_back(memory);
+        waits.push_back(std::async(std::launch::async, [&share] { return share.GrowTo(whole); }));
+    }
+    const auto refused = [&waits] {
+        return std::count_if(waits.begin(), waits.end(), [](const std::future<bool> &wait) {
+            return wait.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+        });
+    };
+    while (refused() == 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_FALSE(shares.emplace_back(memory).GrowTo(whole)) << "which waited no more";
+    EXPECT_TRUE(shares.front().GrowTo(whole)) << "the oldest";
+    EXPECT_LE(refused(), 2) << "the others wait on";
+    memory->Stop();
 }
 
 TEST_F(BodyMemoryTest, StopEndsAWait)
