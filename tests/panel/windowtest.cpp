@@ -107,7 +107,7 @@ TEST_F(PanelWindowTest, ALargeUploadMovesThenIsPendingThenConfirmed)
         return running.Column("files", FileListModel::State).value(row);
     };
     EXPECT_TRUE(running.Await([&] { return state() == QStringLiteral("pending"); }));
-    EXPECT_EQ(running.panel->transfers.rowCount(), 0);
+    EXPECT_TRUE(running.Await([&] { return running.panel->transfers.rowCount() == 0; }));
     running.Curl(QStringLiteral("/api/syncfiles/v1/userfiles") +
                      running.UserFile(QStringLiteral("large.bin")),
                  {QStringLiteral("--request"), QStringLiteral("PUT")});
