@@ -220,7 +220,7 @@ JsonSyntax::~JsonSyntax() = default;
 
 bool JsonSyntax::Holds() const
 {
-    return expected == Space;
+    return expected == space;
 }
 
 bool JsonSyntax::RepeatsKey() const
@@ -259,7 +259,7 @@ void JsonSyntax::AddKey(const char *from, const char *to)
 
 void JsonSyntax::BeginKeys(bool object)
 {
-    if ((behind[depth] & EndOfObject) != 0) {
+    if ((behind[depth] & endOfObject) != 0) {
         keys->ValueHasParts();
     }
     if (object) {

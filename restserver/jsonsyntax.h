@@ -48,10 +48,10 @@ public:
     // The text need not be closed: none is the end of JSON.
     void TakeText(const char *from, const char *to)
     {
-        if ((expected & (Key | Scalar)) == 0 || !IsText(from + 1, to)) {
-            expected = Nothing;
-        } else if (expected == Key || expected == FirstOfObject) {
-            expected = Colon;
+        if ((expected & (key | scalar)) == 0 || !IsText(from + 1, to)) {
+            expected = nothing;
+        } else if (expected == key || expected == firstOfObject) {
+            expected = colon;
             AddKey(from + 1, to);
         } else {
             expected = behind[depth];
@@ -60,26 +60,26 @@ public:
 
     void TakeScalar(const char *from, const char *to)
     {
-        expected = (expected & Scalar) != 0 && IsScalar(from, to) ? behind[depth] : Nothing;
+        expected = (expected & scalar) != 0 && IsScalar(from, to) ? behind[depth] : nothing;
     }
 
     void TakeBegin(bool object)
     {
-        if ((expected & Parts) == 0 || depth == mostOpen) {
-            expected = Nothing;
+        if ((expected & parts) == 0 || depth == mostOpen) {
+            expected = nothing;
             return;
         }
         if (keys) {
             BeginKeys(object);
         }
-        behind[++depth] = object ? NextOfObject : NextOfArray;
-        expected = object ? FirstOfObject : FirstOfArray;
+        behind[++depth] = object ? nextOfObject : nextOfArray;
+        expected = object ? firstOfObject : firstOfArray;
     }
 
     void TakeEnd(bool object)
     {
-        if ((expected & (object ? EndOfObject : EndOfArray)) == 0) {
-            expected = Nothing;
+        if ((expected & (object ? endOfObject : endOfArray)) == 0) {
+            expected = nothing;
             return;
         }
         if (keys && object) {
@@ -90,10 +90,10 @@ public:
 
     void TakeComma()
     {
-        expected = expected == NextOfArray ? Value : expected == NextOfObject ? Key : Nothing;
+        expected = expected == nextOfArray ? value : expected == nextOfObject ? key : nothing;
     }
 
-    void TakeColon() { expected = expected == Colon ? Value : Nothing; }
+    void TakeColon() { expected = expected == colon ? value : nothing; }
 
 private:
     class UnescapedText;
@@ -102,20 +102,20 @@ private:
 
     // What may come next. Nothing once it is no JSON, space once it is complete.
     using Expected = unsigned char;
-    static constexpr Expected Nothing = 0;
-    static constexpr Expected Space = 1;
-    static constexpr Expected Parts = 2; // an array or object
-    static constexpr Expected Scalar = 4;
-    static constexpr Expected Value = Parts | Scalar;
-    static constexpr Expected Key = 8;
-    static constexpr Expected Colon = 16;
-    static constexpr Expected Comma = 32;
-    static constexpr Expected EndOfArray = 64;
-    static constexpr Expected EndOfObject = 128;
-    static constexpr Expected FirstOfArray = Value | EndOfArray;
-    static constexpr Expected FirstOfObject = Key | EndOfObject;
-    static constexpr Expected NextOfArray = Comma | EndOfArray;
-    static constexpr Expected NextOfObject = Comma | EndOfObject;
+    static constexpr Expected nothing = 0;
+    static constexpr Expected space = 1;
+    static constexpr Expected parts = 2; // an array or object
+    static constexpr Expected scalar = 4;
+    static constexpr Expected value = parts | scalar;
+    static constexpr Expected key = 8;
+    static constexpr Expected colon = 16;
+    static constexpr Expected comma = 32;
+    static constexpr Expected endOfArray = 64;
+    static constexpr Expected endOfObject = 128;
+    static constexpr Expected firstOfArray = value | endOfArray;
+    static constexpr Expected firstOfObject = key | endOfObject;
+    static constexpr Expected nextOfArray = comma | endOfArray;
+    static constexpr Expected nextOfObject = comma | endOfObject;
 
     static bool IsText(const char *from, const char *to);
     static bool IsScalar(const char *from, const char *to);
@@ -124,9 +124,9 @@ private:
     void EndKeys();
 
     std::unique_ptr<OpenKeys> keys; ///< null when they are ignored
-    Expected expected = Parts;
+    Expected expected = parts;
     size_t depth = 0;
-    std::array<Expected, mostOpen + 1> behind = {Space}; ///< a value, by depth
+    std::array<Expected, mostOpen + 1> behind = {space}; ///< a value, by depth
 };
 
 #endif
