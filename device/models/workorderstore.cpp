@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <numeric>
 #include <optional>
@@ -91,9 +92,10 @@ void WorkOrderStore::Load(const std::function<bool()> &goesOn)
     }
     index.clear();
     formerlySkipped = std::exchange(skipped, {});
-    loadedFolderTime = FolderTime(folder);
-    const QStringList pending = journal.PendingFiles();
-    QStringList files = pending + DocumentsIn(folder);
+    FolderIsKnown();
+    const QStringList documents = DocumentsIn(folder);
+    knownFiles = QSet<QString>(documents.cbegin(), documents.cend());
+    QStringList files = journal.PendingFiles() + documents;
     files.removeDuplicates(); // a file that is still to be replaced counts with its new content
     for (auto file = files.cbegin(); file != files.cend() && goesOn(); ++file) {
         AddFile(*file);
@@ -102,11 +104,26 @@ void WorkOrderStore::Load(const std::function<bool()> &goesOn)
 
 bool WorkOrderStore::LoadIfChanged()
 {
-    if (FolderTime(folder) == loadedFolderTime) {
+    if (FolderTime(folder) == loadedFolderTime && (settled || HasKnownFiles())) {
         return false;
     }
     Load();
     return true;
+}
+
+void WorkOrderStore::FolderIsKnown()
+{
+    loadedFolderTime = FolderTime(folder);
+    settled = false;
+}
+
+// The clock of files is coarse: a change right after the one that is known may have the same time.
+bool WorkOrderStore::HasKnownFiles()
+{
+    constexpr qint64 clockStep = 20; // ms, twice that of the slowest kernels
+    settled = std::abs(loadedFolderTime.msecsTo(QDateTime::currentDateTime())) > clockStep;
+    const QStringList documents = DocumentsIn(folder);
+    return QSet<QString>(documents.cbegin(), documents.cend()) == knownFiles;
 }
 
 void WorkOrderStore::ReportSkipped(const QString &message)
@@ -225,7 +242,7 @@ bool WorkOrderStore::StoreBatch(const Documents &documents, QString *error)
     }
     Remember(documents);
     journal.Apply(error);
-    loadedFolderTime = FolderTime(folder);
+    FolderIsKnown();
     return true;
 }
 
@@ -295,7 +312,9 @@ bool WorkOrderStore::LeavesReserve(Growth *growth, QString *error) const
 void WorkOrderStore::Remember(const Documents &documents)
 {
     for (const auto &[id, document] : documents) {
-        index[id] = EntryOf(FileNameFor(id));
+        const Entry entry = EntryOf(FileNameFor(id));
+        knownFiles.insert(entry.fileName);
+        index[id] = entry;
     }
 }
 

@@ -95,6 +95,8 @@ private:
     class Growth;
     using Documents = std::map<QString, QJsonObject>;
 
+    void FolderIsKnown();
+    bool HasKnownFiles();
     void AddFile(const QString &fileName);
     void ReportSkipped(const QString &message);
     void SkipDuplicate(const QString &id, const QString &fileName);
@@ -118,6 +120,8 @@ private:
     BatchJournal journal;
     Index index;
     QDateTime loadedFolderTime; // of the folder's last change that is known here
+    bool settled = false;       // a later change cannot have that time any more
+    QSet<QString> knownFiles;   // in the folder, as last loaded or stored
     QSet<QString> skipped;      // what the last load reported
     QSet<QString> formerlySkipped;
 };
