@@ -3,7 +3,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QJsonDocument>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
