@@ -182,9 +182,9 @@ public:
     {
         const auto size = static_cast<size_t>(end - begin);
         const bool isEscaped = std::memchr(begin, '\\', size) != nullptr;
-        const std::string_view key =
+        const std::string_view name =
             isEscaped ? unescaped.Take(begin, end) : std::string_view(begin, size);
-        keys.push_back(std::hash<std::string_view>()(key) & ~hasParts);
+        keys.push_back(std::hash<std::string_view>()(name) & ~hasParts);
     }
 
     void ValueHasParts() { keys.back() |= hasParts; }
