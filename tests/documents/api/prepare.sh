@@ -14,7 +14,8 @@ installed=node_modules/.installed-from
 if cmp -s package-lock.json "$installed"; then
     exit 0
 fi
-# Without a network that is known after seconds, not after minutes.
+# Three more tries within half a minute, for a network that fails for a moment; none at all takes a
+# minute then, where the pauses that npm makes by itself take three.
 npm ci --ignore-scripts --no-audit --no-fund \
-    --prefer-offline --fetch-retries=1 --fetch-retry-mintimeout=2000
+    --prefer-offline --fetch-retries=3 --fetch-retry-mintimeout=2000 --fetch-retry-maxtimeout=10000
 cp package-lock.json "$installed"
