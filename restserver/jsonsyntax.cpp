@@ -184,7 +184,11 @@ public:
         const bool isEscaped = std::memchr(begin, '\\', size) != nullptr;
         const std::string_view name =
             isEscaped ? unescaped.Take(begin, end) : std::string_view(begin, size);
-        keys.push_back(std::hash<std::string_view>()(name) & ~hasParts);
+        // The parser compares keys that it takes as they stand up to a NUL, and by their length.
+        const std::string_view compared = name.substr(0, name.find('\0'));
+        const size_t hash =
+            std::hash<std::string_view>()(compared) + 2 * (name.size() - compared.size());
+        keys.push_back(hash & ~hasParts);
     }
 
     void ValueHasParts() { keys.back() |= hasParts; }

@@ -1,6 +1,7 @@
 #include "jsonsyntax.h"
 
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <gtest/gtest.h>
 
 #include "jsonscan.h"
@@ -156,6 +157,10 @@ INSTANTIATE_TEST_SUITE_P(
         KeyCase{"HalfAtTheEnd", "{\"a\\ud83d\":[1],\"a\xef\xbf\xbd\":2}", true},
         KeyCase{"HalfBeforeAPair",
                 "{\"\\ud83d\\ud83d\\ude00\":[1],\"\xef\xbf\xbd\xf0\x9f\x98\x80\":2}", true},
+        KeyCase{"DifferentBehindAnEscapedNul", R"({"a\u0000b":[1],"a\u0000c":2})", true},
+        KeyCase{"DifferentBehindANul", QByteArray("{\"\0a\":[1],\"\0b\":2}", 17), true},
+        KeyCase{"OfOtherLengthBehindANul", R"({"a\u0000b":[1],"a\u0000":2,"a":3})", false},
+        KeyCase{"DifferentBeforeANul", R"({"a\u0000":[1],"b\u0000":2})", false},
         KeyCase{"InOtherObjects", R"([{"a":[1]},{"a":[2]},{"b":{"a":[]},"a":[]}])", false},
         KeyCase{"OfAnInnerObject", R"([1,[{"b":{"a":[],"a":[]}}]])", true},
         KeyCase{"BehindAnInnerObject", R"({"a":[{"x":1}],"b":[{"a":1}],"a":1})", true},
@@ -163,6 +168,12 @@ INSTANTIATE_TEST_SUITE_P(
         KeyCase{"InAnObjectThatIsOpen", R"([{"a":[1],"a":2)", false}, KeyCase{"Empty", "", false},
         KeyCase{"InAString", R"(["{\"a\":[1],\"a\":2}"])", false}),
     [](const auto &given) { return given.param.name; });
+
+TEST(ParserTest, TakesKeysForOneThatDifferBehindANul)
+{
+    const QByteArray text("{\"a\0b\":1,\"a\0c\":2}", 17);
+    EXPECT_EQ(QJsonDocument::fromJson(text).object().size(), 1);
+}
 
 class ToldOf : public JsonScan::Visitor
 {
