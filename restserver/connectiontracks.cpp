@@ -22,14 +22,14 @@ std::map<QByteArray, int> CountPeers(const std::vector<WatchedSocket> &sockets)
     return peers;
 }
 
-// A socket that no route knows of is one whose head is being read.
-WatchedConnection ConnectionOf(const ProcessSocket &socket,
-                               const std::vector<WatchedConnection> &connections)
+// Null for a socket that no route knows of: its head is being read.
+const WatchedConnection *ConnectionOf(const ProcessSocket &socket,
+                                      const std::vector<WatchedConnection> &connections)
 {
     const auto found = std::find_if(
         connections.cbegin(), connections.cend(),
         [&socket](const WatchedConnection &connection) { return connection.peer == socket.peer; });
-    return found != connections.cend() ? *found : WatchedConnection();
+    return found != connections.cend() ? &*found : nullptr;
 }
 
 } // namespace
@@ -92,11 +92,14 @@ QVector<ProcessSocket> ConnectionTracks::SlowestOfTooMany() const
         }
     }
     const size_t waiting = std::min(waitingThreads, slowest.size());
+    if (waiting <= threads / 2) {
+        return {};
+    }
     const auto from = lastLook - slowestWindow;
     std::sort(slowest.begin(), slowest.end(), [from](const Track *a, const Track *b) {
         return a->MovedSince(from) < b->MovedSince(from);
     });
-    slowest.resize(waiting - std::min(waiting, threads / 2));
+    slowest.resize(waiting - threads / 2);
     QVector<ProcessSocket> found;
     for (const Track *slow : slowest) {
         if (slow->waitsSince <= from) {
@@ -134,13 +137,13 @@ ConnectionTracks::Track ConnectionTracks::TrackOf(const WatchedSocket &seen)
     return track;
 }
 
-void ConnectionTracks::Track::Take(const WatchedConnection &connection)
+void ConnectionTracks::Track::Take(const WatchedConnection *connection)
 {
-    if (connection.phase != WatchedConnection::ReadingHead) {
-        phase = connection.phase;
-        since = connection.since;
+    memory = connection != nullptr ? connection->memory : WatchedConnection::None;
+    if (connection != nullptr && connection->phase != WatchedConnection::ReadingHead) {
+        phase = connection->phase;
+        since = connection->since;
     }
-    memory = connection.memory;
 }
 
 void ConnectionTracks::Track::Read(const WatchedSocket &seen, Clock::time_point now)

@@ -98,7 +98,7 @@ private:
         bool unsure = false;          // another has the same peer: no telling what this one does
         std::deque<Reading> readings; // oldest first, of the last 10 s
 
-        void Take(const WatchedConnection &connection);
+        void Take(const WatchedConnection *connection);
         void Read(const WatchedSocket &seen, Clock::time_point now);
         qint64 MovedSince(Clock::time_point time) const;
         bool WaitsForClient() const;

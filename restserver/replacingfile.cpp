@@ -17,7 +17,6 @@
 
 namespace {
 
-constexpr char hiddenPrefix[] = ".parlowen-upload-";
 constexpr int mostLinks = 40;        // as the kernel follows them
 constexpr mode_t newFileMode = 0666; // less the umask
 
@@ -73,7 +72,8 @@ void RemoveLeftBehind(const QByteArray &folder)
         if (entry == nullptr) {
             return;
         }
-        if (std::strncmp(entry->d_name, hiddenPrefix, sizeof hiddenPrefix - 1) == 0) {
+        if (std::strncmp(entry->d_name, ReplacingFile::hiddenPrefix,
+                         sizeof ReplacingFile::hiddenPrefix - 1) == 0) {
             RemoveIfLeftBehind(folder + '/' + entry->d_name);
         }
     }
@@ -82,7 +82,7 @@ void RemoveLeftBehind(const QByteArray &folder)
 QByteArray NewHiddenName(const QByteArray &folder)
 {
     static unsigned int number = 0; // guarded by hiddenNames
-    return folder + '/' + hiddenPrefix + QByteArray::number(getpid()) + '-' +
+    return folder + '/' + ReplacingFile::hiddenPrefix + QByteArray::number(getpid()) + '-' +
            QByteArray::number(++number);
 }
 

@@ -47,6 +47,9 @@ public:
     ReplacingFile(const ReplacingFile &) = delete;
     ReplacingFile &operator=(const ReplacingFile &) = delete;
 
+    /** How a hidden name begins. Nobody else is to touch, or be shown, such a file. */
+    static constexpr char hiddenPrefix[] = ".parlowen-upload-";
+
     /** Whether a file can have this path, not one that is left of it in the file system's bytes. */
     static bool CanBeNamed(const QString &path);
 

@@ -12,6 +12,7 @@
 #include "clienttext.h"
 #include "durablefile.h"
 #include "pathnames.h"
+#include "replacingfile.h"
 
 namespace {
 
@@ -63,7 +64,7 @@ bool IsValidUtf8(const QByteArray &name)
 // it, and one that deleted it would end the upload.
 bool IsUploadOnItsWay(const QByteArray &name)
 {
-    return name.startsWith(".parlowen-upload-");
+    return name.startsWith(ReplacingFile::hiddenPrefix);
 }
 
 bool NamesAFolder(const QByteArray &path)
